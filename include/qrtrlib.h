@@ -1,0 +1,490 @@
+/*
+ * qrtrlib: the run-time library of a COBOL compiler.
+ *
+ * Every entry that compiled programs, hosts and adapters call, every record that they share with the
+ * library, and every constant in them. Usable from C11 and C++; 32-bit x86 only.
+ *
+ * Conventions
+ *   - Calls follow the i386 System V ABI (cdecl, stack aligned to 16 bytes at the call). Integers up to 32
+ *     bits, addresses and flags are one word each; an 8-byte integer by value is two words, low word first.
+ *   - An operand is the address of its first byte and a length, in the unit that the entry names: bytes,
+ *     decimal digits or characters. The storage stays the caller's. An entry writes its named result and
+ *     nothing beside it. Pointers may be null only where that is said.
+ *   - A "guarded" entry arms a jump buffer around its work. A severe error ends the run; with a debugger
+ *     attached it comes back through the outermost guard instead, and the entry returns the value that is
+ *     given for that case, or one that isn't defined.
+ *   - One thread at a time may be inside the library.
+ */
+#ifndef QRTRLIB_H
+#define QRTRLIB_H
+
+#include <stddef.h>
+#include <stdint.h>
+#include <stdio.h>
+
+/* QRT_API marks an exported function, QRT_DATA an exported variable, QRT_SYMBOL the symbol of a name that C
+   can't spell. */
+#ifdef QRT_BUILDING
+#define QRT_API __attribute__((visibility("protected")))
+#define QRT_DATA extern __attribute__((visibility("default")))
+#else
+#define QRT_API
+#define QRT_DATA extern
+#endif
+#ifdef __clang__
+#define QRT_SYMBOL(name) __asm__(name)
+#else
+#define QRT_SYMBOL(name) __asm__("\"" name "\"")
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ======================================================================================================
+ * Records of the frame
+ * ====================================================================================================== */
+
+typedef struct QrtHashTable QrtHashTable;
+typedef struct QrtPlle QrtPlle;
+typedef struct QrtFcb QrtFcb;
+typedef struct QrtFileDescription QrtFileDescription;
+typedef struct QrtAdapterRow QrtAdapterRow;
+
+/* What ?_qrtsetjmp saves and ?_qrtlongjmp restores: eight words. */
+typedef struct QrtJumpBuffer {
+  uint32_t framePointer;  /* EBP */
+  uint32_t returnAddress; /* where the set call comes back */
+  uint32_t stackPointer;  /* ESP behind the return from the set call */
+  uint32_t savedEbx;      /* the three registers that a callee keeps */
+  uint32_t savedEsi;
+  uint32_t savedEdi;
+  void* exceptionChain;         /* head of the chain of structured exception handlers */
+  uint32_t floatingControlWord; /* x87 control word, in the low half */
+} QrtJumpBuffer;
+
+/* The one block behind threadStorage(). */
+typedef struct QrtThreadStorage {
+  QrtJumpBuffer* anchor; /* innermost armed guard; null when none is armed */
+  char* pendingMessage;  /* text of the last severe message handed to a guard; owned by this block */
+} QrtThreadStorage;
+
+struct QrtProcessRecord;
+struct QrtRunUnitRecord;
+
+/* A link of the stack of run units; the one on top is current. */
+typedef struct QrtRunUnitLink {
+  struct QrtRunUnitRecord* runUnit;
+  struct QrtRunUnitLink* next;
+} QrtRunUnitLink;
+
+/* Bits of QrtProcessRecord.optionFlags, OR-ed into the flags word of each program. */
+#define QRT_OPTION_CHECK 0x08000000u
+#define QRT_OPTION_DEBUG 0x02000000u
+
+/* The process record, one for each process: from the first _qrtPgmInit to the end of the last run unit. */
+typedef struct QrtProcessRecord {
+  char eyecatcher[8];   /* "XPROCCOM" */
+  void* cobpathCache;   /* directory list of the search for programs */
+  FILE* sysoutFile;     /* DISPLAY UPON SYSOUT: SYSOUT, SYSLIST or SYSLST, else standard output */
+  FILE* syspunchFile;   /* DISPLAY UPON SYSPUNCH; null until first use */
+  FILE* consoleOutFile; /* DISPLAY UPON CONSOLE; null until first use */
+  FILE* consoleInFile;  /* ACCEPT FROM CONSOLE; null until first use */
+  FILE* sysinFile;      /* ACCEPT FROM SYSIN; null until first use */
+  uint32_t reserved;    /* 0 */
+  uint32_t optionFlags; /* QRT_OPTION_*; both on by default */
+  char upsi[9];         /* the UPSI switches as "0" and "1", terminated */
+  uint32_t errCount;    /* option ERRCOUNT; 0 means no limit */
+  char fileSystem[4];   /* option FILESYS: three letters, terminated; empty when unset */
+  QrtRunUnitLink* runUnitStack;
+  FILE* messageFile; /* COBMSGS, else standard error; null until the first message */
+  void (*abendHook)(struct QrtProcessRecord* process); /* called once by an abnormal end; null for none */
+  int32_t localeCodePageIndex;                         /* row of the locale code-page table; -1 while unset */
+  char fileMode;                                       /* option FILEMODE: "L" large or "S" small */
+} QrtProcessRecord;
+
+/* The record of one run unit: one main program and everything that it calls. */
+typedef struct QrtRunUnitRecord {
+  char eyecatcher[8];                     /* "XRUNCOMM" */
+  uint32_t runUnitNumber;                 /* 1 for the first of the process */
+  QrtPlle* mainPLLE;                      /* entry of the first program */
+  int32_t activeCount;                    /* programs inside a call; never below 0 */
+  void (*stopRunCallback)(void* context); /* host routine of _qrtCOBOLInit; null for none */
+  QrtHashTable* fileTable;                /* EXTERNAL file control blocks by file name */
+  QrtHashTable* externalTable;            /* EXTERNAL items by name; null until the first */
+  char upsi[8];
+  uint32_t errCountLeft; /* severity 1 messages still allowed; 0 means no limit */
+  char fileSystem[3];
+  QrtHashTable* programTable; /* program list entries by program name */
+  void* plleChunks;
+  void* plleChunkEnd;
+  QrtPlle* plleNext;
+  void* stopRunContext;        /* argument of stopRunCallback */
+  uint32_t randomSeed;         /* state of FUNCTION RANDOM; 1 at the start */
+  QrtAdapterRow* adapterTable; /* the file-system adapters, by code */
+  void* hostedAllocations;     /* head of the list of hosted allocations */
+  uint32_t reserved;           /* 0 */
+  int32_t centuryWindow;       /* sliding century window; 80 at the start */
+  uint32_t runUnitWord;        /* the word that runUnitShared of each program block points to */
+  uint32_t sortState[13];
+  char* tempDirectory; /* TMP when that directory exists, else "."; owned */
+  int16_t sortActive;  /* not 0 while a SORT or MERGE is in progress */
+  void* sortBlocks;
+  int32_t sortErrno;
+  char fileMode;
+  char localeName[22];
+  char ebcdicCodePage[18];
+} QrtRunUnitRecord;
+
+struct QrtProgramBlock;
+
+/* Bit of QrtProgramEntry.stateFlags that CANCEL and the end of a cached run unit clear. */
+#define QRT_ENTRY_NOT_INITIAL 0x40000000u
+
+/* One element for a program and one for each program nested in it, 32 bytes each, laid out by the compiler.
+ */
+typedef struct QrtProgramEntry {
+  int32_t activeCount;           /*  0: times that the program is active */
+  uint32_t stateFlags;           /*  4 */
+  void* entryPoint;              /*  8 */
+  int32_t lastIndex;             /* 12: in the first element, index of the last; 0 when nothing is nested */
+  QrtFcb** files;                /* 16: the program's file control blocks; null for none */
+  int32_t fileCount;             /* 20: elements of files */
+  uint32_t reserved24;           /* 24 */
+  struct QrtProgramBlock* block; /* 28: set at the first entry of the program */
+} QrtProgramEntry;
+
+/* Bits of QrtProgramBlock.flags. */
+#define QRT_PROGRAM_MAIN 0x80000000u /* main program of the run unit; set and cleared by the library */
+#define QRT_PROGRAM_END_BY_COUNT 0x20000000u /* the run unit ends when its activeCount is back to 0 */
+#define QRT_PROGRAM_FOLD_NAMES 0x01000000u   /* CALL and CANCEL fold names to upper case */
+#define QRT_PROGRAM_EBCDIC 0x00200000u       /* the program's data is in EBCDIC */
+
+/* yearWindow of a program without a window. */
+#define QRT_NO_YEAR_WINDOW 9999
+
+/* The block of a compiled program, laid out by the compiler and passed at each entry and exit. */
+typedef struct QrtProgramBlock {
+  uint8_t reserved0[5];
+  uint8_t compilerLevel[3];              /*  5: version, release, modification of the compiler */
+  QrtProgramEntry* entries;              /*  8: the program and those nested in it */
+  const char* name;                      /* 12: program name, not terminated */
+  uint32_t nameLength;                   /* 16: bytes */
+  uint32_t flags;                        /* 20: QRT_PROGRAM_* and QRT_OPTION_* */
+  QrtPlle* plle;                         /* 24: null while the program isn't bound to a run unit */
+  const uint8_t* reserved28;             /* 28 */
+  QrtFileDescription** fileDescriptions; /* 32 */
+  char* upsi;                            /* 36: set to the run unit's UPSI switches at the first entry */
+  uint32_t reserved40[5];
+  int32_t yearWindow;      /* 60: first year of the window, negative when relative to the current year */
+  uint32_t* runUnitShared; /* 64: set, from level 5.1.1 on, to a word that all programs share */
+} QrtProgramBlock;
+
+/* ------------------------------------------------------------------------------------------------------
+ * Exported data of the frame
+ * ------------------------------------------------------------------------------------------------------ */
+
+QRT_DATA QrtProcessRecord* _qrtProccom; /* null while the process is down */
+QRT_DATA QrtRunUnitRecord* _qrtRuncom;  /* the current run unit; null for none */
+QRT_DATA int32_t _qrtIsTrax;            /* 0 in a plain run, else the depth of hosted run units */
+QRT_DATA int32_t _qrtIsApc;             /* container level; 0 without a container */
+QRT_DATA int32_t _qrtIsDebuggerLoaded;  /* set by a debugger: severe messages come back through the guard */
+
+/* ------------------------------------------------------------------------------------------------------
+ * Jumps and the guard
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* Symbol ?_qrtsetjmp. Fills `buffer` and returns 0; comes back again, with the jump's value, when
+   ?_qrtlongjmp is called on the buffer while the caller's frame is still alive. */
+QRT_API int32_t qrtSetJump(QrtJumpBuffer* buffer) QRT_SYMBOL("?_qrtsetjmp") __attribute__((returns_twice));
+
+/* Symbol ?_qrtlongjmp. Takes the chain of structured exception handlers back to the saved head,
+   re-initialises the x87 unit, restores its saved control word, and comes back where `buffer` was filled:
+   with `value`, or 1 when `value` is 0. */
+QRT_API void qrtLongJump(QrtJumpBuffer* buffer, int32_t value) QRT_SYMBOL("?_qrtlongjmp")
+    __attribute__((noreturn));
+
+/* Filled by the start-up code of the compiled main program; STOP RUN jumps to it with the return code, 255
+   standing for 0. */
+QRT_DATA QrtJumpBuffer _qrtJmpCobStart;
+
+/* The process's storage block, made at the first call; out of memory ends the run with message 907. */
+QRT_API QrtThreadStorage* threadStorage(void);
+
+/* Frees the block of threadStorage(), not its pendingMessage; the next call makes a new one. */
+QRT_API void freeThreadStorage(void);
+
+/* Forgets the block of threadStorage() without freeing it: for hosted runs, where it lies on the run unit's
+   list of allocations. */
+QRT_API void resetThreadStorageAnchor(void);
+
+/* ------------------------------------------------------------------------------------------------------
+ * Memory. In hosted mode (_qrtIsTrax not 0 and a run unit live) each block hangs on a list of the run unit
+ * and goes with it; otherwise these are the heap of the process. A block is freed in the mode in which it
+ * was allocated.
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* A block of `size` bytes, or null; no message. */
+QRT_API void* _qrtCheckMalloc(uint32_t size);
+
+/* A zero-filled block of `count` times `size` bytes, or null; no message. */
+QRT_API void* _qrtCheckCalloc(uint32_t count, uint32_t size);
+
+/* Gives a block back; a null block does nothing. */
+QRT_API void _qrtCheckFree(void* block);
+
+/* Hosted mode: frees every block of the current run unit's list. Otherwise nothing. */
+QRT_API void _qrtCheckFreeAll(void);
+
+/* As _qrtCheckMalloc, but a failure is reported as message `number` with `flags`, which as a rule ends the
+   run; null when it does not. */
+QRT_API void* _qrtMalloc(uint32_t size, int32_t number, uint32_t flags);
+
+/* ------------------------------------------------------------------------------------------------------
+ * Hash table of fixed size. Values are addresses that stay the caller's; 0 stands for none.
+ * ------------------------------------------------------------------------------------------------------ */
+
+#define QRT_HASH_KEY_BY_REFERENCE \
+  1 /* a node keeps the address of the caller's key; any other mode copies it */
+
+/* An empty table of `buckets` chains; null when `buckets` is below 1 or memory is short. */
+QRT_API QrtHashTable* _qrt_hash_create(int32_t buckets, int32_t keyMode);
+
+/* Frees every node and the table; not the values. */
+QRT_API void _qrt_hash_terminate(QrtHashTable* table);
+
+/* The newest value under the key of `length` bytes, or null. */
+QRT_API void* _qrt_hash_find(QrtHashTable* table, const void* key, uint32_t length);
+
+/* Adds a node in front of any other of the same key. 0, or -1 when memory is short. */
+QRT_API int32_t _qrt_hash_insert(QrtHashTable* table, const void* key, uint32_t length, void* value);
+
+/* Takes the newest node of the key out. 0, or -1 when there is none. */
+QRT_API int32_t _qrt_hash_delete(QrtHashTable* table, const void* key, uint32_t length);
+
+/* The value of the node with that index in table order, or null past the end; counting up costs one step a
+   call. The table must not change during a walk. A null table or a negative index gives null. */
+QRT_API void* _qrt_hash_next(QrtHashTable* table, int32_t index);
+
+/* Creates a table into `*slot` when that is null. */
+QRT_API void _qrtInitHashCreate(QrtHashTable** slot, int32_t buckets, int32_t keyMode);
+
+/* ------------------------------------------------------------------------------------------------------
+ * Messages
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* Bits of the flags word of the message calls; the low byte is the variant of the text, less one. */
+#define QRT_MESSAGE_CONTROL 0x0100u        /* control call; with bit 0x0001 it closes the catalogue */
+#define QRT_MESSAGE_KEEP_TRACEBACK 0x0200u /* with QRT_MESSAGE_TEXT: the traceback goes into the text */
+#define QRT_MESSAGE_NO_TRACEBACK 0x0400u
+#define QRT_MESSAGE_SEVERE 0x0800u      /* counts as severity 2, whatever the text says */
+#define QRT_MESSAGE_INFORMATION 0x1000u /* counts as severity 0, whatever the text says */
+#define QRT_MESSAGE_TEXT                                                   \
+  0x2000u /* formats into the caller's buffer: values are its address, its \
+             length, then those of the text */
+
+/* Guarded. Writes message `number` with `flags` and its values, one word each, to the message stream or the
+   host. Severities 2 and 3 end the run, severity 1 does when ERRCOUNT is used up. */
+QRT_API int32_t _qrtWriteERRmsg(int32_t number, uint32_t flags, ...);
+
+/* The same without a guard, for use inside one. Returns 0. */
+QRT_API int32_t qrtWriteERRmsg(int32_t number, uint32_t flags, ...);
+
+/* ======================================================================================================
+ * Decimal data
+ *
+ * Packed: digits/2 + 1 bytes, two digits a byte, the sign in the last low nibble: 0xC or 0xD as results, 0xA,
+ * 0xC, 0xE, 0xF positive and 0xB, 0xD negative as operands.
+ * Zoned: one ASCII digit a byte; the sign is an overpunch of the last (TO) or first (LO) digit, bit 0x40 of
+ * that byte standing for minus, or a separate "+" or "-" behind (TS) or ahead of (LS) the digits; US has
+ * none.
+ * ====================================================================================================== */
+
+/* Guarded. op1 plus op2, the result cut on the left to resultDigits. Returns result, also when caught. The
+   result may lie on an operand of the same address and length. A bad sign nibble is reported as message 39,
+   a bad digit as 903. */
+QRT_API uint8_t* _qrtcBCD_ADD_Pckd(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
+                                   int32_t resultDigits, int32_t op2Digits, int32_t op1Digits);
+
+/* ======================================================================================================
+ * MOVE and editing
+ * ====================================================================================================== */
+
+/* ======================================================================================================
+ * DISPLAY, ACCEPT and STOP
+ * ====================================================================================================== */
+
+/* ======================================================================================================
+ * Files
+ * ====================================================================================================== */
+
+/* Values of QrtFileDescription.organization; bit 0x80 is looked at by WRITE errors only. */
+#define QRT_ORGANIZATION_SEQUENTIAL 0x00
+#define QRT_ORGANIZATION_RELATIVE 0x10
+#define QRT_ORGANIZATION_INDEXED 0x20
+#define QRT_ORGANIZATION_LINE_SEQUENTIAL 0x40
+
+/* Bits of QrtFileDescription.attributes. With neither ASSIGN bit the assignment names an environment
+   variable. */
+#define QRT_FILE_OPTIONAL 0x80
+#define QRT_FILE_ASSIGN_AS_IS 0x08
+#define QRT_FILE_ASSIGN_TEXT 0x04
+#define QRT_FILE_EXTERNAL 0x02
+
+/* Description of one file, laid out by the compiler. Offsets without a field are the compiler's own. */
+struct QrtFileDescription {
+  uint32_t reserved0;
+  int32_t fileIndex;      /*   4: 1-based position in the program's descriptions */
+  char fileSystemCode[4]; /*   8: code character and three letters given in the source */
+  uint8_t organization;   /*  12: QRT_ORGANIZATION_* */
+  uint8_t accessMode;     /*  13: bit 0x80 sequential access */
+  uint8_t recordFormat;   /*  14 */
+  uint8_t attributes;     /*  15: QRT_FILE_* */
+  uint32_t maxRecord;     /*  16: longest record, bytes */
+  uint32_t minRecord;     /*  20: shortest record, bytes */
+  uint32_t flushLength;   /*  24: with lineFlags 0x20, record length that is flushed at once */
+  uint32_t keyCount;      /*  28: keys of an indexed file */
+  char externalName[44];  /*  32: terminated name, key of the run unit's file table */
+  uint16_t assignLength;  /*  76: bytes of assignName */
+  uint16_t status2Length; /*  78: bytes of the extended status area */
+  uint8_t lineFlags;      /*  80: bit 0x20 flush at the end of each record of flushLength */
+  uint8_t linageFlags;    /*  81: bit 0x80 LINAGE, 0x40 FOOTING, 0x20 TOP, 0x10 BOTTOM */
+  uint8_t statusFlags;    /*  82: bit 0x80 FILE STATUS in EBCDIC, 0x40 extended status in EBCDIC,
+                                  0x10 FILE STATUS in two-byte characters */
+  uint8_t reserved83[5];
+  uint32_t statusOffset;      /*  88: FILE STATUS from its base */
+  uint32_t status2Offset;     /*  92: extended status from its base */
+  uint32_t keyBlockOffset;    /*  96: key table from this block; 12 bytes a key: a word, a 32-bit field at 4,
+                                      a byte at 8 */
+  uint32_t relativeKeyOffset; /* 100: block of 36 bytes: a 32-bit value, a 30-byte name at 4 */
+  uint32_t otherBlockOffset;  /* 104: block of 8 bytes */
+  uint32_t linageOffset; /* 108: block of 144 bytes: for LINAGE, FOOTING, TOP and BOTTOM a 30-byte name at
+                                 2, 38, 74, 110 and a 32-bit value at 32, 68, 104, 140 */
+  uint32_t reserved112[2];
+  uint8_t** recordAreaSlot; /* 120: address of the word that receives the record area */
+  const char* assignName;   /* 124: assignment text */
+  uint8_t** statusBase;     /* 128: word with the base of FILE STATUS; 0 in it means no such clause */
+  uint8_t** status2Base;    /* 132: the same for the extended status */
+};
+
+/* Low byte of openRequest and openState: what the open mode allows. */
+#define QRT_OPEN_CAN_READ 0x0080
+#define QRT_OPEN_CAN_WRITE 0x0040
+#define QRT_OPEN_CAN_REWRITE 0x0020 /* REWRITE and DELETE */
+/* High byte: the open mode. */
+#define QRT_OPEN_INPUT 0x8000
+#define QRT_OPEN_OUTPUT 0x4000
+#define QRT_OPEN_IO 0x2000
+#define QRT_OPEN_EXTEND 0x1000
+#define QRT_OPEN_NO_REWIND 0x0400
+
+/* Bits of closeFlags. */
+#define QRT_CLOSE_SILENT 0x0001 /* from the end of the run unit: no USE procedure */
+#define QRT_CLOSE_MEMBER 0x0400 /* a step inside a concatenation */
+#define QRT_CLOSE_LOCK 0x1000
+#define QRT_CLOSE_REEL 0x2000
+#define QRT_CLOSE_UNIT 0x4000
+
+/* Bits of QrtFcb.flags. */
+#define QRT_FCB_ABSENT 0x80000000u /* OPTIONAL file that isn't there */
+#define QRT_FCB_TERMINAL 0x40000000u
+#define QRT_FCB_AT_END 0x10000000u
+#define QRT_FCB_READ_POSITION 0x08000000u /* read position valid */
+#define QRT_FCB_POSITIONED 0x02000000u    /* position established by OPEN or START */
+#define QRT_FCB_SHARED 0x01000000u        /* EXTERNAL, bound by more than one description */
+#define QRT_FCB_CONCATENATED 0x00800000u
+#define QRT_FCB_NAME_ALLOCATED 0x00400000u /* fileName is an allocated block */
+
+/* Codes of currentOperation and lastOperation. */
+#define QRT_VERB_READ 0x80
+#define QRT_VERB_WRITE 0x40
+#define QRT_VERB_REWRITE 0x20
+#define QRT_VERB_START 0x10
+#define QRT_VERB_DELETE 0x08
+#define QRT_VERB_OPEN 0x04
+#define QRT_VERB_CLOSE 0x02
+
+/* Bits of statementFlags. */
+#define QRT_STATEMENT_INVALID_KEY 0x80
+#define QRT_STATEMENT_AT_END 0x20
+#define QRT_STATEMENT_READ_NEXT 0x02
+
+/* A verb's routine, called through the slots of the control block. */
+typedef void (*QrtFileRoutine)(QrtFcb* file, QrtProgramEntry* program);
+
+/* A USE procedure and its argument. */
+typedef struct QrtUsePair {
+  void (*routine)(void* argument);
+  void* argument;
+} QrtUsePair;
+
+/* The file control block: state of one file and the routine of each verb. It lies in the program, or for an
+   EXTERNAL file in the run unit; adapters use the same fields. */
+struct QrtFcb {
+  char eyecatcher[3]; /*   0: "FCB" */
+  uint8_t reserved3;
+  int32_t fileIndex;      /*   4: from the description */
+  char fileSystemChar;    /*   8: code of the file system in use, "0" to "9" */
+  char fileSystemName[3]; /*   9: its three letters */
+  uint8_t defaultCode;    /*  12: code of the default file system, as a number */
+  char defaultName[3];    /*  13 */
+  uint8_t reserved16[8];
+  uint16_t openRequest;            /*  24: QRT_OPEN_*: the OPEN that is asked for */
+  uint16_t openState;              /*  26: QRT_OPEN_*: as opened; 0 while closed */
+  uint16_t closeFlags;             /*  28: QRT_CLOSE_* */
+  uint16_t lastCloseFlags;         /*  30: those of the last close */
+  uint32_t flags;                  /*  32: QRT_FCB_* */
+  QrtFileDescription* description; /* 36 */
+  int16_t status;                  /*  40: FILE STATUS as a number, 0 to 99 */
+  uint8_t lastOperation;           /*  42: QRT_VERB_* */
+  uint8_t currentOperation;        /*  43: QRT_VERB_* */
+  uint8_t reserved44[3];
+  uint8_t statementFlags; /*  47: QRT_STATEMENT_* */
+  FILE* stream;           /*  48: of a line sequential file */
+  uint32_t reserved52;
+  const char* fileName; /*  56: name in use, terminated */
+  uint32_t reserved60;
+  uint8_t* recordBase;      /*  64: record buffer: 32 bytes of prefix, then the record */
+  uint8_t* record;          /*  68: record area */
+  void* adapterBlock1;      /*  72: freed at close */
+  void* adapterBlock2;      /*  76: freed at close */
+  uint32_t recordLength;    /*  80: of the current record, bytes */
+  uint32_t readLength;      /*  84: of the last line read, bytes */
+  uint32_t adapterPosition; /*  88: 0 before open */
+  uint32_t reserved92;
+  uint16_t adapterCount; /*  96: 1 before open */
+  uint16_t reserved98;
+  uint32_t linageCurrent[4]; /* 100: LINAGE, FOOTING, TOP, BOTTOM at open */
+  uint32_t linageSaved[4];   /* 116: copy of them */
+  uint32_t linageValid;      /* 132: 1 when the copy has been made */
+  uint32_t advanceLines;     /* 136: lines to advance; 1 by default */
+  uint8_t advanceFlags;      /* 140: bit 0x20 ADVANCING given, 0x04 PAGE */
+  uint8_t recordState;       /* 141: 0x40 after a WRITE, 0x04 after OPEN */
+  char fileMode;             /* 142: "L" or "S" */
+  uint8_t reserved143;
+  QrtFileRoutine readRoutine;    /* 144 */
+  QrtFileRoutine writeRoutine;   /* 148 */
+  QrtFileRoutine rewriteRoutine; /* 152 */
+  QrtFileRoutine startRoutine;   /* 156 */
+  QrtFileRoutine deleteRoutine;  /* 160 */
+  QrtFileRoutine closeRoutine;   /* 164 */
+  QrtFileRoutine openRoutine;    /* 168: an adapter's own also gets the control block as third argument */
+  void (*useRoutine)(QrtFcb* file, int32_t detail, QrtProgramEntry* program); /* 172 */
+  QrtUsePair* useTable; /* 176: INPUT, OUTPUT, I-O, EXTEND, file-specific; null for none */
+  uint32_t reserved180;
+  void* concatenation; /* 184: list of the names of a concatenation; null for none */
+  uint32_t reserved188[2];
+  void* keyArea; /* 196: with more than one key, the extension behind this block */
+};
+
+/* A row of the adapter table of a run unit, one for each file system code. */
+struct QrtAdapterRow {
+  void (*init)(QrtFcb* file, QrtProgramEntry* program, int32_t code); /* _IO_Init; null until first use */
+  uint32_t reserved[2];
+};
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

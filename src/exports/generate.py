@@ -1,0 +1,146 @@
+#!/usr/bin/env python3
+"""Makes the guarded entries and the linker's symbol list from the tables of exported names.
+
+A table line is one of
+  guarded RESULT NAME(PARAMETERS) = INNER [-> VALUE]   a guard around the inner function of namespace qrt;
+                                                       VALUE is what comes back after a caught failure
+  direct  SYMBOL                                       a function defined under its exported name
+  data    SYMBOL                                       an exported variable
+Braces in NAME, as in {TO,TS}, make one entry for each choice; $1, $2... in RESULT, PARAMETERS, INNER and VALUE
+stand for the chosen texts. A name followed by braces of pairs, {Int1:int8_t,...}, gives $1 the first half and
+$1' the second. "#" starts a comment; a line that ends in "\\" goes on in the next.
+
+Fails when a name stands in two tables, or when the tables and the public header don't name the same entries;
+the compiler fails when a signature differs from its declaration, the linker when a definition is missing.
+"""
+import argparse
+import itertools
+import pathlib
+import re
+import sys
+
+
+def logical_lines(path):
+    pending = ""
+    for number, line in enumerate(path.read_text().split("\n"), 1):
+        line = pending + line.split("#")[0].strip()
+        if line.endswith("\\"):
+            pending = line[:-1].rstrip() + " "
+            continue
+        pending = ""
+        if line:
+            yield number, line
+
+
+def expand(line):
+    """Yields the line once for each choice of the braces in its entry's name."""
+    head = line.split("(")[0]
+    groups = [group.split(",") for group in re.findall(r"\{([^}]*)\}", head)]
+    for choice in itertools.product(*groups):
+        text = line
+        for index, chosen in enumerate(choice, 1):
+            first, _, second = chosen.strip().partition(":")
+            text = re.sub(r"\{[^}]*\}", first, text, count=1)
+            text = text.replace(f"${index}'", second or first).replace(f"${index}", first)
+        yield text
+
+
+ENTRY = re.compile(r"(?P<result>.+?)\s*\b(?P<name>\w+)\((?P<parameters>.*?)\)\s*=\s*(?P<inner>[^-]+?)"
+                   r"\s*(?:->\s*(?P<value>.+))?$")
+
+
+def argument_names(parameters):
+    if parameters.strip() in ("", "void"):
+        return []
+    return [re.search(r"(\w+)\s*$", parameter).group(1) for parameter in split_arguments(parameters)]
+
+
+def split_arguments(parameters):
+    depth, start, parts = 0, 0, []
+    for at, character in enumerate(parameters + ","):
+        depth += character in "(<"
+        depth -= character in ")>"
+        if character == "," and depth == 0:
+            parts.append(parameters[start:at])
+            start = at + 1
+    return parts
+
+
+def guarded_entry(entry, name):
+    result, inner, value = entry["result"], entry["inner"], entry["value"]
+    call = f"qrt::{inner}({', '.join(argument_names(entry['parameters']))})"
+    if result == "void":
+        work, ending = f"    {call};\n    storage->anchor = outer;\n    return;\n", ""
+    else:
+        work = f"    {result} const value = {call};\n    storage->anchor = outer;\n    return value;\n"
+        ending = f"  return {value or '{}'};\n"
+    return (f"{result} {name}({entry['parameters']}) {{\n"
+            "  QrtJumpBuffer buffer;\n"
+            "  QrtThreadStorage* const storage = threadStorage();\n"
+            "  QrtJumpBuffer* const outer = storage->anchor;\n"
+            "  storage->anchor = &buffer;\n"
+            "  if (qrtSetJump(&buffer) == 0) {\n"
+            f"{work}"
+            "  }\n"
+            "  qrt::frame::caughtByGuard(outer);\n"
+            f"{ending}"
+            "}\n\n")
+
+
+def declared_names(header):
+    text = re.sub(r"/\*.*?\*/", "", header.read_text(), flags=re.S)
+    text = re.sub(r"^\s*#.*$", "", text, flags=re.M)
+    for declaration in re.findall(r"^QRT_(?:API|DATA)\b([^;]*);", text, flags=re.M):
+        symbol = re.search(r'QRT_SYMBOL\("([^"]+)"\)', declaration)
+        if symbol:
+            yield symbol.group(1)
+        elif "(" in declaration:
+            yield re.search(r"(\w+)\s*\(", declaration).group(1)
+        else:
+            yield re.search(r"(\w+)\s*(?:\[[^\]]*\]\s*)*$", declaration).group(1)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("--header", type=pathlib.Path, required=True)
+    parser.add_argument("--output", type=pathlib.Path, required=True)
+    parser.add_argument("tables", nargs="+", type=pathlib.Path)
+    options = parser.parse_args()
+    options.output.mkdir(parents=True, exist_ok=True)
+
+    symbols, faults = {}, []
+    for table in options.tables:
+        body = []
+        for number, line in logical_lines(table):
+            place = f"{table}:{number}"
+            kind, _, rest = line.partition(" ")
+            for text in expand(rest.strip()):
+                if kind == "guarded":
+                    entry = ENTRY.match(text)
+                    if not entry:
+                        sys.exit(f"{place}: not an entry: {text}")
+                    name = entry["name"]
+                    body.append(guarded_entry(entry, name))
+                elif kind in ("direct", "data"):
+                    name = text
+                else:
+                    sys.exit(f"{place}: '{kind}' is neither guarded, direct nor data")
+                if name in symbols:
+                    faults.append(f"{place}: {name} stands already in {symbols[name]}")
+                symbols[name] = place
+        includes = f'#include "exports/inner.h"\n#include "qrtrlib.h"\n\nextern "C" {{\n\n'
+        (options.output / f"{table.stem}.cpp").write_text(
+            f"// Made from {table.name}; don't edit.\n{includes}{''.join(body)}}}\n")
+
+    declared = set(declared_names(options.header))
+    faults += [f"{symbols[name]}: {name} isn't declared in {options.header.name}"
+               for name in sorted(symbols.keys() - declared)]
+    faults += [f"{options.header.name}: {name} stands in no table" for name in sorted(declared - symbols.keys())]
+    if faults:
+        sys.exit("\n".join(faults))
+    listed = "".join(f'    "{name}";\n' for name in sorted(symbols))
+    (options.output / "exports.map").write_text(f"{{\n  global:\n{listed}  local:\n    *;\n}};\n")
+
+
+if __name__ == "__main__":
+    main()

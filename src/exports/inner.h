@@ -1,0 +1,6 @@
+// The inner functions that the tables of exported names refer to.
+#pragma once
+
+#include "decimal/packed.h"
+#include "frame/guard.h"
+#include "frame/message.h"

@@ -1,0 +1,89 @@
+// Holds the records that compiled code lays out to their offsets.
+#include "qrtrlib.h"
+
+namespace {
+
+#define AT(record, field, offset) static_assert(offsetof(record, field) == (offset), #record "." #field)
+
+static_assert(sizeof(QrtJumpBuffer) == 32);
+
+static_assert(sizeof(QrtProgramEntry) == 32);
+AT(QrtProgramEntry, entryPoint, 8);
+AT(QrtProgramEntry, lastIndex, 12);
+AT(QrtProgramEntry, files, 16);
+AT(QrtProgramEntry, fileCount, 20);
+AT(QrtProgramEntry, block, 28);
+
+static_assert(sizeof(QrtProgramBlock) == 68);
+AT(QrtProgramBlock, compilerLevel, 5);
+AT(QrtProgramBlock, entries, 8);
+AT(QrtProgramBlock, name, 12);
+AT(QrtProgramBlock, nameLength, 16);
+AT(QrtProgramBlock, flags, 20);
+AT(QrtProgramBlock, plle, 24);
+AT(QrtProgramBlock, fileDescriptions, 32);
+AT(QrtProgramBlock, upsi, 36);
+AT(QrtProgramBlock, yearWindow, 60);
+AT(QrtProgramBlock, runUnitShared, 64);
+
+static_assert(sizeof(QrtFileDescription) == 136);
+AT(QrtFileDescription, fileIndex, 4);
+AT(QrtFileDescription, fileSystemCode, 8);
+AT(QrtFileDescription, organization, 12);
+AT(QrtFileDescription, attributes, 15);
+AT(QrtFileDescription, maxRecord, 16);
+AT(QrtFileDescription, keyCount, 28);
+AT(QrtFileDescription, externalName, 32);
+AT(QrtFileDescription, assignLength, 76);
+AT(QrtFileDescription, status2Length, 78);
+AT(QrtFileDescription, lineFlags, 80);
+AT(QrtFileDescription, linageFlags, 81);
+AT(QrtFileDescription, statusFlags, 82);
+AT(QrtFileDescription, statusOffset, 88);
+AT(QrtFileDescription, keyBlockOffset, 96);
+AT(QrtFileDescription, linageOffset, 108);
+AT(QrtFileDescription, recordAreaSlot, 120);
+AT(QrtFileDescription, assignName, 124);
+AT(QrtFileDescription, statusBase, 128);
+AT(QrtFileDescription, status2Base, 132);
+
+static_assert(sizeof(QrtFcb) == 200);
+AT(QrtFcb, fileIndex, 4);
+AT(QrtFcb, fileSystemChar, 8);
+AT(QrtFcb, fileSystemName, 9);
+AT(QrtFcb, defaultCode, 12);
+AT(QrtFcb, defaultName, 13);
+AT(QrtFcb, openRequest, 24);
+AT(QrtFcb, closeFlags, 28);
+AT(QrtFcb, flags, 32);
+AT(QrtFcb, description, 36);
+AT(QrtFcb, status, 40);
+AT(QrtFcb, lastOperation, 42);
+AT(QrtFcb, statementFlags, 47);
+AT(QrtFcb, stream, 48);
+AT(QrtFcb, fileName, 56);
+AT(QrtFcb, recordBase, 64);
+AT(QrtFcb, record, 68);
+AT(QrtFcb, adapterBlock1, 72);
+AT(QrtFcb, recordLength, 80);
+AT(QrtFcb, readLength, 84);
+AT(QrtFcb, adapterPosition, 88);
+AT(QrtFcb, adapterCount, 96);
+AT(QrtFcb, linageCurrent, 100);
+AT(QrtFcb, linageSaved, 116);
+AT(QrtFcb, linageValid, 132);
+AT(QrtFcb, advanceLines, 136);
+AT(QrtFcb, advanceFlags, 140);
+AT(QrtFcb, recordState, 141);
+AT(QrtFcb, fileMode, 142);
+AT(QrtFcb, readRoutine, 144);
+AT(QrtFcb, closeRoutine, 164);
+AT(QrtFcb, openRoutine, 168);
+AT(QrtFcb, useRoutine, 172);
+AT(QrtFcb, useTable, 176);
+AT(QrtFcb, concatenation, 184);
+AT(QrtFcb, keyArea, 196);
+
+#undef AT
+
+}  // namespace

@@ -1,0 +1,134 @@
+// The hash table of program lists, file lists and EXTERNAL items: fixed bucket count, newest node first.
+#include <string.h>
+
+#include "frame/guard.h"
+#include "frame/message.h"
+#include "qrtrlib.h"
+
+namespace {
+
+struct Node {
+  Node* next;
+  void* value;
+  uint32_t keyLength;
+};
+
+}  // namespace
+
+struct QrtHashTable {
+  int32_t bucketCount;
+  int32_t keyMode;
+  int32_t iterationIndex;
+  int32_t iterationBucket;
+  Node* iterationNode;
+
+  Node** buckets() { return reinterpret_cast<Node**>(this + 1); }
+};
+
+namespace {
+
+constexpr int32_t startOfWalk = -1;
+
+// Behind the fixed fields a node holds the key's address, or the key itself.
+const void* keyOf(const QrtHashTable* table, const Node* node) {
+  const void* tail = node + 1;
+  return table->keyMode == QRT_HASH_KEY_BY_REFERENCE ? *static_cast<const void* const*>(tail) : tail;
+}
+
+int32_t bucketOf(const QrtHashTable* table, const void* key, uint32_t length) {
+  const auto* bytes = static_cast<const uint8_t*>(key);
+  uint32_t words = 0;
+  for (; length >= 4; bytes += 4, length -= 4) {
+    uint32_t word;
+    memcpy(&word, bytes, 4);
+    words ^= word;
+  }
+  uint32_t rest = 0;
+  for (; length > 0; --length) rest = (rest << 8) + *bytes++;
+  const double product = (words ^ rest) * 0.6180339887;
+  const double fraction = product - static_cast<double>(static_cast<uint32_t>(product));
+  return static_cast<int32_t>(fraction * table->bucketCount);
+}
+
+// The pointer that points to the newest node of the key, or to the null at the end of its chain.
+Node** findLink(QrtHashTable* table, const void* key, uint32_t length) {
+  Node** link = &table->buckets()[bucketOf(table, key, length)];
+  while (*link != nullptr && ((*link)->keyLength != length || memcmp(keyOf(table, *link), key, length) != 0))
+    link = &(*link)->next;
+  return link;
+}
+
+}  // namespace
+
+QrtHashTable* _qrt_hash_create(int32_t buckets, int32_t keyMode) {
+  constexpr int32_t mostBuckets = (INT32_MAX - static_cast<int32_t>(sizeof(QrtHashTable))) / sizeof(Node*);
+  if (buckets < 1 || buckets > mostBuckets) return nullptr;
+  auto* table =
+      static_cast<QrtHashTable*>(_qrtCheckCalloc(1, sizeof(QrtHashTable) + buckets * sizeof(Node*)));
+  if (table == nullptr) return nullptr;
+  table->bucketCount = buckets;
+  table->keyMode = keyMode;
+  table->iterationIndex = startOfWalk;
+  return table;
+}
+
+void _qrt_hash_terminate(QrtHashTable* table) {
+  if (table == nullptr) return;
+  for (int32_t bucket = 0; bucket < table->bucketCount; ++bucket)
+    for (Node *node = table->buckets()[bucket], *next; node != nullptr; node = next) {
+      next = node->next;
+      _qrtCheckFree(node);
+    }
+  _qrtCheckFree(table);
+}
+
+void* _qrt_hash_find(QrtHashTable* table, const void* key, uint32_t length) {
+  const Node* node = *findLink(table, key, length);
+  return node != nullptr ? node->value : nullptr;
+}
+
+int32_t _qrt_hash_insert(QrtHashTable* table, const void* key, uint32_t length, void* value) {
+  const bool byReference = table->keyMode == QRT_HASH_KEY_BY_REFERENCE;
+  const uint32_t tail = byReference ? sizeof(key) : length;
+  auto* node = static_cast<Node*>(_qrtCheckMalloc(sizeof(Node) + tail));
+  if (node == nullptr) return -1;
+  Node** head = &table->buckets()[bucketOf(table, key, length)];
+  *node = {*head, value, length};
+  memcpy(node + 1, byReference ? static_cast<const void*>(&key) : key, tail);
+  *head = node;
+  return 0;
+}
+
+int32_t _qrt_hash_delete(QrtHashTable* table, const void* key, uint32_t length) {
+  Node** link = findLink(table, key, length);
+  Node* node = *link;
+  if (node == nullptr) return -1;
+  *link = node->next;
+  _qrtCheckFree(node);
+  return 0;
+}
+
+void* _qrt_hash_next(QrtHashTable* table, int32_t index) {
+  if (table == nullptr) return nullptr;
+  if (index <= 0 || index < table->iterationIndex || table->iterationIndex == startOfWalk) {
+    table->iterationIndex = 0;
+    table->iterationBucket = 0;
+    table->iterationNode = table->buckets()[0];
+    if (index < 0) return nullptr;
+  }
+  for (;;) {  // the cursor stands on the node of iterationIndex, or on the null that ends its chain
+    while (table->iterationNode == nullptr) {
+      if (table->iterationBucket + 1 >= table->bucketCount) return nullptr;
+      table->iterationNode = table->buckets()[++table->iterationBucket];
+    }
+    if (table->iterationIndex == index) return table->iterationNode->value;
+    table->iterationNode = table->iterationNode->next;
+    ++table->iterationIndex;
+  }
+}
+
+void _qrtInitHashCreate(QrtHashTable** slot, int32_t buckets, int32_t keyMode) {
+  qrt::frame::underNestedGuard([=] {
+    if (*slot == nullptr) *slot = _qrt_hash_create(buckets, keyMode);
+  });
+}

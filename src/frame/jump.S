@@ -1,0 +1,65 @@
+// The jump primitives at machine level. The buffer is QrtJumpBuffer: EBP 0, return address 4, ESP 8, EBX 12,
+// ESI 16, EDI 20, head of the exception chain 24, x87 control word 28.
+  .hidden qrtExceptionChain
+  .text
+
+  .globl "?_qrtsetjmp"
+  .protected "?_qrtsetjmp"
+  .type "?_qrtsetjmp", @function
+"?_qrtsetjmp":
+  .cfi_startproc
+  movl 4(%esp), %eax
+  movl (%esp), %ecx
+  leal 4(%esp), %edx
+  movl %ebp, (%eax)
+  movl %ecx, 4(%eax)
+  movl %edx, 8(%eax)
+  movl %ebx, 12(%eax)
+  movl %esi, 16(%eax)
+  movl %edi, 20(%eax)
+  call addressInCx
+  addl $_GLOBAL_OFFSET_TABLE_, %ecx
+  movl qrtExceptionChain@GOTOFF(%ecx), %edx
+  movl %edx, 24(%eax)
+  movl $0, 28(%eax)
+  fnstcw 28(%eax)
+  xorl %eax, %eax
+  ret
+  .cfi_endproc
+  .size "?_qrtsetjmp", .-"?_qrtsetjmp"
+
+  .globl "?_qrtlongjmp"
+  .protected "?_qrtlongjmp"
+  .type "?_qrtlongjmp", @function
+"?_qrtlongjmp":
+  .cfi_startproc
+  movl 4(%esp), %edx
+  movl 8(%esp), %eax
+  testl %eax, %eax
+  jnz 1f
+  incl %eax
+1:
+  call addressInCx
+  addl $_GLOBAL_OFFSET_TABLE_, %ecx
+  movl 24(%edx), %ebx
+  movl %ebx, qrtExceptionChain@GOTOFF(%ecx)
+  fninit
+  fldcw 28(%edx)
+  movl (%edx), %ebp
+  movl 12(%edx), %ebx
+  movl 16(%edx), %esi
+  movl 20(%edx), %edi
+  movl 8(%edx), %esp
+  jmp *4(%edx)
+  .cfi_endproc
+  .size "?_qrtlongjmp", .-"?_qrtlongjmp"
+
+  .type addressInCx, @function
+addressInCx:
+  .cfi_startproc
+  movl (%esp), %ecx
+  ret
+  .cfi_endproc
+  .size addressInCx, .-addressInCx
+
+  .section .note.GNU-stack, "", @progbits

@@ -1,0 +1,18 @@
+// What the end of a process looks like from outside: code run in a child, its exit code and what it wrote.
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace qrt::test {
+
+struct Ended {
+  int exitCode = -1;  // of a normal exit; -1 when a signal ended the child
+  int signal = 0;     // 0 for a normal exit
+  std::string out, err;
+};
+
+// Runs `work` in a forked child with standard input from `input`; a child that returns from `work` exits 0.
+Ended inChild(const std::function<void()>& work, const std::string& input = "");
+
+}  // namespace qrt::test
