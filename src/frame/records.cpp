@@ -1,6 +1,7 @@
 // The process-wide anchors of the library: exported records and flags, and the thread storage block.
 #include <new>
 
+#include "frame/hosting.h"
 #include "frame/message.h"
 #include "qrtrlib.h"
 
@@ -10,6 +11,11 @@ int32_t _qrtIsTrax = 0;
 int32_t _qrtIsApc = 0;
 int32_t _qrtIsDebuggerLoaded = 0;
 QrtJumpBuffer _qrtJmpCobStart = {};
+
+namespace qrt::frame {
+int32_t (*messageCallback)(int32_t flag, const char* tag, const char* text, int32_t length) = nullptr;
+void (*abnormalEndCallback)() = nullptr;
+}  // namespace qrt::frame
 
 namespace {
 QrtThreadStorage* storageBlock = nullptr;
