@@ -22,7 +22,7 @@ struct ConversionKind {
   std::string_view flags;
 };
 constexpr std::array<ConversionKind, 6> conversionKinds{
-    {{'d', "-+ 0"}, {'i', "-+ 0"}, {'u', "-0"}, {'x', "-0#"}, {'c', "-"}, {'s', "-"}}};
+    {{'d', "-+0"}, {'i', "-+0"}, {'u', "-0"}, {'x', "-0#"}, {'c', "-"}, {'s', "-"}}};
 constexpr int mostConversions = 9;
 constexpr size_t mostWidthDigits = 2;  // keeps an insert from outgrowing the writer's buffer
 
@@ -92,7 +92,7 @@ class ConversionCheck {
     if (count > 1 && named != anyNamed) return "conversions with and without a position in one text";
     anyNamed = named;
 
-    const std::string_view flags = takeRun(rest, "-+ 0#");
+    const std::string_view flags = takeRun(rest, "-+0#");
     if (takeDigits(rest).size() > mostWidthDigits) return "a width of more than 2 digits";
     const char letter = rest.empty() ? '\0' : rest.front();
     for (const ConversionKind& kind : conversionKinds)

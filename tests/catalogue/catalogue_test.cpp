@@ -44,7 +44,6 @@ TEST(CatalogueCompiler, RefusesWithTheLineAndTheReason) {
     const char* reason;
   } cases[] = {
       {"", 1, "no message"},
-      {"# only a comment\n", 1, "no message"},
       {"1 2 good\nMessage\n", 2, "number"},
       {"1.2.3 2 a\n", 1, "blank"},
       {"12", 1, "blank"},
@@ -57,7 +56,6 @@ TEST(CatalogueCompiler, RefusesWithTheLineAndTheReason) {
       {"1 Not found", 1, "severity"},
       {"1 4 a", 1, "severity"},
       {"1 2", 1, "severity"},
-      {"1 22 a", 1, "severity"},
       {"1 2 \t\r\n", 1, "severity"},
       {"1 2 a\n\n  b", 3, "continuation"},
       {"# a\n b", 2, "continuation"},
@@ -68,12 +66,10 @@ TEST(CatalogueCompiler, RefusesWithTheLineAndTheReason) {
       {std::string("1 2 a\n#\0", 8), 2, "zero"},
       {"1 2 a\n2 2 b\n  %", 2, "conversion"},
       {"1 2 100% sure", 1, "conversion"},
-      {"1 2 100%%", 1, "conversion"},
       {"1 2 %n", 1, "conversion"},
       {"1 2 %*d", 1, "conversion"},
       {"1 2 %.3s", 1, "conversion"},
       {"1 2 %ld", 1, "conversion"},
-      {"1 2 %f", 1, "conversion"},
       {"1 2 %123d", 1, "width"},
       {"1 2 %#d", 1, "flag"},
       {"1 2 %05s", 1, "flag"},
@@ -81,7 +77,6 @@ TEST(CatalogueCompiler, RefusesWithTheLineAndTheReason) {
       {"1 2 %10$d", 1, "1 to 9"},
       {"1 2 %1$", 1, "conversion"},
       {"1 2 %1$s %d", 1, "position"},
-      {"1 2 %d %2$s", 1, "position"},
       {"1 2 %1$s %1$d", 1, "both"},
       {"1 2 %d%d%d%d%d%d%d%d%d%d", 1, "more than 9"},
       {"1 2 " + filling + "\n2 2 " + filling + "\n3 2 " + filling + "\n4 2 a", 3, "10480"},
@@ -146,28 +141,29 @@ TEST(CatalogueCompiler, KeepsRandomMessages) {
 
 // The values that each message is written with: s a text, d a word. Its text may show less of them, but a
 // word must not be taken for a text.
-const std::map<std::pair<int, int>, std::string> valuesOf = {
-    {{1, 1}, ""},      {{12, 1}, ""},     {{13, 1}, ""},    {{26, 1}, "sdd"},   {{39, 1}, ""},
-    {{40, 1}, ""},     {{48, 1}, ""},     {{49, 1}, ""},    {{50, 1}, ""},      {{51, 1}, ""},
-    {{53, 1}, ""},     {{54, 1}, ""},     {{55, 1}, ""},    {{58, 1}, ""},      {{59, 1}, ""},
-    {{60, 1}, ""},     {{61, 1}, ""},     {{66, 1}, "s"},   {{75, 1}, "sss"},   {{76, 1}, "s"},
-    {{77, 1}, "s"},    {{96, 1}, "ssd"},  {{96, 3}, "ssd"}, {{96, 4}, "ssd"},   {{96, 5}, "ssd"},
-    {{96, 6}, ""},     {{96, 7}, "ssd"},  {{97, 1}, "s"},   {{100, 1}, "s"},    {{151, 1}, "s"},
-    {{152, 1}, "dds"}, {{155, 1}, "dds"}, {{160, 1}, "s"},  {{161, 1}, "s"},    {{163, 1}, "s"},
-    {{168, 1}, ""},    {{169, 1}, ""},    {{170, 1}, ""},   {{171, 1}, "s"},    {{172, 1}, "ss"},
-    {{173, 1}, "ssd"}, {{174, 1}, "ss"},  {{176, 1}, "s"},  {{177, 1}, "s"},    {{178, 1}, "s"},
-    {{179, 1}, "sd"},  {{180, 1}, "s"},   {{181, 1}, "ss"}, {{182, 1}, "ssdd"}, {{200, 1}, "ssds"},
-    {{200, 2}, "sd"},  {{201, 51}, "s"},  {{202, 1}, ""},   {{206, 1}, "d"},    {{216, 1}, ""},
-    {{216, 2}, ""},    {{221, 1}, "d"},   {{222, 1}, "d"},  {{223, 1}, "d"},    {{224, 1}, "sd"},
-    {{225, 1}, "d"},   {{230, 1}, "ss"},  {{230, 2}, "ss"}, {{240, 1}, "sdd"},  {{241, 1}, "dds"},
-    {{242, 1}, ""},    {{243, 1}, ""},    {{813, 1}, ""},   {{901, 1}, ""},     {{901, 2}, ""},
-    {{902, 1}, ""},    {{903, 1}, ""},    {{907, 1}, ""},   {{993, 1}, "d"},    {{994, 1}, "ds"},
-    {{995, 2}, "sd"},  {{2502, 1}, ""},   {{2503, 1}, ""},  {{2505, 1}, ""},    {{2506, 1}, ""},
-    {{2507, 1}, ""},   {{2508, 1}, ""},   {{2509, 1}, ""},  {{2510, 1}, ""},    {{2511, 1}, ""},
-    {{2512, 1}, ""},   {{2513, 1}, ""},   {{2514, 1}, ""},  {{2515, 1}, ""},    {{2516, 1}, ""},
-    {{2517, 1}, ""},   {{2518, 1}, ""},   {{2519, 1}, ""},  {{2520, 1}, ""},    {{2521, 1}, ""},
-    {{2522, 1}, ""},   {{2525, 1}, ""},   {{2526, 1}, ""},  {{2527, 1}, ""},    {{2531, 1}, ""},
-    {{2533, 1}, ""},   {{9999, 1}, ""}};
+const struct {
+  std::string values;
+  std::vector<int> messages;  // number * 100 + variant
+} valuesOf[] = {
+    {"", {1'01,    12'01,   13'01,   39'01,   40'01,   48'01,   49'01,   50'01,   51'01,   53'01,
+          54'01,   55'01,   58'01,   59'01,   60'01,   61'01,   96'06,   168'01,  169'01,  170'01,
+          202'01,  216'01,  216'02,  242'01,  243'01,  813'01,  901'01,  901'02,  902'01,  903'01,
+          907'01,  2502'01, 2503'01, 2505'01, 2506'01, 2507'01, 2508'01, 2509'01, 2510'01, 2511'01,
+          2512'01, 2513'01, 2514'01, 2515'01, 2516'01, 2517'01, 2518'01, 2519'01, 2520'01, 2521'01,
+          2522'01, 2525'01, 2526'01, 2527'01, 2531'01, 2533'01, 9999'01}},
+    {"d", {206'01, 221'01, 222'01, 223'01, 225'01, 993'01}},
+    {"s",
+     {66'01, 76'01, 77'01, 97'01, 100'01, 151'01, 160'01, 161'01, 163'01, 171'01, 176'01, 177'01, 178'01,
+      180'01, 201'51}},
+    {"ds", {994'01}},
+    {"sd", {179'01, 200'02, 224'01, 995'02}},
+    {"ss", {172'01, 174'01, 181'01, 230'01, 230'02}},
+    {"dds", {152'01, 155'01, 241'01}},
+    {"sdd", {26'01, 240'01}},
+    {"ssd", {96'01, 96'03, 96'04, 96'05, 96'07, 173'01}},
+    {"sss", {75'01}},
+    {"ssdd", {182'01}},
+    {"ssds", {200'01}}};
 
 // The values that a text shows, in order of position; a blank for one that it leaves out.
 std::string shownValues(const std::string& text) {
@@ -195,15 +191,15 @@ TEST(ShippedCatalogue, HasATextForEachMessageThatFitsItsValues) {
   const std::vector<uint8_t> image = shippedImage();
   EXPECT_LE(image.size(), 9900u) << "leave room for what is still to come";
   Messages messages = readImage(image);
-  for (const auto& [key, values] : valuesOf) {
-    const std::string text = messages[key];
-    messages.erase(key);
-    EXPECT_GT(text.size(), 2u) << key.first << "." << key.second;
-    const std::string shown = shownValues(text);
-    ASSERT_LE(shown.size(), values.size()) << text;
-    for (size_t position = 0; position < shown.size(); ++position)
-      EXPECT_TRUE(shown[position] == ' ' || shown[position] == values[position]) << text;
-  }
+  for (const auto& [values, keys] : valuesOf)
+    for (const int key : keys) {
+      const auto message = messages.extract({key / 100, key % 100});
+      ASSERT_FALSE(message.empty()) << key;
+      const std::string shown = shownValues(message.mapped());
+      ASSERT_LE(shown.size(), values.size()) << message.mapped();
+      for (size_t position = 0; position < shown.size(); ++position)
+        EXPECT_TRUE(shown[position] == ' ' || shown[position] == values[position]) << message.mapped();
+    }
   for (const auto& [key, text] : messages) ADD_FAILURE() << key.first << "." << key.second << ": " << text;
 }
 
