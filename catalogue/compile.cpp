@@ -82,16 +82,7 @@ class ConversionCheck {
  private:
   Complaint checkOne() {
     int position = count;
-    std::string_view digits = rest.substr(0, rest.find_first_not_of("0123456789"));
-    const bool named = digits.size() < rest.size() && !digits.empty() && rest[digits.size()] == '$';
-    if (named) {
-      if (digits.size() != 1 || digits[0] == '0') return "a position %n$ goes from 1 to 9";
-      position = digits[0] - '0';
-      rest.remove_prefix(2);
-    }
-    if (count > 1 && named != anyNamed) return "conversions with and without a position in one text";
-    anyNamed = named;
-
+    if (Complaint complaint = takePosition(position)) return complaint;
     const std::string_view flags = takeRun(rest, "-+0#");
     if (takeDigits(rest).size() > mostWidthDigits) return "a width of more than 2 digits";
     const char letter = rest.empty() ? '\0' : rest.front();
@@ -105,6 +96,19 @@ class ConversionCheck {
     return "a conversion other than %d %i %u %x %c %s";
   }
 
+  // Reads "n$", if it stands there.
+  Complaint takePosition(int& position) {
+    const std::string_view digits = rest.substr(0, rest.find_first_not_of("0123456789"));
+    const bool found = !digits.empty() && digits.size() < rest.size() && rest[digits.size()] == '$';
+    if (count > 1 && found != positional) return "conversions with and without a position in one text";
+    positional = found;
+    if (!found) return std::nullopt;
+    if (digits.size() != 1 || digits[0] == '0') return "a position %n$ goes from 1 to 9";
+    position = digits[0] - '0';
+    rest.remove_prefix(2);
+    return std::nullopt;
+  }
+
   // One value can't be shown as a text here and as a number there.
   Complaint claim(int position, bool isText) {
     char& use = uses[position];
@@ -116,7 +120,7 @@ class ConversionCheck {
 
   std::string_view rest;
   int count = 0;
-  bool anyNamed = false;
+  bool positional = false;
   std::array<char, mostConversions + 1> uses{};
 };
 

@@ -62,6 +62,7 @@ ExitCode translate(const std::string& sourceName, const std::string& outputName)
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): only a wrong definition of the options throws past CLI11_PARSE
 int main(int count, char** arguments) {
   CLI::App program("Compiles a message source into a catalogue file.", "qrtcat");
   std::string sourceName;
