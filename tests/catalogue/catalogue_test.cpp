@@ -1,0 +1,230 @@
+// The compiler of message catalogues: what it refuses and where, and what a reader of its own finds in the
+// result.
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <map>
+#include <random>
+
+#include "catalogue/compile.h"
+
+namespace {
+
+using qrt::catalogue::Compilation;
+using qrt::catalogue::compile;
+using Messages = std::map<std::pair<int, int>, std::string>;
+
+unsigned load(const std::vector<uint8_t>& image, size_t offset, size_t bytes) {
+  unsigned value = 0;
+  for (size_t index = bytes; index-- > 0;) value = value << 8 | image.at(offset + index);
+  return value;
+}
+
+Messages readImage(const std::vector<uint8_t>& image) {
+  Messages messages;
+  const unsigned count = load(image, 30, 2);
+  for (unsigned index = 0; index < count; ++index) {
+    const size_t entry = 32 + index * 8;
+    const size_t offset = load(image, entry + 4, 4);
+    EXPECT_GE(offset, 32 + count * 8);
+    const void* end = memchr(&image.at(offset), 0, image.size() - offset);
+    EXPECT_NE(end, nullptr);
+    const auto key = std::pair(int(load(image, entry, 2)), int(load(image, entry + 2, 2)));
+    EXPECT_TRUE(messages.emplace(key, reinterpret_cast<const char*>(&image.at(offset))).second);
+  }
+  return messages;
+}
+
+TEST(CatalogueCompiler, RefusesWithTheLineAndTheReason) {
+  const std::string filling(5000, 'x');
+  const struct {
+    std::string source;
+    size_t line;
+    const char* reason;
+  } cases[] = {
+      {"", 1, "no message"},
+      {"1 2 good\nMessage\n", 2, "number"},
+      {"1.2.3 2 a\n", 1, "blank"},
+      {"12", 1, "blank"},
+      {"-1 2 a", 1, "number"},
+      {"65536 2 a", 1, "65535"},
+      {"99999999999999999999 2 a", 1, "65535"},
+      {"1.0 2 a", 1, "variant"},
+      {"1. 2 a", 1, "variant"},
+      {"1.65536 2 a", 1, "variant"},
+      {"1 Not found", 1, "severity"},
+      {"1 4 a", 1, "severity"},
+      {"1 2", 1, "severity"},
+      {"1 2 \t\r\n", 1, "severity"},
+      {"1 2 a\n\n  b", 3, "continuation"},
+      {"# a\n b", 2, "continuation"},
+      {"1 2 a\n# b\n1.2 2 c\n01.1 1 d", 4, "line 1"},
+      {"1 2 a\n2 2 b \\t c", 2, "escape"},
+      {"1 2 a\\", 1, "escape"},
+      {std::string("1 2 a\n2 2 b\0c", 13), 2, "zero"},
+      {std::string("1 2 a\n#\0", 8), 2, "zero"},
+      {"1 2 a\n2 2 b\n  %", 2, "conversion"},
+      {"1 2 100% sure", 1, "conversion"},
+      {"1 2 %n", 1, "conversion"},
+      {"1 2 %*d", 1, "conversion"},
+      {"1 2 %.3s", 1, "conversion"},
+      {"1 2 %ld", 1, "conversion"},
+      {"1 2 %123d", 1, "width"},
+      {"1 2 %#d", 1, "flag"},
+      {"1 2 %05s", 1, "flag"},
+      {"1 2 %0$d", 1, "1 to 9"},
+      {"1 2 %10$d", 1, "1 to 9"},
+      {"1 2 %1$", 1, "conversion"},
+      {"1 2 %1$s %d", 1, "position"},
+      {"1 2 %1$s %1$d", 1, "both"},
+      {"1 2 %d%d%d%d%d%d%d%d%d%d", 1, "more than 9"},
+      {"1 2 " + filling + "\n2 2 " + filling + "\n3 2 " + filling + "\n4 2 a", 3, "10480"},
+  };
+  for (const auto& item : cases) {
+    SCOPED_TRACE(item.source.substr(0, 60));
+    const Compilation compilation = compile(item.source);
+    EXPECT_TRUE(compilation.image.empty());
+    ASSERT_EQ(compilation.errors.size(), 1u);
+    EXPECT_EQ(compilation.errors[0].line, item.line);
+    EXPECT_NE(compilation.errors[0].text.find(item.reason), std::string::npos) << compilation.errors[0].text;
+  }
+}
+
+TEST(CatalogueCompiler, ReportsEveryBadEntry) {
+  const Compilation compilation = compile("x\n1 2 fine\n1 2 again\n2 5 a\n");
+  std::vector<size_t> lines;
+  for (const auto& error : compilation.errors) lines.push_back(error.line);
+  EXPECT_EQ(lines, (std::vector<size_t>{1, 3, 4}));
+}
+
+TEST(CatalogueCompiler, JoinsAndUnescapes) {
+  const Compilation compilation = compile(
+      "# head\r\n\r\n65535.65535 3   a\\\\n\\n $5 \r\n\t  b %2$-8s %1$02x %1$c  \r\n0 0 last\n7.2 1 %9$+5d "
+      "%1$#x");
+  ASSERT_TRUE(compilation.errors.empty()) << compilation.errors[0].text;
+  EXPECT_EQ(readImage(compilation.image), (Messages{{{0, 1}, "0 last"},
+                                                    {{7, 2}, "1 %9$+5d %1$#x"},
+                                                    {{65535, 65535}, "3 a\\n\n $5 b %2$-8s %1$02x %1$c"}}));
+}
+
+TEST(CatalogueCompiler, FillsACatalogueToTheLastByte) {
+  const size_t room = qrt::catalogue::largestImage - 32 - 8 - 3;
+  const std::string text(room, 'x');
+  EXPECT_EQ(compile("1 2 " + text).image.size(), qrt::catalogue::largestImage);
+  EXPECT_EQ(compile("1 2 x" + text).errors.size(), 1u);
+}
+
+TEST(CatalogueCompiler, KeepsRandomMessages) {
+  std::mt19937 random(1017);
+  for (int round = 0; round < 200; ++round) {
+    Messages messages;
+    std::string source;
+    for (unsigned count = 1 + random() % 60; count > 0; --count) {
+      const std::pair key(int(random() % 65536), int(1 + random() % 3));
+      std::string text = std::to_string(random() % 4) + " >";
+      std::string written = text;
+      for (unsigned length = random() % 80; length > 0; --length) {
+        const char byte = static_cast<char>(1 + random() % 255);
+        if (byte == '%') continue;
+        text += byte;
+        written += byte == '\n' ? "\\n" : byte == '\\' ? "\\\\" : std::string(1, byte);
+      }
+      if (!messages.emplace(key, text + "<").second) continue;
+      source += std::to_string(key.first) + "." + std::to_string(key.second) + " " + written + "<\n";
+    }
+    const Compilation compilation = compile(source);
+    ASSERT_TRUE(compilation.errors.empty()) << source;
+    ASSERT_EQ(readImage(compilation.image), messages);
+  }
+}
+
+// The values that each message is written with: s a text, d a word. Its text may show less of them, but a
+// word must not be taken for a text.
+const struct {
+  std::string values;
+  std::vector<int> messages;  // number * 100 + variant
+} valuesOf[] = {
+    {"", {1'01,    12'01,   13'01,   39'01,   40'01,   48'01,   49'01,   50'01,   51'01,   53'01,
+          54'01,   55'01,   58'01,   59'01,   60'01,   61'01,   96'06,   168'01,  169'01,  170'01,
+          202'01,  216'01,  216'02,  242'01,  243'01,  813'01,  901'01,  901'02,  902'01,  903'01,
+          907'01,  2502'01, 2503'01, 2505'01, 2506'01, 2507'01, 2508'01, 2509'01, 2510'01, 2511'01,
+          2512'01, 2513'01, 2514'01, 2515'01, 2516'01, 2517'01, 2518'01, 2519'01, 2520'01, 2521'01,
+          2522'01, 2525'01, 2526'01, 2527'01, 2531'01, 2533'01, 9999'01}},
+    {"d", {206'01, 221'01, 222'01, 223'01, 225'01, 993'01}},
+    {"s",
+     {66'01, 76'01, 77'01, 97'01, 100'01, 151'01, 160'01, 161'01, 163'01, 171'01, 176'01, 177'01, 178'01,
+      180'01, 201'51}},
+    {"ds", {994'01}},
+    {"sd", {179'01, 200'02, 224'01, 995'02}},
+    {"ss", {172'01, 174'01, 181'01, 230'01, 230'02}},
+    {"dds", {152'01, 155'01, 241'01}},
+    {"sdd", {26'01, 240'01}},
+    {"ssd", {96'01, 96'03, 96'04, 96'05, 96'07, 173'01}},
+    {"sss", {75'01}},
+    {"ssdd", {182'01}},
+    {"ssds", {200'01}}};
+
+// The values that a text shows, in order of position; a blank for one that it leaves out.
+std::string shownValues(const std::string& text) {
+  std::string shown;
+  size_t next = 0;
+  for (size_t at = text.find('%'); at != std::string::npos; at = text.find('%', at + 1)) {
+    const size_t position = text.compare(at + 2, 1, "$") == 0 ? text[at + 1] - '1' : next++;
+    const char kind = text[text.find_first_of("diuxcs", at)];
+    if (shown.size() <= position) shown.resize(position + 1, ' ');
+    shown[position] = kind == 's' ? 's' : 'd';
+  }
+  return shown;
+}
+
+std::vector<uint8_t> shippedImage() {
+  std::vector<uint8_t> image(qrt::catalogue::largestImage + 1);
+  FILE* const file = fopen(QRT_BUILD_DIRECTORY "/share/qrtrlib/qrtremsg.cat", "rb");
+  EXPECT_NE(file, nullptr);
+  image.resize(file == nullptr ? 0 : fread(image.data(), 1, image.size(), file));
+  if (file != nullptr) fclose(file);
+  return image;
+}
+
+TEST(ShippedCatalogue, HasATextForEachMessageThatFitsItsValues) {
+  const std::vector<uint8_t> image = shippedImage();
+  EXPECT_LE(image.size(), 9900u) << "leave room for what is still to come";
+  Messages messages = readImage(image);
+  for (const auto& [values, keys] : valuesOf)
+    for (const int key : keys) {
+      const auto message = messages.extract({key / 100, key % 100});
+      ASSERT_FALSE(message.empty()) << key;
+      const std::string shown = shownValues(message.mapped());
+      ASSERT_LE(shown.size(), values.size()) << message.mapped();
+      for (size_t position = 0; position < shown.size(); ++position)
+        EXPECT_TRUE(shown[position] == ' ' || shown[position] == values[position]) << message.mapped();
+    }
+  for (const auto& [key, text] : messages) ADD_FAILURE() << key.first << "." << key.second << ": " << text;
+}
+
+// An era's last year is the year in which the next one starts; the last era goes on to the year 9999.
+TEST(ShippedCatalogue, ErasFollowEachOther) {
+  Messages messages = readImage(shippedImage());
+  for (const int variant : {1, 2}) {
+    const std::string text = messages[{216, variant}].substr(2);
+    EXPECT_LT(text.size(), 400u);
+    const char* rest = text.c_str();
+    int lastYear = 0;
+    int eras = 0;
+    while ((rest = strchr(rest, '{')) != nullptr) {
+      for (int name = 0; name < variant; ++name) rest = strchr(rest, '}') + 1;
+      int year = 0;
+      int years = 0;
+      ASSERT_EQ(sscanf(rest, "%d %*d %*d %d", &year, &years), 2) << rest;
+      if (eras++ > 0) {
+        EXPECT_EQ(lastYear, year);
+      }
+      lastYear = year + years - 1;
+    }
+    EXPECT_EQ(atoi(text.c_str()), eras);
+    EXPECT_EQ(lastYear, 9999);
+  }
+}
+
+}  // namespace
