@@ -300,11 +300,102 @@ QRT_API int32_t qrtWriteERRmsg(int32_t number, uint32_t flags, ...);
  * none.
  * ====================================================================================================== */
 
-/* Guarded. op1 plus op2, the result cut on the left to resultDigits. Returns result, also when caught. The
-   result may lie on an operand of the same address and length. A bad sign nibble is reported as message 39,
-   a bad digit as 903. */
+/* In the entries of this section `op1Digits`, `sourceDigits`... count decimal digits. Results that don't fit are
+   cut on the left without a report. A result may lie on an operand of the same address and length. Arithmetic
+   checks its operands first and reports a sign nibble below 10 as message 39, a digit nibble above 9 as message
+   903; compares, shifts and zoned operands aren't checked. */
+
+/* Guarded. op1 plus op2; op1 minus op2; op1 times op2. Return `result`, also when caught. Operands of SUB, and of
+   ADD with unlike signs, have at most 63 digits, those of MPY at most 63 without leading zeros. */
 QRT_API uint8_t* _qrtcBCD_ADD_Pckd(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
                                    int32_t resultDigits, int32_t op2Digits, int32_t op1Digits);
+QRT_API uint8_t* _qrtcBCD_SUB_Pckd(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
+                                   int32_t resultDigits, int32_t op2Digits, int32_t op1Digits);
+QRT_API uint8_t* _qrtcBCD_MPY_Pckd(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
+                                   int32_t resultDigits, int32_t op2Digits, int32_t op1Digits);
+
+/* Guarded. The integer quotient, truncated towards zero. Returns `quotient`, also when caught. The dividend has
+   at most 91 digits without leading zeros. A zero divisor is message 902 and leaves the quotient as it was. */
+QRT_API uint8_t* _qrtcBCD_DIV_Pckd(const uint8_t* dividend, const uint8_t* divisor, uint8_t* quotient,
+                                   int32_t quotientDigits, int32_t divisorDigits, int32_t dividendDigits);
+
+/* Guarded. The same with the remainder, which takes the sign of the dividend. A zero divisor leaves both as they
+   were. A remainder of a dividend shorter than the divisor keeps the dividend's sign nibble. */
+QRT_API void _qrtcBCD_DIVR_Pckd(const uint8_t* dividend, const uint8_t* divisor, uint8_t* quotient,
+                                uint8_t* remainder, int32_t remainderDigits, int32_t quotientDigits,
+                                int32_t divisorDigits, int32_t dividendDigits);
+
+/* Guarded. The source without its sign; with the other sign. The destination receives as many bytes as the
+   source has, whatever destinationDigits says. Return `destination`, also when caught. */
+QRT_API uint8_t* _qrtcBCD_ABS_Pckd(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
+                                   int32_t sourceDigits);
+QRT_API uint8_t* _qrtcBCD_NEG_Pckd(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
+                                   int32_t sourceDigits);
+
+/* Guarded. 1 when the relation of op1 to op2 holds, else 0, also when caught. -0 equals +0. */
+QRT_API int32_t _qrtcBCD_EQU_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_NEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_GRT_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_GEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_LES_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_LEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+
+/* Guarded. 1 when the value is zero, else 0, also when caught. */
+QRT_API int32_t _qrtcBCD_NOT_Pckd(const uint8_t* op, int32_t opDigits);
+
+/* Guarded. The source times 10 to the `shift`, with its sign nibble as it is; the source without its `shift`
+   low-order digits, cut, or rounded by the highest digit dropped, half away from zero. Return `destination`,
+   null when caught. `shift` is 0 or above. */
+QRT_API uint8_t* _qrtcBCD_SHFD_Pckd_Left(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
+                                         int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_Pckd_Right(const uint8_t* source, uint8_t* destination,
+                                          int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_Pckd_RightRnd(const uint8_t* source, uint8_t* destination,
+                                             int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+
+/* Guarded. The same on zoned items. To the left destinationDigits must be sourceDigits + shift; to the right the
+   first destinationDigits digits of the source stay and `shift` isn't used. Return `destination`, null when
+   caught. */
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndLO_Left(const uint8_t* source, uint8_t* destination,
+                                          int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndLO_Right(const uint8_t* source, uint8_t* destination,
+                                           int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndLS_Left(const uint8_t* source, uint8_t* destination,
+                                          int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndLS_Right(const uint8_t* source, uint8_t* destination,
+                                           int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndTO_Left(const uint8_t* source, uint8_t* destination,
+                                          int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndTO_Right(const uint8_t* source, uint8_t* destination,
+                                           int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndTS_Left(const uint8_t* source, uint8_t* destination,
+                                          int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndTS_Right(const uint8_t* source, uint8_t* destination,
+                                           int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndUS_Left(const uint8_t* source, uint8_t* destination,
+                                          int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndUS_Right(const uint8_t* source, uint8_t* destination,
+                                           int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+
+/* 1 when every nibble of the item, the spare one of an even count included, is a digit and the last one a sign;
+   else 0. */
+QRT_API int32_t _Is_Valid_Pckd_BCD(const uint8_t* item, int32_t digits);
+
+/* -1, 0 or 1 for op1 below, equal to or above op2. */
+QRT_API int32_t _Compare_Pckd_BCD(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+
+/* The sum of two magnitudes, lengths in bytes, `longBytes` not below `shortBytes`. The result is given a minus
+   when `negative` isn't 0 and the sum isn't zero; a spare nibble isn't cleared. */
+QRT_API void packed_add(const uint8_t* longer, int32_t longBytes, const uint8_t* shorter, int32_t shortBytes,
+                        uint8_t* result, int32_t resultBytes, int32_t negative);
+
+/* Packs the low-order digits of zoned bytes, zones and all, into a positive packed item; unpacks the low-order
+   digits of a packed item, whatever its sign, into plain zoned bytes. `*nonZero` is 0 when only zeros were moved,
+   not 0 otherwise. */
+QRT_API void _Convert_Znd_To_Pckd(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
+                                  int32_t sourceDigits, uint32_t* nonZero);
+QRT_API void _Convert_Pckd_To_ZndUS(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
+                                    int32_t sourceDigits, uint32_t* nonZero);
 
 /* ======================================================================================================
  * MOVE and editing

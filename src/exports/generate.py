@@ -68,7 +68,7 @@ def split_arguments(parameters):
 
 def guarded_entry(entry, name):
     result, inner, value = entry["result"], entry["inner"], entry["value"]
-    call = f"qrt::{inner}({', '.join(argument_names(entry['parameters']))})"
+    call = f"{inner}({', '.join(argument_names(entry['parameters']))})"
     if result == "void":
         work, ending = f"    {call};\n    storage->anchor = outer;\n    return;\n", ""
     else:
@@ -128,7 +128,7 @@ def main():
                 if name in symbols:
                     faults.append(f"{place}: {name} stands already in {symbols[name]}")
                 symbols[name] = place
-        includes = f'#include "exports/inner.h"\n#include "qrtrlib.h"\n\nextern "C" {{\n\n'
+        includes = f'#include "exports/inner.h"\n#include "qrtrlib.h"\n\nusing namespace qrt;\n\nextern "C" {{\n\n'
         (options.output / f"{table.stem}.cpp").write_text(
             f"// Made from {table.name}; don't edit.\n{includes}{''.join(body)}}}\n")
 

@@ -2,5 +2,6 @@
 #pragma once
 
 #include "decimal/packed.h"
+#include "decimal/zoned.h"
 #include "frame/guard.h"
 #include "frame/message.h"

@@ -7,6 +7,10 @@
 
 namespace qrt::frame {
 
+inline constexpr int32_t invalidSign = 39;
+inline constexpr int32_t invalidSeparateSign = 40;
+inline constexpr int32_t divisionByZero = 902;
+inline constexpr int32_t invalidDigit = 903;
 inline constexpr int32_t outOfMemory = 907;
 
 }  // namespace qrt::frame
