@@ -70,19 +70,16 @@ def guarded_entry(entry, name):
     result, inner, value = entry["result"], entry["inner"], entry["value"]
     call = f"qrt::{inner}({', '.join(argument_names(entry['parameters']))})"
     if result == "void":
-        work, ending = f"    {call};\n    storage->anchor = outer;\n    return;\n", ""
+        work, ending = f"    {call};\n    disarm(guard);\n    return;\n", ""
     else:
-        work = f"    {result} const value = {call};\n    storage->anchor = outer;\n    return value;\n"
+        work = f"    {result} const value = {call};\n    disarm(guard);\n    return value;\n"
         ending = f"  return {value or '{}'};\n"
     return (f"{result} {name}({entry['parameters']}) {{\n"
-            "  QrtJumpBuffer buffer;\n"
-            "  QrtThreadStorage* const storage = threadStorage();\n"
-            "  QrtJumpBuffer* const outer = storage->anchor;\n"
-            "  storage->anchor = &buffer;\n"
-            "  if (qrtSetJump(&buffer) == 0) {\n"
+            "  Guard guard;\n"
+            "  if (qrtArmGuard(&guard) == 0) {\n"
             f"{work}"
             "  }\n"
-            "  qrt::frame::caughtByGuard(outer);\n"
+            "  caughtByGuard(guard);\n"
             f"{ending}"
             "}\n\n")
 
@@ -128,7 +125,7 @@ def main():
                 if name in symbols:
                     faults.append(f"{place}: {name} stands already in {symbols[name]}")
                 symbols[name] = place
-        includes = f'#include "exports/inner.h"\n#include "qrtrlib.h"\n\nextern "C" {{\n\n'
+        includes = f'#include "exports/inner.h"\n#include "qrtrlib.h"\n\nusing namespace qrt::frame;\n\nextern "C" {{\n\n'
         (options.output / f"{table.stem}.cpp").write_text(
             f"// Made from {table.name}; don't edit.\n{includes}{''.join(body)}}}\n")
 
