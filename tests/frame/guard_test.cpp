@@ -45,7 +45,6 @@ jumpAndLook:
   movl %esi, 8(%ecx)
   movl %edi, 12(%ecx)
   subl %ebp, 16(%ecx)
-  leal 4(%esp), %edx
   subl %esp, 20(%ecx)
   fnstcw 24(%ecx)
   fnstsw 26(%ecx)

@@ -79,7 +79,9 @@ TEST(Memory, ShortageIsAResult) {
     EXPECT_EQ(table == nullptr, n == 1);
     EXPECT_EQ(inserted[0], n == 3 ? 0 : -1);
     EXPECT_EQ(inserted[1], n == 2 ? 0 : -1);
-    if (table != nullptr) EXPECT_EQ(_qrt_hash_find(table, "key", 3), &table);
+    if (inserted[0] == 0 || inserted[1] == 0) {
+      EXPECT_EQ(_qrt_hash_find(table, "key", 3), &table);
+    }
     _qrt_hash_terminate(table);
     EXPECT_EQ(liveBlocks(), before);
   }
