@@ -37,10 +37,18 @@ void offerToHandlers(int signal, const ucontext_t& state) {
   }
 }
 
-void dispatch(int signal, siginfo_t*, void* state) {
+// Whether the signal came while another one was being handled.
+bool interruptsHandling(const ucontext_t& state) {
+  const auto stack = reinterpret_cast<uintptr_t>(state.uc_stack.ss_sp);
+  return static_cast<uintptr_t>(state.uc_mcontext.gregs[REG_ESP]) - stack < state.uc_stack.ss_size;
+}
+
+void dispatch(int signal, siginfo_t*, void* interrupted) {
+  const auto& state = *static_cast<const ucontext_t*>(interrupted);
   const int meant = signal == SIGBUS ? SIGSEGV : signal;
-  if (meant != SIGINT) offerToHandlers(meant, *static_cast<const ucontext_t*>(state));
-  if (routines[meant] != nullptr) routines[meant](meant);
+  if (meant != SIGINT) offerToHandlers(meant, state);
+  // A routine that has failed itself isn't called again.
+  if (routines[meant] != nullptr && !interruptsHandling(state)) routines[meant](meant);
   // Nobody took the fault: it comes again at the same place and meets the default.
   ::signal(signal, SIG_DFL);
 }

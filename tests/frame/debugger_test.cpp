@@ -9,7 +9,7 @@ using namespace qrt::test;
 namespace {
 
 void attach(bool withModule) {
-  setenv("PATH", withModule ? QRT_BUILD_DIRECTORY "/tests/modules" : "/nowhere", 1);
+  setenv("PATH", withModule ? QRT_BUILD_DIRECTORY "/tests/modules/dvtddbg1" : "/nowhere", 1);
   _qrtIsDebuggerLoaded = 1;
 }
 
@@ -64,7 +64,7 @@ TEST(Debugger, StartMessageNeedsNoModule) {
   const Ended ended = inChild([] {
     setenv("PATH", "/nowhere", 1);
     const int32_t without = qrtDebugStartMsg(5, 6, 7, "ignored", "text");
-    setenv("PATH", QRT_BUILD_DIRECTORY "/tests/modules", 1);
+    setenv("PATH", QRT_BUILD_DIRECTORY "/tests/modules/dvtddbg1", 1);
     const int32_t with = qrtDebugStartMsg(5, 6, 7, "ignored", "text");
     _exit(without == 0 && with == 77 && fflush(stdout) == 0 ? 42 : 1);
   });

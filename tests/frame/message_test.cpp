@@ -9,6 +9,7 @@
 #include <random>
 
 #include "frame/catalogue_writer.h"
+#include "support/allocation.h"
 #include "support/process.h"
 
 using namespace qrt::test;
@@ -181,6 +182,17 @@ TEST(Message, LosesNoneWhereTheTextIsLost) {
               }),
               "QRT994I  qrtremsg.cat has no 40\n\nQRT040I  Second\n\n");
   }
+}
+
+TEST(Message, ShortageOfMemoryCanStillBeTold) {
+  if (!canFailAllocations) GTEST_SKIP();
+  const Catalogue catalogue({usualControl, {40, 1, "2 Told"}, {993, 1, "1 No space for message %d"}});
+  EXPECT_EQ(writtenBy([] {
+              qrtWriteERRmsg(40, QRT_MESSAGE_INFORMATION);
+              const FailingAllocation failing(1);
+              qrtWriteERRmsg(40, 0);
+            }),
+            "QRT040S  Told\n\nQRT993W  No space for message 40\n\n");
 }
 
 TEST(Message, SeverityAndErrcountEndTheRun) {

@@ -25,7 +25,7 @@ struct Frames {
 };
 
 void useReader(const char* script) {
-  setenv("PATH", QRT_BUILD_DIRECTORY "/tests/modules", 1);
+  setenv("PATH", QRT_BUILD_DIRECTORY "/tests/modules/dvtdrdr1", 1);
   setenv("READER_SCRIPT", script, 1);
 }
 
@@ -86,6 +86,7 @@ TEST(Traceback, StartsAtTheCallerAndSurvivesABrokenChain) {
   const Catalogue catalogue(entries);
   const Ended ended = inChild([] {
     useReader("1");
+    signal(SIGSEGV, SIG_DFL);
     QrtMachineContext here = {};
     context(&here);
     const auto frame = reinterpret_cast<uint32_t>(__builtin_frame_address(0));
@@ -150,6 +151,18 @@ TEST(Signals, ReaderMayFaultWhileASignalIsTold) {
   EXPECT_EQ(
       ended.err,
       "QRT995C  Signal SIGSEGV at 00001234.\nQRT901S Program exits due to severe or critical error.\n\n");
+}
+
+TEST(Signals, WriterThatFaultsEndsTheProcess) {
+  const Catalogue catalogue(entries);
+  const Ended ended = inChild([] {
+    static QrtProcessRecord process = {};
+    process.messageFile = reinterpret_cast<FILE*>(16);
+    _qrtProccom = &process;
+    _qrtSignalInit();
+    raise(SIGSEGV);
+  });
+  EXPECT_EQ(ended.signal, SIGSEGV);
 }
 
 TEST(Signals, TerminateAndHostedRunsLeaveThemAlone) {

@@ -5,12 +5,12 @@
 #include <stdlib.h>
 #include <string.h>
 
-extern "C" int32_t whereis(uint32_t address, int32_t* line, char* first, char* second, char* third) {
+extern "C" int32_t whereis(uint32_t, int32_t* line, char* first, char* second, char* third) {
   static size_t calls = 0;
   const char* script = getenv("READER_SCRIPT");
   const char step = script[calls < strlen(script) ? calls : strlen(script) - 1];
   *line = static_cast<int32_t>(++calls);
-  if (step == '!') *reinterpret_cast<volatile int32_t*>(address & 0xFC) = 0;
+  if (step == '!') __asm__ volatile("movl $0, 0");
   strcpy(first, "C:\\cobol\\FIRST.CBL");
   strcpy(second, step == 'd' ? "C:\\windows\\ntdll.dll" : "src/SECOND.CBL");
   strcpy(third, "THIRD.CBL");
