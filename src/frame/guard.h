@@ -4,6 +4,9 @@
 
 #include "qrtrlib.h"
 
+// The block of threadStorage(); null until that was asked for, or a guard armed.
+extern "C" QrtThreadStorage* qrtStorageBlock;
+
 namespace qrt::frame {
 
 // A guard on the stack of the function that arms it.
@@ -13,9 +16,6 @@ struct Guard {
   QrtJumpBuffer* outer;  // the guard that was innermost before; null for none
 };
 static_assert(offsetof(Guard, storage) == 32 && offsetof(Guard, outer) == 36);
-
-// The block of threadStorage(); null until that was asked for, or a guard armed.
-extern "C" QrtThreadStorage* qrtStorageBlock;
 
 // Makes the guard the innermost one: what threadStorage() and ?_qrtsetjmp do, in one call. Returns 0, and
 // comes back with another value on a jump to it.

@@ -28,7 +28,7 @@ namespace {
 constexpr char catalogueName[] = "qrtremsg.cat";
 constexpr uint32_t usualBufferSize = 4096;
 constexpr uint32_t mostBufferSize = 1024 * 1024;
-constexpr size_t headColumns = 9;
+constexpr std::string_view emptyHead = "         ";
 constexpr int textModeWidth = 255;
 
 // The writer's state, as it is before the first message.
@@ -158,7 +158,7 @@ void formatForCaller(Request request, MessageText& text, char* target, int32_t l
 // Puts the message together and writes it out.
 RunEnd writeOut(Request request, MessageText& text, const char* catalogued) {
   const int width = _qrtWriteStderr(text.start, 0, static_cast<int32_t>(text.room()));
-  text.append("         ");
+  text.append(emptyHead);
   appendFormatted(text, textProper(catalogued), *request.values);
   text.appendByte('\n');
   int severity = severityOf(catalogued);
