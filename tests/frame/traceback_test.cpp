@@ -173,6 +173,7 @@ TEST(Signals, TerminateAndHostedRunsLeaveThemAlone) {
   });
   EXPECT_EQ(removed.signal, SIGSEGV);
   const Ended hosted = inChild([] {
+    signal(SIGINT, SIG_DFL);
     _qrtIsTrax = 1;
     _qrtSignalInit();
     raise(SIGINT);
