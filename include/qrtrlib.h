@@ -189,6 +189,10 @@ QRT_DATA QrtRunUnitRecord* _qrtRuncom;  /* the current run unit; null for none *
 QRT_DATA int32_t _qrtIsTrax;            /* 0 in a plain run, else the depth of hosted run units */
 QRT_DATA int32_t _qrtIsApc;             /* container level; 0 without a container */
 QRT_DATA int32_t _qrtIsDebuggerLoaded;  /* set by a debugger: severe messages come back through the guard */
+QRT_DATA void* _qrtTraxModHandle;       /* module handle that a host gave to _qrt_cpm_init */
+QRT_DATA uint32_t _qrtInEE;             /* for compiled code, as are the next two */
+QRT_DATA uint32_t _qrtFirst_frame;
+QRT_DATA uint32_t cpm_mutex;
 
 /* ------------------------------------------------------------------------------------------------------
  * Jumps and the guard
@@ -207,6 +211,12 @@ QRT_API void qrtLongJump(QrtJumpBuffer* buffer, int32_t value) QRT_SYMBOL("?_qrt
 /* Filled by the start-up code of the compiled main program; STOP RUN jumps to it with the return code, 255
    standing for 0. */
 QRT_DATA QrtJumpBuffer _qrtJmpCobStart;
+
+/* Symbol ?_qrtsplitpath. Cuts `path` into drive ("x:"), directory with its last separator, name, and
+   extension with its dot; each goes terminated to its buffer, which must have the room, unless that is null.
+ */
+QRT_API void qrtSplitPath(const char* path, char* drive, char* directory, char* name, char* extension)
+    QRT_SYMBOL("?_qrtsplitpath");
 
 /* The process's storage block, made at the first call; out of memory ends the run with message 907. */
 QRT_API QrtThreadStorage* threadStorage(void);
@@ -283,12 +293,95 @@ QRT_API void _qrtInitHashCreate(QrtHashTable** slot, int32_t buckets, int32_t ke
   0x2000u /* formats into the caller's buffer: values are its address, its \
              length, then those of the text */
 
+/* Where a thread stood: what a traceback starts from. */
+typedef struct QrtMachineContext {
+  uint32_t instructionPointer;
+  uint32_t framePointer;
+  uint32_t stackPointer;
+} QrtMachineContext;
+
+/* A fault, as structured exception handlers get it. */
+typedef struct QrtExceptionRecord {
+  uint32_t code; /* the signal's number */
+  void* address; /* of the instruction at fault */
+} QrtExceptionRecord;
+
+/* A fault, as the vectored handler gets it. */
+typedef struct QrtExceptionPointers {
+  QrtExceptionRecord* record;
+  QrtMachineContext* context;
+} QrtExceptionPointers;
+
+QRT_DATA void* _qrtExceptionAddress; /* instruction of the last fault while trapping is on; null for none */
+
 /* Guarded. Writes message `number` with `flags` and its values, one word each, to the message stream or the
-   host. Severities 2 and 3 end the run, severity 1 does when ERRCOUNT is used up. */
+   host. Severities 2 and 3 end the run, severity 1 does when ERRCOUNT is used up. Returns 0. */
 QRT_API int32_t _qrtWriteERRmsg(int32_t number, uint32_t flags, ...);
 
-/* The same without a guard, for use inside one. Returns 0. */
+/* The same without a guard, for use inside one. */
 QRT_API int32_t qrtWriteERRmsg(int32_t number, uint32_t flags, ...);
+
+/* The same, with the traceback started from `machine` instead of the current frame; null stands for that. */
+QRT_API int32_t qrtWriteERRmsg2(int32_t number, const QrtMachineContext* machine, uint32_t flags, ...);
+
+/* Gives `length` bytes of message text to the host or the message stream. With length 0 nothing is written
+   and the line width of the destination comes back, 0 where it sets none; else 0. `room` is the space
+   behind the text in the caller's buffer. In a hosted run each line goes to the host by its own, without its
+   line end and unterminated. */
+QRT_API int32_t _qrtWriteStderr(const char* text, int32_t length, int32_t room);
+
+/* The structured handler of the message writer: a fault during a traceback ends the traceback; any other is
+   passed on by the result 1. */
+QRT_API int32_t ERRmsgHandler(QrtExceptionRecord* record);
+
+/* Fills `record` with the instruction, frame and stack pointers of its caller. */
+QRT_API void context(QrtMachineContext* record);
+
+/* Abnormal end: tells the host, takes the run unit down and ends the process with exit code 3, with 183
+   behind a stop-run routine, or, in a hosted run below container level 2, jumps to _qrtJmpCobStart with 1. */
+QRT_API void _qrtAbend(void) __attribute__((noreturn));
+
+typedef struct QrtCatalogue QrtCatalogue;
+
+/* Opens the message catalogue of that name through the templates of NLSPATH, or returns null. */
+QRT_API QrtCatalogue* _qrtCatopen(const char* name);
+
+/* Closes it; null does nothing. */
+QRT_API void _qrtCatclose(QrtCatalogue* catalogue);
+
+/* Traps SIGFPE, SIGILL, SIGINT and SIGSEGV, which are then told by message 995; nothing in a hosted run. */
+QRT_API void _qrtSignalInit(void);
+
+/* Gives SIGILL, SIGINT and SIGSEGV their defaults back; nothing in a hosted run. */
+QRT_API void _qrtSignalTerminate(void);
+
+/* The vectored handler behind _qrtSignalInit: notes the address in _qrtExceptionAddress and passes the
+   exception on by its result 0. */
+QRT_API int32_t _qrtExceptHandler(QrtExceptionPointers* exception);
+
+/* How many signals have been trapped. */
+QRT_API int32_t gotSignal(void);
+
+/* Kept for old programs: always -1. */
+QRT_API int32_t _qrtGetname(uint32_t first, uint32_t second);
+
+/* Writes message 202. */
+QRT_API void _qrtnogxm(void);
+
+/* ------------------------------------------------------------------------------------------------------
+ * Debugger link
+ * ------------------------------------------------------------------------------------------------------ */
+
+QRT_DATA char* _qrtDebugBuf;      /* where DISPLAY puts its text under a debugger; null for the stream */
+QRT_DATA int32_t _qrtDebugBufLen; /* bytes of the last such text */
+
+/* 1 while a debugger has set _qrtIsDebuggerLoaded, else 0. */
+QRT_API int32_t qrtDebugAttached(void);
+
+/* Hands a message to the routine _debug_start_msg of the module dvtddbg1.dll: `first`, `second` + 1, `third`,
+   the code set's name (whatever `codeSet` is) and `text`. The routine's result, or 0 where there is none. */
+QRT_API int32_t qrtDebugStartMsg(int32_t first, int32_t second, int32_t third, const char* codeSet,
+                                 const char* text);
 
 /* ======================================================================================================
  * Decimal data

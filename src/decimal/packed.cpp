@@ -116,10 +116,10 @@ uint8_t* sum(Operand op1, Operand op2, bool negative2, uint8_t* result, int32_t 
 
 __attribute__((noinline, cold)) void reportBadBytes(const uint8_t* item, int32_t bytes) {
   for (int32_t i = 0; i < bytes - 1; ++i)
-    if (bcd_digits_checked[item[i]] == invalidPair) qrtWriteERRmsg(frame::invalidDigit, 0);
+    if (bcd_digits_checked[item[i]] == invalidPair) qrtWriteERRmsg(frame::message::invalidDigit, 0);
   const uint8_t last = item[bytes - 1];
   if (bcd_sign_checked[last] == invalidPair)
-    qrtWriteERRmsg((last & 15) < 10 ? frame::invalidSign : frame::invalidDigit, 0);
+    qrtWriteERRmsg((last & 15) < 10 ? frame::message::invalidSign : frame::invalidDigit, 0);
 }
 
 }  // namespace

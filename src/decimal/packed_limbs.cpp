@@ -191,7 +191,7 @@ void divideItems(const Operand& dividend, const Operand& divisor, uint8_t* quoti
   checkOperand(dividend.item, dividend.bytes);
   checkOperand(divisor.item, divisor.bytes);
   if (divisor.isZero()) {
-    qrtWriteERRmsg(frame::divisionByZero, 0);
+    qrtWriteERRmsg(frame::message::divisionByZero, 0);
     return;
   }
   if (dividend.isZero() || dividend.bytes < divisor.bytes) {

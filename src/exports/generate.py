@@ -70,19 +70,16 @@ def guarded_entry(entry, name):
     result, inner, value = entry["result"], entry["inner"], entry["value"]
     call = f"{inner}({', '.join(argument_names(entry['parameters']))})"
     if result == "void":
-        work, ending = f"    {call};\n    storage->anchor = outer;\n    return;\n", ""
+        work, ending = f"    {call};\n    frame::disarm(guard);\n    return;\n", ""
     else:
-        work = f"    {result} const value = {call};\n    storage->anchor = outer;\n    return value;\n"
+        work = f"    {result} const value = {call};\n    frame::disarm(guard);\n    return value;\n"
         ending = f"  return {value or '{}'};\n"
     return (f"{result} {name}({entry['parameters']}) {{\n"
-            "  QrtJumpBuffer buffer;\n"
-            "  QrtThreadStorage* const storage = threadStorage();\n"
-            "  QrtJumpBuffer* const outer = storage->anchor;\n"
-            "  storage->anchor = &buffer;\n"
-            "  if (qrtSetJump(&buffer) == 0) {\n"
+            "  frame::Guard guard;\n"
+            "  if (qrtArmGuard(&guard) == 0) {\n"
             f"{work}"
             "  }\n"
-            "  qrt::frame::caughtByGuard(outer);\n"
+            "  frame::caughtByGuard(guard);\n"
             f"{ending}"
             "}\n\n")
 

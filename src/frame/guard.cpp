@@ -1,15 +1,19 @@
 // Jump paths of the guards.
 #include "frame/guard.h"
 
+#include "platform/locale.h"
+
 namespace qrt::frame {
 
-void caughtByGuard(QrtJumpBuffer* outer) {
-  threadStorage()->anchor = outer;
+void caughtByGuard(const Guard& guard) {
+  disarm(guard);
+  qrtDebugStartMsg(0, 1, 2, platform::codeSetName(), guard.storage->pendingMessage);
 }
 
-void relayJump(QrtJumpBuffer* outer) {
-  threadStorage()->anchor = outer;
-  qrtLongJump(outer, 1);
+void relayJump(const Guard& guard) {
+  disarm(guard);
+  if (guard.outer == nullptr) _qrtAbend();
+  qrtLongJump(guard.outer, 1);
 }
 
 }  // namespace qrt::frame

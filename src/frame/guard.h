@@ -4,29 +4,44 @@
 
 #include "qrtrlib.h"
 
+// The block of threadStorage(); null until that was asked for, or a guard armed.
+extern "C" QrtThreadStorage* qrtStorageBlock;
+
 namespace qrt::frame {
 
-// The jump path of a plain guard: makes `outer` the innermost guard again and tells the debugger.
-void caughtByGuard(QrtJumpBuffer* outer);
+// A guard on the stack of the function that arms it.
+struct Guard {
+  QrtJumpBuffer buffer;
+  QrtThreadStorage* storage;
+  QrtJumpBuffer* outer;  // the guard that was innermost before; null for none
+};
+static_assert(offsetof(Guard, storage) == 32 && offsetof(Guard, outer) == 36);
 
-// The jump path of a nested guard: makes `outer` the innermost guard again and jumps there, or ends the run
-// when no guard is armed.
-[[noreturn]] void relayJump(QrtJumpBuffer* outer);
+// Makes the guard the innermost one: what threadStorage() and ?_qrtsetjmp do, in one call. Returns 0, and
+// comes back with another value on a jump to it.
+extern "C" int32_t qrtArmGuard(Guard* guard) __attribute__((returns_twice, regparm(1)));
+
+inline void disarm(const Guard& guard) {
+  guard.storage->anchor = guard.outer;
+}
+
+// The jump path of a plain guard: disarms it and tells the debugger.
+void caughtByGuard(const Guard& guard);
+
+// The jump path of a nested guard: disarms it and jumps to the next one, or ends the run when there is none.
+[[noreturn]] void relayJump(const Guard& guard);
 
 // Runs `work` under a guard of its own. `undo` runs on the jump path only, ahead of the relay. Neither may
 // own resources by destructors: a jump doesn't run them.
 template <typename Work, typename Undo>
 void underNestedGuard(Work&& work, Undo&& undo) {
-  QrtJumpBuffer buffer;
-  QrtThreadStorage* const storage = threadStorage();
-  QrtJumpBuffer* const outer = storage->anchor;
-  storage->anchor = &buffer;
-  if (qrtSetJump(&buffer) != 0) {
+  Guard guard;
+  if (qrtArmGuard(&guard) != 0) {
     undo();
-    relayJump(outer);
+    relayJump(guard);
   }
   work();
-  storage->anchor = outer;
+  disarm(guard);
 }
 
 template <typename Work>

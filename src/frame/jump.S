@@ -1,14 +1,14 @@
-// The jump primitives at machine level. The buffer is QrtJumpBuffer: EBP 0, return address 4, ESP 8, EBX 12,
-// ESI 16, EDI 20, head of the exception chain 24, x87 control word 28.
+// The jump primitives and the arming of a guard, at machine level. The buffer is QrtJumpBuffer: EBP 0, return
+// address 4, ESP 8, EBX 12, ESI 16, EDI 20, head of the exception chain 24, x87 control word 28. A Guard goes
+// on with the storage block 32 and the guard around it 36.
   .hidden qrtExceptionChain
+  .hidden qrtStorageBlock
+  .hidden qrtMakeStorageBlock
   .text
 
-  .globl "?_qrtsetjmp"
-  .protected "?_qrtsetjmp"
-  .type "?_qrtsetjmp", @function
-"?_qrtsetjmp":
-  .cfi_startproc
-  movl 4(%esp), %eax
+// Fills the buffer at EAX for the caller of the routine that this opens. Leaves the global offset table's
+// address in ECX; uses EDX.
+  .macro fill_buffer
   movl (%esp), %ecx
   leal 4(%esp), %edx
   movl %ebp, (%eax)
@@ -23,10 +23,51 @@
   movl %edx, 24(%eax)
   movl $0, 28(%eax)
   fnstcw 28(%eax)
+  .endm
+
+  .globl "?_qrtsetjmp"
+  .protected "?_qrtsetjmp"
+  .type "?_qrtsetjmp", @function
+"?_qrtsetjmp":
+  .cfi_startproc
+  movl 4(%esp), %eax
+  fill_buffer
   xorl %eax, %eax
   ret
   .cfi_endproc
   .size "?_qrtsetjmp", .-"?_qrtsetjmp"
+
+// int32_t qrtArmGuard(Guard*), the argument in EAX.
+  .globl qrtArmGuard
+  .hidden qrtArmGuard
+  .type qrtArmGuard, @function
+qrtArmGuard:
+  .cfi_startproc
+  fill_buffer
+  movl qrtStorageBlock@GOTOFF(%ecx), %edx
+  testl %edx, %edx
+  jz 2f
+1:
+  movl (%edx), %ecx
+  movl %edx, 32(%eax)
+  movl %ecx, 36(%eax)
+  movl %eax, (%edx)
+  xorl %eax, %eax
+  ret
+2:
+  subl $8, %esp
+  .cfi_adjust_cfa_offset 8
+  pushl %eax
+  .cfi_adjust_cfa_offset 4
+  call qrtMakeStorageBlock
+  movl %eax, %edx
+  popl %eax
+  .cfi_adjust_cfa_offset -4
+  addl $8, %esp
+  .cfi_adjust_cfa_offset -8
+  jmp 1b
+  .cfi_endproc
+  .size qrtArmGuard, .-qrtArmGuard
 
   .globl "?_qrtlongjmp"
   .protected "?_qrtlongjmp"

@@ -1,0 +1,27 @@
+// Loadable modules: adapters, programs, the debugger's parts.
+#pragma once
+
+#include <string_view>
+
+namespace qrt::platform {
+
+using Module = void*;
+using Routine = void (*)();
+
+// Loads a module, or counts one more use of a loaded one. A name without an extension gets ".dll"; a bare
+// name is looked for beside the running program, beside this library, in the current directory, then in the
+// directories of PATH, and the first file of that name counts. Null on failure, see lastError().
+Module loadModule(std::string_view name);
+
+// The routine that the module exports under that name, or null, see lastError().
+Routine findRoutine(Module module, const char* name);
+
+template <typename Function>
+Function* findRoutineAs(Module module, const char* name) {
+  return reinterpret_cast<Function*>(findRoutine(module, name));
+}
+
+// Gives one use back; false for a handle that is none.
+bool unloadModule(Module module);
+
+}  // namespace qrt::platform
