@@ -384,6 +384,167 @@ QRT_API int32_t qrtDebugStartMsg(int32_t first, int32_t second, int32_t third, c
                                  const char* text);
 
 /* ======================================================================================================
+ * Run units, programs and hosts
+ *
+ * The first _qrtPgmInit of a process brings the library up; the end of the last run unit takes it down. In a
+ * plain run the end of a run unit leaves through _qrtJmpCobStart. Hosted run units nest on one stack, and
+ * their ends come back to the host: a transaction monitor (_qrtIsTrax alone) or an application-server
+ * container (_qrtIsApc, its level). None of these calls is guarded.
+ * ====================================================================================================== */
+
+/* The program list entry: one for each program name that a run unit knows. */
+struct QrtPlle {
+  char inlineName[32]; /* a name of up to 30 bytes, not terminated */
+  char* name;          /* inlineName, or a block of its own for a longer name; key in programTable */
+  uint32_t nameLength; /* bytes */
+  void* entry;         /* address of the program; may be null */
+  struct QrtProgramBlock* program; /* the block while the program is bound, else null */
+  void* module;                    /* the loaded module; null when it wasn't loaded for this entry */
+};
+
+/* A routine of the host in one of its several roles, see _qrtCOBOLInit. */
+typedef void (*QrtHostRoutine)(void);
+
+/* Receives messages: flag 1 for one that ends the run, the tag "TCBL", the text and its length in bytes. */
+typedef int32_t (*QrtMessageCallback)(int32_t flag, const char* tag, const char* text, int32_t length);
+
+/* Called by an abnormal end in a container, ahead of the end of the process. */
+typedef void (*QrtAbnormalEndCallback)(void);
+
+/* What a container wants called at the STOP RUN of one depth of hosted run units. */
+typedef struct QrtStopRunPair {
+  void (*routine)(void* context, int32_t code); /* must not return; null for none */
+  void* context;
+} QrtStopRunPair;
+
+#define QRT_STOP_RUN_PAIRS 32 /* pairs in the static table */
+
+QRT_DATA QrtStopRunPair* _qrtApcStopRun; /* pairs by depth; the static table until that is too small */
+QRT_DATA int32_t _qrtApcStopRunMax;      /* pairs that _qrtApcStopRun holds */
+QRT_DATA QrtStopRunPair _qrtApcStopRunTab[QRT_STOP_RUN_PAIRS];
+QRT_DATA int32_t _qrtDebug;                  /* trace level from __QRTDEBUG; 0 for none */
+QRT_DATA int32_t _qrt_trax_exit_in_progress; /* not 0: the next exit of a program ends its run unit */
+
+/* Handles of mutexes for callers that serialise around the named services; made by the first _qrtPgmInit of
+   the process, null before, never closed. The library takes none of them. */
+QRT_DATA void* _qrt_init_term_rte_mutex;
+QRT_DATA void* accept_mutex;
+QRT_DATA void* create_plle_mutex;
+QRT_DATA void* display_mutex;
+QRT_DATA void* extvar_mutex;
+QRT_DATA void* init_hash_mutex;
+QRT_DATA void* pgm_count_mutex;
+QRT_DATA void* catget_mutex;
+QRT_DATA void* iconvt_mutex;
+QRT_DATA void* collseq_mutex;
+QRT_DATA void* century_window_mutex;
+
+/* Enters a program: binds its block to the run unit at the first entry and counts it as active. Brings the
+   process up when it is down; with a null block that is all, and the next program isn't taken for the main
+   program. Out of memory is message 907; a year window that the current year is outside of is message 240
+   (relative) or 241. */
+QRT_API void _qrtPgmInit(struct QrtProgramBlock* program);
+
+/* Leaves a program (GOBACK, EXIT PROGRAM). In the main program this ends the run unit, unless a stop-run
+   routine is registered for it. */
+QRT_API void _qrtPgmTerm(struct QrtProgramBlock* program);
+
+/* Counters of a program and of the run unit, by the program's first entry: one up, or one down where they are
+   above 0. The two Unlock calls do nothing. */
+QRT_API void _qrtPgmEnterLock(QrtProgramEntry* program);
+QRT_API void _qrtPgmEnterUnlock(void* program);
+QRT_API void _qrtPgmExit(QrtProgramEntry* program);
+QRT_API void _qrtPgmExitLock(QrtProgramEntry* program);
+QRT_API void _qrtPgmExitUnlock(void* program);
+
+/* Opens a run unit on top of the current one. Nothing in hosted mode while the process is down. */
+QRT_API void _qrtRunUnitInit(void);
+
+/* STOP RUN. A plain run leaves through _qrtJmpCobStart with `returnCode`, 255 standing for 0; a hosted one
+   comes back, or in a container leaves through its stop-run pair, 256 standing for 0. */
+QRT_API void _qrtRunUnitTerm(int32_t returnCode);
+
+/* Takes the current run unit down and comes back, except to a stop-run routine of a plain run. */
+QRT_API void _qrtCleanUp(void);
+
+/* Closes the files of a program, EXTERNAL ones excepted, and puts it and those nested in it back to their
+   initial state. Takes the program's first entry. */
+QRT_API void _qrtCloseReset(QrtProgramEntry* program);
+
+/* Calls the main routine of a compiled program with the chain of structured exception handlers as it is now,
+   and puts the chain back behind it. Returns what the routine returns. */
+QRT_API int32_t _qrtCallMain(int32_t (*routine)(void* argument), void* argument);
+
+/* Opens one of the standard COBOL files unless it is open: "I" SYSIN, "M" messages, "P" SYSPUNCH, "A" console
+   in, "D" console out. syspunchFile stays null when no variable names it or it can't be opened; the others
+   fall back to the standard streams. Nothing while the process is down. */
+QRT_API void _qrtEnvNameInit(char letter);
+
+/* Reads the options in COBRTOPT into the process record, except in hosted mode, and turns trapping on unless
+   they say otherwise. A bad option is message 171, 172, 173, 174, 181 or 182, and the next one is read. */
+QRT_API void _qrtProcessRteOpts(void);
+
+/* A new program list entry in the current run unit, not yet in programTable; null when memory is short. */
+QRT_API QrtPlle* _qrtCreatePLLE(const char* name, uint32_t length);
+
+/* The program list entry of that name; a new one gets `entry` and `module`, one that is there stays as it is.
+   Null when memory is short. */
+QRT_API QrtPlle* _qrtCreateInsertPLLE(const char* name, uint32_t length, void* entry, void* module);
+
+/* Frees all program list entries of the current run unit. */
+QRT_API void _qrtFreePLLE(void);
+
+/* Host interface. `fcode`
+     1   registers `routine` (context) as stop-run routine of the run unit, which then stays up when its main
+         program returns; plain and level 1. *result is 0 when done, 1 in a hosted run or when there is one
+   already 9   first call of a container: reads __QRTDEBUG and __COBOL_APC_CONTAINER; `routine` is a
+   QrtMessageCallback and `context` a QrtAbnormalEndCallback; *result stays 10  `routine` goes to
+   _qrtCOBOLApcLoadBind; *result stays At container level 2 and above any other fcode makes `routine`
+   (context, code) the stop-run pair of the current depth and opens a hosted run unit; *result is 0. Below
+   that any other fcode gives 1. */
+QRT_API void _qrtCOBOLInit(int32_t fcode, QrtHostRoutine routine, int32_t* result, void* context);
+QRT_API void QRTCOBOLINIT(int32_t fcode, QrtHostRoutine routine, int32_t* result, void* context);
+QRT_API void _QrtCOBOLInit(int32_t fcode, QrtHostRoutine routine, int32_t* result, void* context);
+
+/* For a container: what fcode 9 does, the stop-run pair of the current depth, the two callbacks and the bind
+   routine, then _qrtCOBOLInit with the first four arguments. */
+QRT_API void _qrtCOBOLInit1(int32_t fcode, QrtHostRoutine routine, int32_t* result, void* context,
+                            QrtMessageCallback messages, QrtAbnormalEndCallback abnormalEnd,
+                            QrtHostRoutine bind);
+
+/* Ends what _qrtCOBOLInit began. Plain and level 1: fcode 1 clears the stop-run routine and takes the run
+   unit down; *result is 0, or 1 when there is none. At level 2 and above the current run unit ends, with
+   fcode 9 as by _qrtCleanUp; *result is 0. A run that isn't hosted leaves through _qrtJmpCobStart with 1.
+   After a trapped signal the process ends with exit code 183, except from a nested run unit. */
+QRT_API void _qrtCOBOLTerm(int32_t fcode, int32_t* result);
+QRT_API void QRTCOBOLTERM(int32_t fcode, int32_t* result);
+QRT_API void _QrtCOBOLTerm(int32_t fcode, int32_t* result);
+
+/* Brings the process up for a host; the next program that is entered becomes the main program. *result is 0,
+   or 1 in hosted mode, where nothing is done. */
+QRT_API void _qrtCOBOLHostInit(int32_t* result);
+
+/* Stores both; null for none. */
+QRT_API void _qrtCOBOLErrorCallbacks(QrtMessageCallback messages, QrtAbnormalEndCallback abnormalEnd);
+
+/* Accepted and ignored. */
+QRT_API void _qrtCOBOLApcLoadBind(QrtHostRoutine bind);
+
+/* Mode 1 opens a hosted run unit; `messages` replaces the message callback, a null one not in a container.
+   The first one of a process waits for the first _qrtPgmInit. Any other mode makes the next exit of a program
+   end the run unit. */
+QRT_API void _qrtTraxRunUnit(int32_t mode, QrtMessageCallback messages);
+
+/* Keeps `module` in _qrtTraxModHandle and opens a hosted run unit. */
+QRT_API void _qrt_cpm_init(QrtMessageCallback messages, void* module);
+
+/* As _qrtCleanUp. */
+QRT_API void _qrt_cpm_cancel(void);
+
+/* STOP RUN with code 1, then out through _qrtJmpCobStart with value 1. */
+QRT_API void _qrt_cpm_exit(void) __attribute__((noreturn));
+
+/* ======================================================================================================
  * Decimal data
  *
  * Packed: digits/2 + 1 bytes, two digits a byte, the sign in the last low nibble: 0xC or 0xD as results, 0xA,
