@@ -226,8 +226,10 @@ void closeLineSequential(QrtFcb* file, QrtProgramEntry* program) {
     return;
   }
   const bool writes = (file->openState & (QRT_OPEN_OUTPUT | QRT_OPEN_EXTEND)) != 0;
-  const bool ended = !writes || putAfterRecord(*file, lineFeed);
-  const bool closed = file->stream == nullptr || fclose(file->stream) == 0;  // none: absent and open INPUT
+  // Once a record has been lost, the file isn't whole, even if the rest of it could be stored.
+  const bool ended = !writes || (putAfterRecord(*file, lineFeed) && !ferror_unlocked(file->stream));
+  const bool absentInput = file->stream == nullptr;
+  const bool closed = absentInput || fclose(file->stream) == 0;
   file->stream = nullptr;
   if (!ended || !closed) file->status = status::permanentError;
   _qrtGenericClose(file, program, 0);
