@@ -828,6 +828,52 @@ struct QrtAdapterRow {
   uint32_t reserved[2];
 };
 
+/* Guarded. Binds a program's files at its first entry: `files` and `descriptions` have `fileCount` elements. An
+   EXTERNAL file's control block is the run unit's: its element of `files` is set, and the word behind
+   recordAreaSlot to the record buffer. Descriptions of one EXTERNAL file that differ end the run with
+   message 75, a lack of memory with message 907. */
+QRT_API void _qrtInitFCB(int32_t fileCount, QrtFcb** files, QrtFileDescription** descriptions,
+                         QrtProgramBlock* program);
+
+/* Guarded. OPEN of a closed file: finds name and file system, loads the adapter, has it open the file. `program`
+   is the first entry of the program that opens, here and below. */
+QRT_API void _qrtGenericOpen(QrtFcb* file, QrtProgramEntry* program);
+
+/* The end of a CLOSE, called by an adapter with the status set: puts the control block back to closed, writes
+   FILE STATUS, runs the USE procedure. `detail` as for _qrtCallUseProc. */
+QRT_API void _qrtGenericClose(QrtFcb* file, QrtProgramEntry* program, int32_t detail);
+
+/* Guarded. Runs the USE procedure for a status of 10 or above, unless the statement has INVALID KEY or AT END for
+   it. A permanent error that has neither a procedure nor a status area ends the run with message 200; `detail` is
+   the variant of message 201 that explains it, 0 for none. */
+QRT_API void _qrtCallUseProc(QrtFcb* file, int32_t detail, QrtProgramEntry* program);
+
+/* Guarded. Fills an extended status area of `length` bytes: blanks; from 6 bytes on the code in six digits; at
+   status 33 or 35 a comma and the name in use, as far as it fits. _qrt_filestat2x also adds a comma, the file
+   system's letters, a comma and the name at status 96. `unused` is not looked at. */
+QRT_API void _qrt_filestat2(uint8_t* area, int32_t length, int32_t code, QrtFcb* file, int32_t unused);
+QRT_API void _qrt_filestat2x(uint8_t* area, int32_t length, int32_t code, QrtFcb* file, int32_t unused);
+
+/* Guarded. The verbs of a file that is in the wrong state for them: each sets the status that says why, fills the
+   status areas and runs the USE procedure. */
+QRT_API void _qrtOpenError(QrtFcb* file, QrtProgramEntry* program);    /* 38, 41, 30 */
+QRT_API void _qrtCloseError(QrtFcb* file, QrtProgramEntry* program);   /* 42, 30; 0 for an absent file */
+QRT_API void _qrtReadError(QrtFcb* file, QrtProgramEntry* program);    /* 47, 10, 46, 23, 30 */
+QRT_API void _qrtWriteError(QrtFcb* file, QrtProgramEntry* program);   /* 92, 48, 30 */
+QRT_API void _qrtRewriteError(QrtFcb* file, QrtProgramEntry* program); /* 49, 30 */
+QRT_API void _qrtStartError(QrtFcb* file, QrtProgramEntry* program);   /* 47, 23, 30 */
+QRT_API void _qrtDeleteError(QrtFcb* file, QrtProgramEntry* program);  /* 49, 30 */
+
+/* Guarded. The routines of a line sequential file: text, one line a record, trailing blanks not stored. READ puts
+   up to maxRecord + 1 characters and a terminator at `record` and pads it with blanks to maxRecord; of a longer
+   line one character is lost, and the next READ goes on behind it. WRITE puts a line feed ahead of each record
+   but the first, or what ADVANCING asks for; CLOSE ends the last record. Status 30 for a failed read or write,
+   44 for a record length out of range. */
+QRT_API void _qrtLineSeqOpen(QrtFcb* file, QrtProgramEntry* program);
+QRT_API void _qrtLineSeqRead(QrtFcb* file, QrtProgramEntry* program);
+QRT_API void _qrtLineSeqWrite(QrtFcb* file, QrtProgramEntry* program);
+QRT_API void _qrtLineSeqClose(QrtFcb* file, QrtProgramEntry* program);
+
 #ifdef __cplusplus
 }
 #endif

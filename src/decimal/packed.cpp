@@ -119,7 +119,7 @@ __attribute__((noinline, cold)) void reportBadBytes(const uint8_t* item, int32_t
     if (bcd_digits_checked[item[i]] == invalidPair) qrtWriteERRmsg(frame::message::invalidDigit, 0);
   const uint8_t last = item[bytes - 1];
   if (bcd_sign_checked[last] == invalidPair)
-    qrtWriteERRmsg((last & 15) < 10 ? frame::message::invalidSign : frame::invalidDigit, 0);
+    qrtWriteERRmsg((last & 15) < 10 ? frame::message::invalidSign : frame::message::invalidDigit, 0);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <span>
 
+#include "fileio/control.h"
 #include "frame/hosting.h"
 #include "frame/lifecycle.h"
 #include "frame/message.h"
@@ -61,6 +62,7 @@ void bind(QrtProgramBlock& program, QrtPlle& plle) {
   QrtProgramEntry& first = program.entries[0];
   plle.program = &program;
   first.block = &program;
+  if (first.files != nullptr) _qrtInitFCB(first.fileCount, first.files, program.fileDescriptions, &program);
   program.flags |= _qrtProccom->optionFlags;
   program.upsi = _qrtRuncom->upsi;
   if (compiledAtOrAbove(program, 5, 1, 1)) program.runUnitShared = &_qrtRuncom->runUnitWord;
@@ -109,7 +111,12 @@ void putBackToInitialState(QrtProgramEntry* first) {
 QrtFcb* fileBeingClosed = nullptr;
 
 void closeAtEnd(QrtFcb* file, QrtProgramEntry* program) {
-  if (file == nullptr || file->openState == 0 || file == fileBeingClosed) return;
+  if (file == nullptr || file == fileBeingClosed) return;
+  if (file->openState == 0) {
+    // An OPEN that failed leaves the name that it tried.
+    if ((file->flags & QRT_FCB_NAME_ALLOCATED) != 0) fileio::releaseFileName(*file, *file->description);
+    return;
+  }
   fileBeingClosed = file;
   file->closeFlags |= QRT_CLOSE_SILENT;
   file->closeRoutine(file, program);
