@@ -35,11 +35,12 @@ QrtHostRoutine host(Routine* routine) {
   return reinterpret_cast<QrtHostRoutine>(routine);
 }
 
-// Text of an `inChild` with the environment of a container of that level.
+// `work` in a child after the first call of a container of that level.
 Ended inContainer(const char* level, const std::function<void()>& work, const char* debug = nullptr) {
   return inChild([&] {
     setenv("__COBOL_APC_CONTAINER", level, 1);
     if (debug != nullptr) setenv("__QRTDEBUG", debug, 1);
+    liveBlocksAfterARun();
     int32_t result = -7;
     _qrtCOBOLInit(9, nullptr, &result, nullptr);
     if (result != -7) puts("result was written");
@@ -48,10 +49,8 @@ Ended inContainer(const char* level, const std::function<void()>& work, const ch
 }
 
 TEST(Hosting, TraxRunUnitsNest) {
-  _qrtPgmInit(nullptr);  // what a process makes once and for all is made here
-  _qrtCleanUp();
   Program outer("OUTER"), inner("INNER");
-  const int32_t before = liveBlocks();
+  const int32_t before = liveBlocksAfterARun();
   _qrt_cpm_init(nullptr, &outer);
   EXPECT_EQ(_qrtTraxModHandle, &outer);
   EXPECT_EQ(_qrtIsTrax, 1);
@@ -152,10 +151,11 @@ TEST(Hosting, StopRunGoesToTheRegisteredRoutine) {
 // Level 1: the run turns hosted at the first entry of a program while the blocks of its start are in use.
 TEST(Container, LevelOne) {
   for (const bool messages : {false, true}) {
-    const Ended ended = inContainer("1", [=] {
+    const Ended ended = inChild([=] {
       Program main("MAIN"), called("CALLED");
       Left left;
-      const int32_t before = liveBlocks();
+      const int32_t before = liveBlocksAfterARun();
+      _qrtPgmInit(nullptr);
       int32_t result = -1;
       _qrtCOBOLInit1(
           1, host(leave), &result, &left,

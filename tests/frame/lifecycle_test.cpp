@@ -257,7 +257,7 @@ TEST(Lifecycle, StartSetsTheFloatingPointUnit) {
 
 TEST(ProgramList, NamesAndChunks) {
   Program main("MAIN");
-  const int32_t before = liveBlocks();
+  const int32_t before = liveBlocksAfterARun();
   run(main, [&] {
     const std::string long30(30, 'A'), long31(31, 'B');
     QrtPlle* inlined = _qrtCreateInsertPLLE(long30.data(), 30, &main, nullptr);

@@ -6,6 +6,8 @@
 
 #include <vector>
 
+#include "support/allocation.h"
+
 namespace qrt::test {
 
 // A compiled program, with `nested` programs inside it. It must not move once it has been entered, and must
@@ -63,6 +65,13 @@ int32_t run(Program& main, Body&& body) {
     body();
     _qrtPgmTerm(&main.block);
   });
+}
+
+// Live blocks once the C library and the process have made what they keep for good.
+inline int32_t liveBlocksAfterARun() {
+  _qrtPgmInit(nullptr);
+  _qrtCleanUp();
+  return liveBlocks();
 }
 
 }  // namespace qrt::test
