@@ -44,6 +44,7 @@ void _qrtAbend() {
     if (messageCallback != nullptr)
       messageCallback(1, hostTag, hostAbendText, static_cast<int32_t>(strlen(hostAbendText)));
     _qrtCleanUp();
+    if (_qrtJmpCobStart.returnAddress == 0) platform::endAbnormally();  // nobody to go back to
     qrtLongJump(&_qrtJmpCobStart, 1);
   }
   // What a signal interrupted may be in no state to be taken down.

@@ -273,6 +273,20 @@ TEST(Container, AbnormalEndTellsTheHost) {
   EXPECT_EQ(ended.out, "1 0") << ended.err;
 }
 
+TEST(Hosting, AbnormalEndGoesBackToTheStartWhereThereIsOne) {
+  for (const bool started : {true, false}) {
+    const Ended ended = inChild([=] {
+      _qrtJmpCobStart = {};
+      _qrtTraxRunUnit(1, nullptr);
+      _qrtPgmInit(nullptr);
+      if (started) printf("%d", int(startUp([] { _qrtAbend(); })));
+      if (!started) _qrtAbend();
+    });
+    EXPECT_EQ(ended.out, started ? "1" : "");
+    EXPECT_EQ(ended.exitCode, started ? 0 : 3);
+  }
+}
+
 TEST(Hosting, MainRoutineIsCalled) {
   int32_t argument = 20;
   EXPECT_EQ(_qrtCallMain([](void* value) { return *static_cast<int32_t*>(value) + 3; }, &argument), 23);
