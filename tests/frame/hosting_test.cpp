@@ -208,16 +208,6 @@ TEST(Container, StopRunPairOfEachDepth) {
   EXPECT_EQ(ended.out, "64 40 256/256 38/38 37/37 36/36 35/35 34/34 33/33 0 32 1 5/5") << ended.err;
 }
 
-TEST(Container, TermWithoutARunUnitDoesNothingButResetTheTable) {
-  const Ended ended = inContainer("2", [] {
-    int32_t result = -1;
-    _qrtCOBOLTerm(1, &result);
-    _qrtRunUnitTerm(3);
-    printf("%d", int(result));
-  });
-  EXPECT_EQ(ended.out, "0");
-}
-
 TEST(Container, TraceLines) {
   const Ended ended = inContainer(
       "2",
@@ -285,11 +275,6 @@ TEST(Hosting, AbnormalEndGoesBackToTheStartWhereThereIsOne) {
     EXPECT_EQ(ended.out, started ? "1" : "");
     EXPECT_EQ(ended.exitCode, started ? 0 : 3);
   }
-}
-
-TEST(Hosting, MainRoutineIsCalled) {
-  int32_t argument = 20;
-  EXPECT_EQ(_qrtCallMain([](void* value) { return *static_cast<int32_t*>(value) + 3; }, &argument), 23);
 }
 
 }  // namespace

@@ -86,12 +86,6 @@ TEST(Options, Texts) {
   }
 }
 
-TEST(Options, ManyTokens) {
-  std::string text = "ERRCOUNT=1";
-  for (int count = 2; count <= 500; ++count) text += ",ERRCOUNT=" + std::to_string(count);
-  EXPECT_EQ(withOptions(text.c_str()).out, "0A000000 00000000 500 --- L trap");
-}
-
 TEST(Options, AHostedRunHasTheDefaults) {
   const Ended ended = inChild([] {
     signal(SIGILL, SIG_DFL);

@@ -108,9 +108,4 @@ TEST_F(Streams, StandardStreamsStandIn) {
       }
 }
 
-TEST_F(Streams, NothingIsOpenedWhileTheProcessIsDown) {
-  for (const char letter : {'I', 'M', 'P', 'A', 'D', 'X'}) _qrtEnvNameInit(letter);
-  EXPECT_EQ(_qrtProccom, nullptr);
-}
-
 }  // namespace
