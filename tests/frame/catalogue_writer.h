@@ -51,12 +51,29 @@ struct Folder {
   }
 };
 
+// Environment variables as they were, back at the end of this object's life.
+struct KeptEnvironment {
+  std::vector<std::pair<std::string, std::string>> values;  // of those that were set
+  static constexpr const char* variables[] = {"NLSPATH", "LC_ALL", "LC_MESSAGES", "LANG"};
+
+  KeptEnvironment() {
+    for (const char* variable : variables)
+      if (const char* value = getenv(variable)) values.emplace_back(variable, value);
+  }
+  ~KeptEnvironment() {
+    for (const char* variable : variables) unsetenv(variable);
+    for (const auto& [variable, value] : values) setenv(variable.c_str(), value.c_str(), 1);
+  }
+};
+
 // A catalogue that the library finds, in the default locale.
 struct Catalogue : Folder {
+  KeptEnvironment environment;
+
   explicit Catalogue(const std::vector<CatalogueEntry>& entries) {
     write("qrtremsg.cat", catalogueBytes(entries));
+    for (const char* variable : KeptEnvironment::variables) unsetenv(variable);
     setenv("NLSPATH", (path + "/%n").c_str(), 1);
-    for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) unsetenv(variable);
   }
 };
 

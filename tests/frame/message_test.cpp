@@ -247,6 +247,7 @@ TEST(Message, SeverityAndErrcountEndTheRun) {
 }
 
 TEST(Message, CatalogueIsFoundByLanguageAndTemplates) {
+  const KeptEnvironment environment;
   const Folder folder;
   for (const char* name : {"ENUS1252/m.cat", "ENUSUTF-8/m.cat", "ESESISO/m.cat", "ZHCNY/m.cat", "Up/%q.cat",
                            "JAJPSJIS/m.cat", "plain/m.cat", "de/m.cat"})
@@ -286,5 +287,4 @@ TEST(Message, CatalogueIsFoundByLanguageAndTemplates) {
     EXPECT_EQ(catalogue != nullptr, each.opens) << (each.locale ? each.locale : "-") << " " << templates;
     _qrtCatclose(catalogue);
   }
-  unsetenv("LC_ALL");
 }
