@@ -1,6 +1,7 @@
 // Message catalogues for tests, written byte by byte, and a place for them on NLSPATH.
 #pragma once
 
+#include <locale.h>
 #include <stdint.h>
 #include <stdlib.h>
 
@@ -74,6 +75,7 @@ struct Catalogue : Folder {
     write("qrtremsg.cat", catalogueBytes(entries));
     for (const char* variable : KeptEnvironment::variables) unsetenv(variable);
     setenv("NLSPATH", (path + "/%n").c_str(), 1);
+    setlocale(LC_ALL, "C");
   }
 };
 

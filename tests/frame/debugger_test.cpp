@@ -61,6 +61,7 @@ TEST(Debugger, NestedGuardRelaysTheJump) {
 }
 
 TEST(Debugger, StartMessageNeedsNoModule) {
+  const Catalogue catalogue({usualControl});
   const Ended ended = inChild([] {
     setenv("PATH", "/nowhere", 1);
     const int32_t without = qrtDebugStartMsg(5, 6, 7, "ignored", "text");

@@ -154,6 +154,12 @@ TEST(Message, LongLinesAreWrapped) {
             }),
             "QRT040I  " + letters(70) + "\n\nQRT040I  " + letters(69) + "\n         aa\n\n" + "QRT040I  " +
                 letters(68) + " \n         bc d\n\n");
+  // Where a character may have several bytes, a line may be cut nowhere.
+  EXPECT_EQ(writtenBy([] {
+              if (setlocale(LC_ALL, "C.UTF-8") == nullptr) _exit(1);
+              qrtWriteERRmsg(40, 0, letters(79).c_str());
+            }),
+            "QRT040I  " + letters(79) + "\n\n");
 }
 
 TEST(Message, LosesNoneWhereTheTextIsLost) {
