@@ -384,6 +384,167 @@ QRT_API int32_t qrtDebugStartMsg(int32_t first, int32_t second, int32_t third, c
                                  const char* text);
 
 /* ======================================================================================================
+ * Run units, programs and hosts
+ *
+ * The first _qrtPgmInit of a process brings the library up; the end of the last run unit takes it down. In a
+ * plain run the end of a run unit leaves through _qrtJmpCobStart. Hosted run units nest on one stack, and
+ * their ends come back to the host: a transaction monitor (_qrtIsTrax alone) or an application-server
+ * container (_qrtIsApc, its level). None of these calls is guarded.
+ * ====================================================================================================== */
+
+/* The program list entry: one for each program name that a run unit knows. */
+struct QrtPlle {
+  char inlineName[32]; /* a name of up to 30 bytes, not terminated */
+  char* name;          /* inlineName, or a block of its own for a longer name; key in programTable */
+  uint32_t nameLength; /* bytes */
+  void* entry;         /* address of the program; may be null */
+  struct QrtProgramBlock* program; /* the block while the program is bound, else null */
+  void* module;                    /* the loaded module; null when it wasn't loaded for this entry */
+};
+
+/* A routine of the host in one of its several roles, see _qrtCOBOLInit. */
+typedef void (*QrtHostRoutine)(void);
+
+/* Receives messages: flag 1 for one that ends the run, the tag "TCBL", the text and its length in bytes. */
+typedef int32_t (*QrtMessageCallback)(int32_t flag, const char* tag, const char* text, int32_t length);
+
+/* Called by an abnormal end in a container, ahead of the end of the process. */
+typedef void (*QrtAbnormalEndCallback)(void);
+
+/* What a container wants called at the STOP RUN of one depth of hosted run units. */
+typedef struct QrtStopRunPair {
+  void (*routine)(void* context, int32_t code); /* must not return; null for none */
+  void* context;
+} QrtStopRunPair;
+
+#define QRT_STOP_RUN_PAIRS 32 /* pairs in the static table */
+
+QRT_DATA QrtStopRunPair* _qrtApcStopRun; /* pairs by depth; the static table until that is too small */
+QRT_DATA int32_t _qrtApcStopRunMax;      /* pairs that _qrtApcStopRun holds */
+QRT_DATA QrtStopRunPair _qrtApcStopRunTab[QRT_STOP_RUN_PAIRS];
+QRT_DATA int32_t _qrtDebug;                  /* trace level from __QRTDEBUG; 0 for none */
+QRT_DATA int32_t _qrt_trax_exit_in_progress; /* not 0: the next exit of a program ends its run unit */
+
+/* Handles of mutexes for callers that serialise around the named services; made by the first _qrtPgmInit of
+   the process, null before, never closed. The library takes none of them. */
+QRT_DATA void* _qrt_init_term_rte_mutex;
+QRT_DATA void* accept_mutex;
+QRT_DATA void* create_plle_mutex;
+QRT_DATA void* display_mutex;
+QRT_DATA void* extvar_mutex;
+QRT_DATA void* init_hash_mutex;
+QRT_DATA void* pgm_count_mutex;
+QRT_DATA void* catget_mutex;
+QRT_DATA void* iconvt_mutex;
+QRT_DATA void* collseq_mutex;
+QRT_DATA void* century_window_mutex;
+
+/* Enters a program: binds its block to the run unit at the first entry and counts it as active. Brings the
+   process up when it is down; with a null block that is all, and the next program isn't taken for the main
+   program. Out of memory is message 907; a year window that the current year is outside of is message 240
+   (relative) or 241. */
+QRT_API void _qrtPgmInit(struct QrtProgramBlock* program);
+
+/* Leaves a program (GOBACK, EXIT PROGRAM). In the main program this ends the run unit, unless a stop-run
+   routine is registered for it. */
+QRT_API void _qrtPgmTerm(struct QrtProgramBlock* program);
+
+/* Counters of a program and of the run unit, by the program's first entry: one up, or one down where they are
+   above 0. The two Unlock calls do nothing. */
+QRT_API void _qrtPgmEnterLock(QrtProgramEntry* program);
+QRT_API void _qrtPgmEnterUnlock(void* program);
+QRT_API void _qrtPgmExit(QrtProgramEntry* program);
+QRT_API void _qrtPgmExitLock(QrtProgramEntry* program);
+QRT_API void _qrtPgmExitUnlock(void* program);
+
+/* Opens a run unit on top of the current one. Nothing in hosted mode while the process is down. */
+QRT_API void _qrtRunUnitInit(void);
+
+/* STOP RUN. A plain run leaves through _qrtJmpCobStart with `returnCode`, 255 standing for 0; a hosted one
+   comes back, or in a container leaves through its stop-run pair, 256 standing for 0. */
+QRT_API void _qrtRunUnitTerm(int32_t returnCode);
+
+/* Takes the current run unit down and comes back, except to a stop-run routine of a plain run. */
+QRT_API void _qrtCleanUp(void);
+
+/* Closes the files of a program, EXTERNAL ones excepted, and puts it and those nested in it back to their
+   initial state. Takes the program's first entry. */
+QRT_API void _qrtCloseReset(QrtProgramEntry* program);
+
+/* Calls the main routine of a compiled program with the chain of structured exception handlers as it is now,
+   and puts the chain back behind it. Returns what the routine returns. */
+QRT_API int32_t _qrtCallMain(int32_t (*routine)(void* argument), void* argument);
+
+/* Opens one of the standard COBOL files unless it is open: "I" SYSIN, "M" messages, "P" SYSPUNCH, "A" console
+   in, "D" console out. syspunchFile stays null when no variable names it or it can't be opened; the others
+   fall back to the standard streams. Nothing while the process is down. */
+QRT_API void _qrtEnvNameInit(char letter);
+
+/* Reads the options in COBRTOPT into the process record, except in hosted mode, and turns trapping on unless
+   they say otherwise. A bad option is message 171, 172, 173, 174, 181 or 182, and the next one is read. */
+QRT_API void _qrtProcessRteOpts(void);
+
+/* A new program list entry in the current run unit, not yet in programTable; null when memory is short. */
+QRT_API QrtPlle* _qrtCreatePLLE(const char* name, uint32_t length);
+
+/* The program list entry of that name; a new one gets `entry` and `module`, one that is there stays as it is.
+   Null when memory is short. */
+QRT_API QrtPlle* _qrtCreateInsertPLLE(const char* name, uint32_t length, void* entry, void* module);
+
+/* Frees all program list entries of the current run unit. */
+QRT_API void _qrtFreePLLE(void);
+
+/* Host interface. `fcode`
+     1   registers `routine` (context) as stop-run routine of the run unit, which then stays up when its main
+         program returns; plain and level 1. *result is 0 when done, 1 in a hosted run or when there is one
+   already 9   first call of a container: reads __QRTDEBUG and __COBOL_APC_CONTAINER; `routine` is a
+   QrtMessageCallback and `context` a QrtAbnormalEndCallback; *result stays 10  `routine` goes to
+   _qrtCOBOLApcLoadBind; *result stays At container level 2 and above any other fcode makes `routine`
+   (context, code) the stop-run pair of the current depth and opens a hosted run unit; *result is 0. Below
+   that any other fcode gives 1. */
+QRT_API void _qrtCOBOLInit(int32_t fcode, QrtHostRoutine routine, int32_t* result, void* context);
+QRT_API void QRTCOBOLINIT(int32_t fcode, QrtHostRoutine routine, int32_t* result, void* context);
+QRT_API void _QrtCOBOLInit(int32_t fcode, QrtHostRoutine routine, int32_t* result, void* context);
+
+/* For a container: what fcode 9 does, the stop-run pair of the current depth, the two callbacks and the bind
+   routine, then _qrtCOBOLInit with the first four arguments. */
+QRT_API void _qrtCOBOLInit1(int32_t fcode, QrtHostRoutine routine, int32_t* result, void* context,
+                            QrtMessageCallback messages, QrtAbnormalEndCallback abnormalEnd,
+                            QrtHostRoutine bind);
+
+/* Ends what _qrtCOBOLInit began. Plain and level 1: fcode 1 clears the stop-run routine and takes the run
+   unit down; *result is 0, or 1 when there is none. At level 2 and above the current run unit ends, with
+   fcode 9 as by _qrtCleanUp; *result is 0. A run that isn't hosted leaves through _qrtJmpCobStart with 1.
+   After a trapped signal the process ends with exit code 183, except from a nested run unit. */
+QRT_API void _qrtCOBOLTerm(int32_t fcode, int32_t* result);
+QRT_API void QRTCOBOLTERM(int32_t fcode, int32_t* result);
+QRT_API void _QrtCOBOLTerm(int32_t fcode, int32_t* result);
+
+/* Brings the process up for a host; the next program that is entered becomes the main program. *result is 0,
+   or 1 in hosted mode, where nothing is done. */
+QRT_API void _qrtCOBOLHostInit(int32_t* result);
+
+/* Stores both; null for none. */
+QRT_API void _qrtCOBOLErrorCallbacks(QrtMessageCallback messages, QrtAbnormalEndCallback abnormalEnd);
+
+/* Accepted and ignored. */
+QRT_API void _qrtCOBOLApcLoadBind(QrtHostRoutine bind);
+
+/* Mode 1 opens a hosted run unit; `messages` replaces the message callback, a null one not in a container.
+   The first one of a process waits for the first _qrtPgmInit. Any other mode makes the next exit of a program
+   end the run unit. */
+QRT_API void _qrtTraxRunUnit(int32_t mode, QrtMessageCallback messages);
+
+/* Keeps `module` in _qrtTraxModHandle and opens a hosted run unit. */
+QRT_API void _qrt_cpm_init(QrtMessageCallback messages, void* module);
+
+/* As _qrtCleanUp. */
+QRT_API void _qrt_cpm_cancel(void);
+
+/* STOP RUN with code 1, then out through _qrtJmpCobStart with value 1. */
+QRT_API void _qrt_cpm_exit(void) __attribute__((noreturn));
+
+/* ======================================================================================================
  * Decimal data
  *
  * Packed: digits/2 + 1 bytes, two digits a byte, the sign in the last low nibble: 0xC or 0xD as results, 0xA,
@@ -393,11 +554,102 @@ QRT_API int32_t qrtDebugStartMsg(int32_t first, int32_t second, int32_t third, c
  * none.
  * ====================================================================================================== */
 
-/* Guarded. op1 plus op2, the result cut on the left to resultDigits. Returns result, also when caught. The
-   result may lie on an operand of the same address and length. A bad sign nibble is reported as message 39,
-   a bad digit as 903. */
+/* In the entries of this section `op1Digits`, `sourceDigits`... count decimal digits. Results that don't fit are
+   cut on the left without a report. A result may lie on an operand of the same address and length. Arithmetic
+   checks its operands first and reports a sign nibble below 10 as message 39, a digit nibble above 9 as message
+   903; compares, shifts and zoned operands aren't checked. */
+
+/* Guarded. op1 plus op2; op1 minus op2; op1 times op2. Return `result`, also when caught. Operands of SUB, and of
+   ADD with unlike signs, have at most 63 digits, those of MPY at most 63 without leading zeros. */
 QRT_API uint8_t* _qrtcBCD_ADD_Pckd(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
                                    int32_t resultDigits, int32_t op2Digits, int32_t op1Digits);
+QRT_API uint8_t* _qrtcBCD_SUB_Pckd(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
+                                   int32_t resultDigits, int32_t op2Digits, int32_t op1Digits);
+QRT_API uint8_t* _qrtcBCD_MPY_Pckd(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
+                                   int32_t resultDigits, int32_t op2Digits, int32_t op1Digits);
+
+/* Guarded. The integer quotient, truncated towards zero. Returns `quotient`, also when caught. The dividend has
+   at most 91 digits without leading zeros. A zero divisor is message 902 and leaves the quotient as it was. */
+QRT_API uint8_t* _qrtcBCD_DIV_Pckd(const uint8_t* dividend, const uint8_t* divisor, uint8_t* quotient,
+                                   int32_t quotientDigits, int32_t divisorDigits, int32_t dividendDigits);
+
+/* Guarded. The same with the remainder, which takes the sign of the dividend. A zero divisor leaves both as they
+   were. A remainder of a dividend shorter than the divisor keeps the dividend's sign nibble. */
+QRT_API void _qrtcBCD_DIVR_Pckd(const uint8_t* dividend, const uint8_t* divisor, uint8_t* quotient,
+                                uint8_t* remainder, int32_t remainderDigits, int32_t quotientDigits,
+                                int32_t divisorDigits, int32_t dividendDigits);
+
+/* Guarded. The source without its sign; with the other sign. The destination receives as many bytes as the
+   source has, whatever destinationDigits says. Return `destination`, also when caught. */
+QRT_API uint8_t* _qrtcBCD_ABS_Pckd(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
+                                   int32_t sourceDigits);
+QRT_API uint8_t* _qrtcBCD_NEG_Pckd(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
+                                   int32_t sourceDigits);
+
+/* Guarded. 1 when the relation of op1 to op2 holds, else 0, also when caught. -0 equals +0. */
+QRT_API int32_t _qrtcBCD_EQU_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_NEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_GRT_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_GEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_LES_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_LEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+
+/* Guarded. 1 when the value is zero, else 0, also when caught. */
+QRT_API int32_t _qrtcBCD_NOT_Pckd(const uint8_t* op, int32_t opDigits);
+
+/* Guarded. The source times 10 to the `shift`, with its sign nibble as it is; the source without its `shift`
+   low-order digits, cut, or rounded by the highest digit dropped, half away from zero. Return `destination`,
+   null when caught. `shift` is 0 or above. */
+QRT_API uint8_t* _qrtcBCD_SHFD_Pckd_Left(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
+                                         int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_Pckd_Right(const uint8_t* source, uint8_t* destination,
+                                          int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_Pckd_RightRnd(const uint8_t* source, uint8_t* destination,
+                                             int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+
+/* Guarded. The same on zoned items. To the left destinationDigits must be sourceDigits + shift; to the right the
+   first destinationDigits digits of the source stay and `shift` isn't used. Return `destination`, null when
+   caught. */
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndLO_Left(const uint8_t* source, uint8_t* destination,
+                                          int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndLO_Right(const uint8_t* source, uint8_t* destination,
+                                           int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndLS_Left(const uint8_t* source, uint8_t* destination,
+                                          int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndLS_Right(const uint8_t* source, uint8_t* destination,
+                                           int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndTO_Left(const uint8_t* source, uint8_t* destination,
+                                          int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndTO_Right(const uint8_t* source, uint8_t* destination,
+                                           int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndTS_Left(const uint8_t* source, uint8_t* destination,
+                                          int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndTS_Right(const uint8_t* source, uint8_t* destination,
+                                           int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndUS_Left(const uint8_t* source, uint8_t* destination,
+                                          int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_ZndUS_Right(const uint8_t* source, uint8_t* destination,
+                                           int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+
+/* 1 when every nibble of the item, the spare one of an even count included, is a digit and the last one a sign;
+   else 0. */
+QRT_API int32_t _Is_Valid_Pckd_BCD(const uint8_t* item, int32_t digits);
+
+/* -1, 0 or 1 for op1 below, equal to or above op2. */
+QRT_API int32_t _Compare_Pckd_BCD(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+
+/* The sum of two magnitudes, lengths in bytes, `longBytes` not below `shortBytes`. The result is given a minus
+   when `negative` isn't 0 and the sum isn't zero; a spare nibble isn't cleared. */
+QRT_API void packed_add(const uint8_t* longer, int32_t longBytes, const uint8_t* shorter, int32_t shortBytes,
+                        uint8_t* result, int32_t resultBytes, int32_t negative);
+
+/* Packs the low-order digits of zoned bytes, zones and all, into a positive packed item; unpacks the low-order
+   digits of a packed item, whatever its sign, into plain zoned bytes. `*nonZero` is 0 when only zeros were moved,
+   not 0 otherwise. */
+QRT_API void _Convert_Znd_To_Pckd(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
+                                  int32_t sourceDigits, uint32_t* nonZero);
+QRT_API void _Convert_Pckd_To_ZndUS(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
+                                    int32_t sourceDigits, uint32_t* nonZero);
 
 /* ======================================================================================================
  * MOVE and editing
@@ -575,6 +827,52 @@ struct QrtAdapterRow {
   void (*init)(QrtFcb* file, QrtProgramEntry* program, int32_t code); /* _IO_Init; null until first use */
   uint32_t reserved[2];
 };
+
+/* Guarded. Binds a program's files at its first entry: `files` and `descriptions` have `fileCount` elements. An
+   EXTERNAL file's control block is the run unit's: its element of `files` is set, and the word behind
+   recordAreaSlot to the record buffer. Descriptions of one EXTERNAL file that differ end the run with
+   message 75, a lack of memory with message 907. */
+QRT_API void _qrtInitFCB(int32_t fileCount, QrtFcb** files, QrtFileDescription** descriptions,
+                         QrtProgramBlock* program);
+
+/* Guarded. OPEN of a closed file: finds name and file system, loads the adapter, has it open the file. `program`
+   is the first entry of the program that opens, here and below. */
+QRT_API void _qrtGenericOpen(QrtFcb* file, QrtProgramEntry* program);
+
+/* The end of a CLOSE, called by an adapter with the status set: puts the control block back to closed, writes
+   FILE STATUS, runs the USE procedure. `detail` as for _qrtCallUseProc. */
+QRT_API void _qrtGenericClose(QrtFcb* file, QrtProgramEntry* program, int32_t detail);
+
+/* Guarded. Runs the USE procedure for a status of 10 or above, unless the statement has INVALID KEY or AT END for
+   it. A permanent error that has neither a procedure nor a status area ends the run with message 200; `detail` is
+   the variant of message 201 that explains it, 0 for none. */
+QRT_API void _qrtCallUseProc(QrtFcb* file, int32_t detail, QrtProgramEntry* program);
+
+/* Guarded. Fills an extended status area of `length` bytes: blanks; from 6 bytes on the code in six digits; at
+   status 33 or 35 a comma and the name in use, as far as it fits. _qrt_filestat2x also adds a comma, the file
+   system's letters, a comma and the name at status 96. `unused` is not looked at. */
+QRT_API void _qrt_filestat2(uint8_t* area, int32_t length, int32_t code, QrtFcb* file, int32_t unused);
+QRT_API void _qrt_filestat2x(uint8_t* area, int32_t length, int32_t code, QrtFcb* file, int32_t unused);
+
+/* Guarded. The verbs of a file that is in the wrong state for them: each sets the status that says why, fills the
+   status areas and runs the USE procedure. */
+QRT_API void _qrtOpenError(QrtFcb* file, QrtProgramEntry* program);    /* 38, 41, 30 */
+QRT_API void _qrtCloseError(QrtFcb* file, QrtProgramEntry* program);   /* 42, 30; 0 for an absent file */
+QRT_API void _qrtReadError(QrtFcb* file, QrtProgramEntry* program);    /* 47, 10, 46, 23, 30 */
+QRT_API void _qrtWriteError(QrtFcb* file, QrtProgramEntry* program);   /* 92, 48, 30 */
+QRT_API void _qrtRewriteError(QrtFcb* file, QrtProgramEntry* program); /* 49, 30 */
+QRT_API void _qrtStartError(QrtFcb* file, QrtProgramEntry* program);   /* 47, 23, 30 */
+QRT_API void _qrtDeleteError(QrtFcb* file, QrtProgramEntry* program);  /* 49, 30 */
+
+/* Guarded. The routines of a line sequential file: text, one line a record, trailing blanks not stored. READ puts
+   up to maxRecord + 1 characters and a terminator at `record` and pads it with blanks to maxRecord; of a longer
+   line one character is lost, and the next READ goes on behind it. WRITE puts a line feed ahead of each record
+   but the first, or what ADVANCING asks for; CLOSE ends the last record. Status 30 for a failed read or write,
+   44 for a record length out of range. */
+QRT_API void _qrtLineSeqOpen(QrtFcb* file, QrtProgramEntry* program);
+QRT_API void _qrtLineSeqRead(QrtFcb* file, QrtProgramEntry* program);
+QRT_API void _qrtLineSeqWrite(QrtFcb* file, QrtProgramEntry* program);
+QRT_API void _qrtLineSeqClose(QrtFcb* file, QrtProgramEntry* program);
 
 #ifdef __cplusplus
 }

@@ -1,12 +1,193 @@
-// Packed-decimal arithmetic.
+// Packed-decimal addition, subtraction and sign operations, eight digits a step.
 #include "decimal/packed.h"
 
+#include <cassert>
+#include <cstring>
+
 #include "decimal/tables.h"
+#include "decimal/words.h"
+#include "frame/message.h"
+#include "qrtrlib.h"
 
 namespace qrt::decimal {
+namespace {
 
-uint8_t* add(const uint8_t*, const uint8_t*, uint8_t* result, int32_t, int32_t, int32_t) {
+constexpr int32_t mostBytesOfDifference = 32;
+constexpr uint32_t withoutSign = 0xFFFFFFF0;  // the sign nibble of a last word counts as 0
+
+struct Operand {
+  const uint8_t* item;
+  int32_t bytes;
+
+  bool negative() const { return isNegativeSign(item[bytes - 1]); }
+};
+
+// Takes two items apart from the end, word by word: op(a, b, carry) gives the result's word and its carry in
+// the bit above it. `count` bytes are left when it returns the carry.
+template <typename Operation>
+uint32_t overCommonBytes(const uint8_t* a, const uint8_t* b, uint8_t* result, int32_t count, uint32_t& digits,
+                         Operation op) {
+  uint32_t carry = 0, mask = withoutSign;
+  for (; count >= 4; count -= 4, mask = ~0u) {
+    const uint64_t word = op(loadWord(a + count - 4) & mask, loadWord(b + count - 4) & mask, carry);
+    storeWord(result + count - 4, static_cast<uint32_t>(word));
+    digits |= static_cast<uint32_t>(word);
+    carry = static_cast<uint32_t>(word >> 32);
+  }
+  if (count > 0) {
+    const uint32_t ours = ~0u >> (32 - 8 * count);
+    const uint64_t word = op(loadPartialWord(a, count) & mask, loadPartialWord(b, count) & mask, carry);
+    storePartialWord(result, count, static_cast<uint32_t>(word));
+    digits |= static_cast<uint32_t>(word) & ours;
+    carry = static_cast<uint32_t>(word >> (8 * count)) & 1;
+  }
+  return carry;
+}
+
+// The sum, its spare nibble not yet cleared.
+void addMagnitudes(Operand longer, Operand shorter, uint8_t* result, int32_t resultBytes, bool negative) {
+  const int32_t common = shorter.bytes < resultBytes ? shorter.bytes : resultBytes;
+  const int32_t copied = (longer.bytes < resultBytes ? longer.bytes : resultBytes) - common;
+  uint32_t digits = 0;
+  uint32_t carry = overCommonBytes(longer.item + longer.bytes - common, shorter.item + shorter.bytes - common,
+                                   result + resultBytes - common, common, digits, addDigits);
+  const uint8_t* from = longer.item + longer.bytes - common;
+  uint8_t* to = result + resultBytes - common;
+  for (int32_t i = 0; i < copied; ++i) {
+    *--to = pair_value_bcd[bcd_pair_value[*--from] + carry];
+    carry = carry != 0 && *to == 0;
+    digits |= *to;
+  }
+  if (to > result) {
+    *--to = static_cast<uint8_t>(carry);
+    digits |= carry;
+    if (to > result) memset(result, 0, static_cast<size_t>(to - result));
+  }
+  result[resultBytes - 1] |= signNibble(negative && digits != 0);
+}
+
+// The difference as stored, its spare nibble not yet cleared. The true difference is worked out over all of
+// the longer operand, since its sign may depend on bytes that the result has no room for.
+void subtractMagnitudes(Operand longer, Operand shorter, uint8_t* result, int32_t resultBytes,
+                        bool negative) {
+  assert(longer.bytes <= mostBytesOfDifference);
+  uint8_t work[mostBytesOfDifference];
+  uint32_t digits = 0;
+  uint8_t* const tail = work + longer.bytes - shorter.bytes;
+  uint32_t borrow =
+      overCommonBytes(longer.item + longer.bytes - shorter.bytes, shorter.item, tail, shorter.bytes, digits,
+                      [](uint32_t a, uint32_t b, uint32_t carry) { return subtractDigits(a, b, carry); });
+  for (int32_t i = longer.bytes - shorter.bytes - 1; i >= 0; --i) {
+    const int32_t pair = bcd_pair_value[longer.item[i]] - static_cast<int32_t>(borrow);
+    borrow = pair < 0;
+    work[i] = pair_value_bcd[borrow != 0 ? pair + 100 : pair];
+  }
+  if (borrow != 0) {
+    static constexpr uint8_t zero[mostBytesOfDifference] = {};
+    digits = 0;
+    overCommonBytes(zero, work, work, longer.bytes, digits,
+                    [](uint32_t a, uint32_t b, uint32_t carry) { return subtractDigits(a, b, carry); });
+    negative = !negative;
+  }
+  const int32_t spare = resultBytes - longer.bytes;
+  if (spare > 0) {
+    memset(result, 0, static_cast<size_t>(spare));
+    memcpy(result + spare, work, static_cast<size_t>(longer.bytes));
+  } else {
+    memcpy(result, work - spare, static_cast<size_t>(resultBytes));
+  }
+  result[resultBytes - 1] |= signNibble(negative && hasDigits(result, resultBytes));
+}
+
+// op1 + op2 with op2 taken as of the given sign.
+uint8_t* sum(Operand op1, Operand op2, bool negative2, uint8_t* result, int32_t resultDigits) {
+  const bool negative1 = op1.negative();
+  const int32_t resultBytes = packedBytes(resultDigits);
+  const bool firstIsLonger = op1.bytes >= op2.bytes;
+  const Operand longer = firstIsLonger ? op1 : op2;
+  const Operand shorter = firstIsLonger ? op2 : op1;
+  if (negative1 == negative2)
+    addMagnitudes(longer, shorter, result, resultBytes, negative1);
+  else
+    subtractMagnitudes(longer, shorter, result, resultBytes, firstIsLonger ? negative1 : negative2);
+  clearSpareNibble(result, resultDigits);
   return result;
 }
 
+__attribute__((noinline, cold)) void reportBadBytes(const uint8_t* item, int32_t bytes) {
+  for (int32_t i = 0; i < bytes - 1; ++i)
+    if (bcd_digits_checked[item[i]] == invalidPair) qrtWriteERRmsg(frame::message::invalidDigit, 0);
+  const uint8_t last = item[bytes - 1];
+  if (bcd_sign_checked[last] == invalidPair)
+    qrtWriteERRmsg((last & 15) < 10 ? frame::message::invalidSign : frame::message::invalidDigit, 0);
+}
+
+}  // namespace
+
+bool isValid(const uint8_t* item, int32_t bytes) {
+  uint32_t bad = 0;
+  for (; bytes > 4; item += 4, bytes -= 4) bad |= nibblesAboveNine(loadWord(item));
+  const uint32_t last = bytes == 4 ? loadWord(item) : loadPartialWord(item, bytes);
+  return (bad | nibblesAboveNine(last & withoutSign)) == 0 && (last & 15) > 9;
+}
+
+void checkOperand(const uint8_t* item, int32_t bytes) {
+  if (!isValid(item, bytes)) reportBadBytes(item, bytes);
+}
+
+bool hasDigits(const uint8_t* item, int32_t bytes) {
+  uint32_t any = item[bytes - 1] & 0xF0;
+  for (--bytes; bytes >= 4; bytes -= 4, item += 4) {
+    uint32_t word;
+    memcpy(&word, item, 4);
+    any |= word;
+  }
+  for (int32_t i = 0; i < bytes; ++i) any |= item[i];
+  return any != 0;
+}
+
+uint8_t* add(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits, int32_t op2Digits,
+             int32_t op1Digits) {
+  const Operand first{op1, packedBytes(op1Digits)}, second{op2, packedBytes(op2Digits)};
+  checkOperand(op1, first.bytes);
+  checkOperand(op2, second.bytes);
+  return sum(first, second, second.negative(), result, resultDigits);
+}
+
+uint8_t* subtract(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits,
+                  int32_t op2Digits, int32_t op1Digits) {
+  const Operand first{op1, packedBytes(op1Digits)}, second{op2, packedBytes(op2Digits)};
+  checkOperand(op1, first.bytes);
+  checkOperand(op2, second.bytes);
+  return sum(first, second, !second.negative(), result, resultDigits);
+}
+
+uint8_t* absolute(const uint8_t* source, uint8_t* destination, int32_t, int32_t sourceDigits) {
+  const int32_t bytes = packedBytes(sourceDigits);
+  checkOperand(source, bytes);
+  memmove(destination, source, static_cast<size_t>(bytes));
+  clearSpareNibble(destination, sourceDigits);
+  setSign(destination[bytes - 1], positiveSign);
+  return destination;
+}
+
+uint8_t* negate(const uint8_t* source, uint8_t* destination, int32_t, int32_t sourceDigits) {
+  const int32_t bytes = packedBytes(sourceDigits);
+  checkOperand(source, bytes);
+  memmove(destination, source, static_cast<size_t>(bytes));
+  clearSpareNibble(destination, sourceDigits);
+  const bool negative = isNegativeSign(destination[bytes - 1]);
+  setSign(destination[bytes - 1], signNibble(!negative && hasDigits(destination, bytes)));
+  return destination;
+}
+
 }  // namespace qrt::decimal
+
+int32_t _Is_Valid_Pckd_BCD(const uint8_t* item, int32_t digits) {
+  return qrt::decimal::isValid(item, qrt::decimal::packedBytes(digits));
+}
+
+void packed_add(const uint8_t* longer, int32_t longBytes, const uint8_t* shorter, int32_t shortBytes,
+                uint8_t* result, int32_t resultBytes, int32_t negative) {
+  qrt::decimal::addMagnitudes({longer, longBytes}, {shorter, shortBytes}, result, resultBytes, negative != 0);
+}

@@ -68,18 +68,18 @@ def split_arguments(parameters):
 
 def guarded_entry(entry, name):
     result, inner, value = entry["result"], entry["inner"], entry["value"]
-    call = f"qrt::{inner}({', '.join(argument_names(entry['parameters']))})"
+    call = f"{inner}({', '.join(argument_names(entry['parameters']))})"
     if result == "void":
-        work, ending = f"    {call};\n    disarm(guard);\n    return;\n", ""
+        work, ending = f"    {call};\n    frame::disarm(guard);\n    return;\n", ""
     else:
-        work = f"    {result} const value = {call};\n    disarm(guard);\n    return value;\n"
+        work = f"    {result} const value = {call};\n    frame::disarm(guard);\n    return value;\n"
         ending = f"  return {value or '{}'};\n"
     return (f"{result} {name}({entry['parameters']}) {{\n"
-            "  Guard guard;\n"
+            "  frame::Guard guard;\n"
             "  if (qrtArmGuard(&guard) == 0) {\n"
             f"{work}"
             "  }\n"
-            "  caughtByGuard(guard);\n"
+            "  frame::caughtByGuard(guard);\n"
             f"{ending}"
             "}\n\n")
 
@@ -125,7 +125,7 @@ def main():
                 if name in symbols:
                     faults.append(f"{place}: {name} stands already in {symbols[name]}")
                 symbols[name] = place
-        includes = f'#include "exports/inner.h"\n#include "qrtrlib.h"\n\nusing namespace qrt::frame;\n\nextern "C" {{\n\n'
+        includes = f'#include "exports/inner.h"\n#include "qrtrlib.h"\n\nusing namespace qrt;\n\nextern "C" {{\n\n'
         (options.output / f"{table.stem}.cpp").write_text(
             f"// Made from {table.name}; don't edit.\n{includes}{''.join(body)}}}\n")
 

@@ -2,5 +2,10 @@
 #pragma once
 
 #include "decimal/packed.h"
+#include "decimal/zoned.h"
+#include "fileio/control.h"
+#include "fileio/line_sequential.h"
+#include "fileio/open.h"
+#include "fileio/status.h"
 #include "frame/guard.h"
 #include "frame/message.h"

@@ -1,5 +1,6 @@
 // Memory calls. In hosted mode each block carries a header that hangs it on the run unit's list, so that what
 // a program forgets goes with its run unit.
+#include <stddef.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -15,6 +16,13 @@ static_assert(sizeof(HostedHeader) == 8);
 
 bool hosted() {
   return _qrtIsTrax != 0 && _qrtRuncom != nullptr;
+}
+
+// The heap's own alignment tells the two kinds of block apart, so that one that was made before the run
+// became hosted can still be freed: a hosted block lies eight bytes off.
+static_assert(alignof(max_align_t) == 16);
+bool hasHeader(const void* block) {
+  return reinterpret_cast<uintptr_t>(block) % alignof(max_align_t) == sizeof(HostedHeader);
 }
 
 HostedHeader** hostedList() {
@@ -44,8 +52,7 @@ void* _qrtCheckCalloc(uint32_t count, uint32_t size) {
 }
 
 void _qrtCheckFree(void* block) {
-  if (!hosted()) return free(block);
-  if (block == nullptr) return;
+  if (!hasHeader(block)) return free(block);
   HostedHeader* header = static_cast<HostedHeader*>(block) - 1;
   *header->link = header->next;
   if (header->next != nullptr) header->next->link = header->link;

@@ -7,8 +7,12 @@ namespace qrt::frame {
 
 // Numbers of the messages that more than one place names.
 namespace message {
+inline constexpr int32_t invalidSign = 39;
+inline constexpr int32_t invalidSeparateSign = 40;
 inline constexpr int32_t noGenerator = 202;
 inline constexpr int32_t exitNotice = 901;
+inline constexpr int32_t divisionByZero = 902;
+inline constexpr int32_t invalidDigit = 903;
 inline constexpr int32_t outOfMemory = 907;
 inline constexpr int32_t noSpace = 993;
 inline constexpr int32_t notFound = 994;

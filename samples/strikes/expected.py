@@ -1,0 +1,61 @@
+#!/usr/bin/env python3
+"""Works the report of the main job out from its data, independently of the library.
+
+    expected.py STRIKES.csv > expected.txt
+"""
+import csv
+import itertools
+import sys
+from decimal import ROUND_HALF_UP, Decimal
+
+COLUMNS = (("Year", 0), ("Strikes", 8), ("Costly", 18), ("Other cost", 33), ("Repair cost", 51),
+           ("Total cost", 71), ("Per costly strike", 83), ("On the year before", 105))
+
+
+def money(value, width, decimals, credit=False):
+    text = f"${abs(value):,.{decimals}f}"
+    return text.rjust(width) + (("CR" if value < 0 else "  ") if credit else "")
+
+
+def line(label, totals, change=None):
+    strikes, costly, other, repair = totals
+    text = f"{label:<5}{strikes:>9,}{costly:>9,} {money(other, 14, 0):>14}     {money(repair, 14, 0)}     "
+    text += money(other + repair, 14, 0)
+    if costly:
+        average = (Decimal(other + repair) / costly).quantize(Decimal("0.01"), ROUND_HALF_UP)
+        text = text.ljust(81) + money(average, 17, 2)
+    if change is not None:
+        text = text.ljust(101) + money(change, 17, 2, credit=True)
+    return text.rstrip()
+
+
+def add(*all_totals):
+    return tuple(map(sum, zip(*all_totals)))
+
+
+def main():
+    with open(sys.argv[1], newline="") as stream:
+        rows = list(csv.DictReader(stream))
+    heading = ""
+    for name, column in COLUMNS:
+        heading = heading.ljust(column) + name
+    print(heading)
+    before, everything = None, []
+    for _, period in itertools.groupby(rows, lambda row: int(row["Flight Date"][:4]) // 5):
+        years = []
+        for year, strikes in itertools.groupby(period, lambda row: row["Flight Date"][:4]):
+            strikes = list(strikes)
+            totals = (len(strikes), sum(row["Cost Total $"] != "0" for row in strikes),
+                      sum(int(row["Cost Other"]) for row in strikes),
+                      sum(int(row["Cost Repair"]) for row in strikes))
+            total = totals[2] + totals[3]
+            print(line(year, totals, None if before is None else total - before))
+            before = total
+            years.append(totals)
+        everything.append(add(*years))
+        print(line("Sum", everything[-1]))
+        print()
+    print(line("All", add(*everything)))
+
+
+main()

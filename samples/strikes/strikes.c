@@ -1,0 +1,322 @@
+/*
+ * The main job: costs of wildlife strikes by year of flight, with control breaks.
+ *
+ * Written as the compiler lays a program out: storage, control blocks and picture records are static, the
+ * procedure below holds plain control flow, and all else is a call of the library. Reads the file assigned to
+ * STRIKES, shows the report on SYSOUT and writes it to the file assigned to REPORT. The return code is the
+ * number of records whose costs don't add up, 16 when a file can't be used.
+ */
+#include <qrtrlib.h>
+#include <stdlib.h>
+#include <string.h>
+
+/* ------------------------------------------------------------------------------------- FILE SECTION */
+
+enum { RECORD_PREFIX = 32, RECORD_SUFFIX = 2, STRIKE_LENGTH = 240, LINE_LENGTH = 132 };
+
+static uint8_t strikeBuffer[RECORD_PREFIX + STRIKE_LENGTH + RECORD_SUFFIX];
+static uint8_t lineBuffer[RECORD_PREFIX + LINE_LENGTH + RECORD_SUFFIX];
+static uint8_t *strikeArea = strikeBuffer, *lineArea = lineBuffer;
+static uint8_t strikeStatus[2], lineStatus[2];
+static uint8_t *strikeStatusBase = strikeStatus, *lineStatusBase = lineStatus, *noStatus2 = NULL;
+
+static QrtFileDescription strikeDescription = {
+    .fileIndex = 1,
+    .fileSystemCode = "9   ",
+    .organization = QRT_ORGANIZATION_LINE_SEQUENTIAL,
+    .accessMode = 0x80,
+    .maxRecord = STRIKE_LENGTH,
+    .minRecord = 0,
+    .externalName = "STRIKES",
+    .assignLength = 7,
+    .recordAreaSlot = &strikeArea,
+    .assignName = "STRIKES",
+    .statusBase = &strikeStatusBase,
+    .status2Base = &noStatus2,
+};
+
+static QrtFileDescription lineDescription = {
+    .fileIndex = 2,
+    .fileSystemCode = "9   ",
+    .organization = QRT_ORGANIZATION_LINE_SEQUENTIAL,
+    .accessMode = 0x80,
+    .maxRecord = LINE_LENGTH,
+    .minRecord = 0,
+    .externalName = "REPORT",
+    .assignLength = 6,
+    .recordAreaSlot = &lineArea,
+    .assignName = "REPORT",
+    .statusBase = &lineStatusBase,
+    .status2Base = &noStatus2,
+};
+
+static QrtFcb strikes, report;
+static QrtFcb* files[] = {&strikes, &report};
+static QrtFileDescription* descriptions[] = {&strikeDescription, &lineDescription};
+
+/* ---------------------------------------------------------------------------------- WORKING-STORAGE */
+
+/* Amounts are packed decimal of 13 digits, in dollars; averages and changes in cents. */
+enum { AMOUNT = 13, AMOUNT_BYTES = AMOUNT / 2 + 1, INPUT_AMOUNT = 9, COUNT = 7, COUNT_BYTES = COUNT / 2 + 1 };
+
+typedef struct Totals {
+  uint8_t strikes[COUNT_BYTES], costly[COUNT_BYTES];
+  uint8_t other[AMOUNT_BYTES], repair[AMOUNT_BYTES], all[AMOUNT_BYTES];
+} Totals;
+
+static const uint8_t one[] = {0x1C};
+static uint8_t yearBefore[AMOUNT_BYTES];
+static Totals ofYear, ofPeriod, ofRun;
+static int haveYearBefore;
+
+/* The heading of the report and the columns of a line. */
+#define HEADING "Year    Strikes   Costly         Other cost        Repair cost         Total cost  Per costly strike     On the year before"
+enum {
+  AT_LABEL = 0,
+  AT_STRIKES = 5,
+  AT_COSTLY = 14,
+  AT_OTHER = 24,
+  AT_REPAIR = 43,
+  AT_ALL = 62,
+  AT_AVERAGE = 81,
+  AT_CHANGE = 101,
+};
+
+/* Picture records: length, decimal point, currency sign, edit kind, picture. */
+#define PICTURE(name, kindOfSign, text)       \
+  static const struct {                       \
+    int16_t length;                           \
+    char point, currency;                     \
+    uint8_t kind;                             \
+    char picture[sizeof(text) - 1];           \
+  } name = {sizeof(text) - 1, '.', '$', kindOfSign, text}
+
+enum { KIND_UNSIGNED = 1, KIND_CURRENCY = 12, KIND_SIGNED_CURRENCY = 10 };
+PICTURE(countPicture, KIND_UNSIGNED, "Z,ZZZ,ZZ9");
+PICTURE(amountPicture, KIND_CURRENCY, "$$,$$$,$$$,$$9");
+PICTURE(averagePicture, KIND_CURRENCY, "$$,$$$,$$$,$$9.99");
+PICTURE(changePicture, KIND_SIGNED_CURRENCY, "$$,$$$,$$$,$$9.99CR");
+
+static QrtDisplayControl displayLine = {.items = 1, .target = 1, .decimalPoint = '.'};
+
+/* ----------------------------------------------------------------------------------- the program block */
+
+static void procedure(void);
+static QrtProgramBlock program;
+static QrtProgramEntry entries[1] = {{.entryPoint = (void*)procedure, .files = files, .fileCount = 2}};
+static QrtProgramBlock program = {
+    .compilerLevel = {6, 1, 0},
+    .entries = entries,
+    .name = "STRIKES",
+    .nameLength = 7,
+    .fileDescriptions = descriptions,
+    .yearWindow = QRT_NO_YEAR_WINDOW,
+};
+
+/* -------------------------------------------------------------------------------------- PROCEDURE DIVISION */
+
+static void clear(uint8_t* item, int bytes) {
+  memset(item, 0, bytes);
+  item[bytes - 1] = 0x0C;
+}
+
+static void clearTotals(Totals* totals) {
+  clear(totals->strikes, COUNT_BYTES);
+  clear(totals->costly, COUNT_BYTES);
+  clear(totals->other, AMOUNT_BYTES);
+  clear(totals->repair, AMOUNT_BYTES);
+  clear(totals->all, AMOUNT_BYTES);
+}
+
+static void addAmount(uint8_t* sum, const uint8_t* amount) {
+  _qrtcBCD_ADD_Pckd(sum, amount, sum, AMOUNT, AMOUNT, AMOUNT);
+}
+
+static void addTotals(Totals* to, const Totals* from) {
+  _qrtcBCD_ADD_Pckd(to->strikes, from->strikes, to->strikes, COUNT, COUNT, COUNT);
+  _qrtcBCD_ADD_Pckd(to->costly, from->costly, to->costly, COUNT, COUNT, COUNT);
+  addAmount(to->other, from->other);
+  addAmount(to->repair, from->repair);
+  addAmount(to->all, from->all);
+}
+
+static void open(QrtFcb* file, uint16_t request) {
+  file->openRequest = request;
+  file->openRoutine(file, entries);
+  if (file->status >= 10) _qrtRunUnitTerm(16);
+}
+
+/* READ STRIKES AT END: 1 while there is a record. */
+static int readStrike(void) {
+  strikes.statementFlags = QRT_STATEMENT_AT_END;
+  strikes.readRoutine(&strikes, entries);
+  if (strikes.status >= 30) _qrtRunUnitTerm(16);
+  return strikes.status < 10;
+}
+
+/* WRITE and DISPLAY of the line in the record area, which is blank afterwards. */
+static void putLine(void) {
+  uint8_t* line = report.record;
+  uint32_t length = LINE_LENGTH;
+  while (length > 0 && line[length - 1] == ' ') --length;
+  QrtDisplayItem item = {.data = line, .size = length, .type = 2};
+  _qrtcDisplay(&displayLine, &item);
+  report.recordLength = LINE_LENGTH;
+  report.writeRoutine(&report, entries);
+  if (report.status >= 30) _qrtRunUnitTerm(16);
+  memset(line, ' ', LINE_LENGTH);
+}
+
+static void putText(int column, const char* text) { memcpy(report.record + column, text, strlen(text)); }
+
+/* MOVE of a packed item to a numeric-edited one. */
+static void edit(int column, const void* picture, const uint8_t* packed, int digits, int editedDigits) {
+  uint8_t zoned[1 + AMOUNT + 2];
+  _qrtcBCD_CONV_Pckd_To_ZndLS(packed, zoned, editedDigits, digits);
+  _qrtcMoveNumToNumEdit(picture, zoned, report.record + column);
+}
+
+/* COMPUTE cents ROUNDED = amount / count. */
+static void average(const uint8_t* amount, const uint8_t* count, uint8_t* cents) {
+  uint8_t thousandths[AMOUNT_BYTES + 2];
+  enum { WIDE = AMOUNT + 3 };
+  _qrtcBCD_SHFD_Pckd_Left(amount, thousandths, WIDE, AMOUNT, 3);
+  _qrtcBCD_DIV_Pckd(thousandths, count, thousandths, WIDE, COUNT, WIDE);
+  _qrtcBCD_SHFD_Pckd_RightRnd(thousandths, cents, AMOUNT, WIDE, 1);
+}
+
+static void putTotals(const char* label, const Totals* totals) {
+  putText(AT_LABEL, label);
+  edit(AT_STRIKES, &countPicture, totals->strikes, COUNT, COUNT);
+  edit(AT_COSTLY, &countPicture, totals->costly, COUNT, COUNT);
+  edit(AT_OTHER, &amountPicture, totals->other, AMOUNT, 10);
+  edit(AT_REPAIR, &amountPicture, totals->repair, AMOUNT, 10);
+  edit(AT_ALL, &amountPicture, totals->all, AMOUNT, 10);
+  if (!_qrtcBCD_NOT_Pckd(totals->costly, COUNT)) {
+    uint8_t cents[AMOUNT_BYTES];
+    average(totals->all, totals->costly, cents);
+    edit(AT_AVERAGE, &averagePicture, cents, AMOUNT, 12);
+  }
+}
+
+static void endYear(const uint8_t* year) {
+  char label[5] = {0};
+  memcpy(label, year, 4);
+  putTotals(label, &ofYear);
+  if (haveYearBefore) {
+    uint8_t change[AMOUNT_BYTES];
+    _qrtcBCD_SUB_Pckd(ofYear.all, yearBefore, change, AMOUNT, AMOUNT, AMOUNT);
+    _qrtcBCD_SHFD_Pckd_Left(change, change, AMOUNT, AMOUNT, 2);
+    edit(AT_CHANGE, &changePicture, change, AMOUNT, 12);
+  }
+  putLine();
+  memcpy(yearBefore, ofYear.all, AMOUNT_BYTES);
+  haveYearBefore = 1;
+  addTotals(&ofPeriod, &ofYear);
+  clearTotals(&ofYear);
+}
+
+static void endPeriod(void) {
+  putTotals("Sum", &ofPeriod);
+  putLine();
+  putLine();
+  addTotals(&ofRun, &ofPeriod);
+  clearTotals(&ofPeriod);
+}
+
+/* The five-year period of a year, as a packed item of 3 digits. */
+static void periodOf(const uint8_t* year, uint8_t* period) {
+  static const uint8_t five[] = {0x5C};
+  uint8_t packed[3];
+  _qrtcBCD_CONV_ZndUS_To_Pckd(year, packed, 4, 4);
+  _qrtcBCD_DIV_Pckd(packed, five, period, 3, 1, 4);
+}
+
+/* The address behind `count` commas. */
+static const uint8_t* behindCommas(const uint8_t* at, const uint8_t* end, int count) {
+  while (at < end && count > 0) count -= *at++ == ',';
+  return at;
+}
+
+/* MOVE of a number text that ends at a comma to a packed item of AMOUNT digits. Returns the place behind it. */
+static const uint8_t* moveAmount(const uint8_t* at, const uint8_t* end, uint8_t* amount) {
+  const uint8_t* start = at;
+  while (at < end && *at >= '0' && *at <= '9') ++at;
+  int digits = (int)(at - start);
+  if (digits > INPUT_AMOUNT) digits = INPUT_AMOUNT;
+  if (digits == 0)
+    clear(amount, AMOUNT_BYTES);
+  else
+    _qrtcBCD_CONV_ZndUS_To_Pckd(at - digits, amount, AMOUNT, digits);
+  return at < end ? at + 1 : at;
+}
+
+static void procedure(void) {
+  enum { DATE_FIELD = 3, FIELDS_FROM_DATE_TO_COSTS = 7 };
+  _qrtPgmInit(&program);
+  open(&strikes, QRT_OPEN_INPUT | QRT_OPEN_CAN_READ);
+  open(&report, QRT_OPEN_OUTPUT | QRT_OPEN_CAN_WRITE);
+  clearTotals(&ofYear);
+  clearTotals(&ofPeriod);
+  clearTotals(&ofRun);
+  memset(report.record, ' ', LINE_LENGTH);
+  putText(AT_LABEL, HEADING);
+  putLine();
+
+  int unbalanced = 0;
+  uint8_t year[4] = {0}, period[2], newPeriod[2];
+  int more = readStrike() && readStrike(); /* the first line holds the names of the columns */
+  while (more) {
+    const uint8_t* record = strikes.record;
+    const uint8_t* end = record + STRIKE_LENGTH;
+    const uint8_t* date = behindCommas(record, end, DATE_FIELD);
+    if (memcmp(date, year, 4) != 0) {
+      periodOf(date, newPeriod);
+      if (year[0] != 0) {
+        endYear(year);
+        if (_qrtcBCD_NEQ_Pckd(period, newPeriod, 3, 3)) endPeriod();
+      }
+      memcpy(year, date, 4);
+      memcpy(period, newPeriod, 2);
+    }
+    uint8_t other[AMOUNT_BYTES], repair[AMOUNT_BYTES], all[AMOUNT_BYTES], sum[AMOUNT_BYTES];
+    const uint8_t* costs = behindCommas(date, end, FIELDS_FROM_DATE_TO_COSTS);
+    moveAmount(moveAmount(moveAmount(costs, end, other), end, repair), end, all);
+    _qrtcBCD_ADD_Pckd(other, repair, sum, AMOUNT, AMOUNT, AMOUNT);
+    if (_qrtcBCD_NEQ_Pckd(sum, all, AMOUNT, AMOUNT)) ++unbalanced;
+    _qrtcBCD_ADD_Pckd(ofYear.strikes, one, ofYear.strikes, COUNT, 1, COUNT);
+    if (!_qrtcBCD_NOT_Pckd(all, AMOUNT)) {
+      _qrtcBCD_ADD_Pckd(ofYear.costly, one, ofYear.costly, COUNT, 1, COUNT);
+      addAmount(ofYear.other, other);
+      addAmount(ofYear.repair, repair);
+      addAmount(ofYear.all, all);
+    }
+    more = readStrike();
+  }
+  if (year[0] != 0) {
+    endYear(year);
+    endPeriod();
+  }
+  putTotals("All", &ofRun);
+  putLine();
+  strikes.closeRoutine(&strikes, entries);
+  report.closeRoutine(&report, entries);
+  if (report.status >= 30) _qrtRunUnitTerm(16);
+  _qrtRunUnitTerm(unbalanced > 15 ? 15 : unbalanced);
+}
+
+/* The start-up code: STOP RUN comes back here, 255 standing for a return code of 0. */
+static int32_t run(void* argument) {
+  (void)argument;
+  procedure();
+  return 0;
+}
+
+int main(void) {
+  const int32_t code = qrtSetJump(&_qrtJmpCobStart);
+  if (code == 0) {
+    _qrtCallMain(run, NULL);
+    return 0;
+  }
+  exit(code == 255 ? 0 : code);
+}

@@ -1,0 +1,283 @@
+// Packed-decimal multiplication and division on limbs of eight digits. The last limb of an item takes in its
+// sign nibble as a zero, so an item of value v enters as 10v: four bytes make a limb, and a value that is a
+// multiple of ten goes back the same way.
+#include <cassert>
+#include <cstring>
+
+#include "decimal/packed.h"
+#include "decimal/words.h"
+#include "frame/message.h"
+#include "qrtrlib.h"
+
+namespace qrt::decimal {
+namespace {
+
+constexpr uint32_t base = 100'000'000;
+constexpr int32_t limbBytes = 4;
+constexpr int32_t mostFactorLimbs = 8;     // 63 digits
+constexpr int32_t mostDividendLimbs = 12;  // 91 digits
+
+// The digits of an item without its leading zero bytes.
+struct Operand {
+  const uint8_t* item;
+  int32_t bytes;
+  bool negative;
+
+  Operand(const uint8_t* start, int32_t digits) : item(start), bytes(packedBytes(digits)) {
+    while (bytes > 1 && *item == 0) ++item, --bytes;
+    negative = isNegativeSign(item[bytes - 1]);
+  }
+  bool isZero() const { return bytes == 1 && item[0] < 0x10; }
+  int32_t limbs() const { return (bytes + limbBytes - 1) / limbBytes; }
+};
+
+struct Division {
+  uint32_t quotient, remainder;
+};
+
+// Quotient and remainder of a value below divisor times 2 to the 32nd.
+inline Division divideWide(uint64_t value, uint32_t divisor) {
+  Division result;
+  __asm__("divl %4"
+          : "=a"(result.quotient), "=d"(result.remainder)
+          : "a"(static_cast<uint32_t>(value)), "d"(static_cast<uint32_t>(value >> 32)), "r"(divisor)
+          : "cc");
+  return result;
+}
+
+inline uint32_t limbOf(uint32_t word) {
+  if (nibblesAboveNine(word) != 0)
+    word = onlyDigits(word);  // reported already; keeps the limb below the base
+  return valueOfDigits(word);
+}
+
+// Ten times the operand's magnitude, least significant limb first.
+inline void loadLimbs(const Operand& operand, uint32_t* limbs) {
+  int32_t left = operand.bytes;
+  uint32_t mask = 0xFFFFFFF0;
+  for (; left >= limbBytes; left -= limbBytes, mask = ~0u)
+    *limbs++ = limbOf(loadWord(operand.item + left - limbBytes) & mask);
+  if (left > 0) *limbs = limbOf(loadPartialWord(operand.item, left) & mask);
+}
+
+// The low digits of a number that is a multiple of ten, as an item without sign.
+inline void storeLimbs(const uint32_t* limbs, int32_t count, uint8_t* item, int32_t bytes) {
+  for (; bytes >= limbBytes && count > 0; bytes -= limbBytes, --count)
+    storeWord(item + bytes - limbBytes, digitsOfValue(*limbs++));
+  if (count > 0)
+    storePartialWord(item, bytes, digitsOfValue(*limbs));
+  else
+    memset(item, 0, static_cast<size_t>(bytes));
+}
+
+inline void divideByTen(uint32_t* limbs, int32_t count) {
+  for (int32_t i = 0; i < count; ++i)
+    limbs[i] = limbs[i] / 10 + (i + 1 < count ? limbs[i + 1] % 10 * (base / 10) : 0);
+}
+
+// Multiplies in place and returns the limb that goes over.
+inline uint32_t multiplyBy(uint32_t* limbs, int32_t count, uint32_t factor) {
+  uint32_t carry = 0;
+  for (int32_t i = 0; i < count; ++i) {
+    const Division step = divideWide(uint64_t{limbs[i]} * factor + carry, base);
+    limbs[i] = step.remainder;
+    carry = step.quotient;
+  }
+  return carry;
+}
+
+// Divides in place and returns the remainder.
+inline uint32_t divideBy(uint32_t* limbs, int32_t count, uint32_t divisor) {
+  uint32_t remainder = 0;
+  for (int32_t i = count - 1; i >= 0; --i) {
+    const Division step = divideWide(uint64_t{remainder} * base + limbs[i], divisor);
+    limbs[i] = step.quotient;
+    remainder = step.remainder;
+  }
+  return remainder;
+}
+
+// Column by column: up to eight products of two limbs and a carry stay below 2 to the 63rd, and their
+// quotient by the base below 2 to the 32nd.
+inline void multiplyLimbs(const uint32_t* a, int32_t countA, const uint32_t* b, int32_t countB,
+                          uint32_t* product) {
+  uint32_t carry = 0;
+  for (int32_t column = 0; column < countA + countB - 1; ++column) {
+    uint64_t sum = carry;
+    const int32_t first = column < countB ? 0 : column - countB + 1;
+    const int32_t last = column < countA ? column : countA - 1;
+    for (int32_t i = first; i <= last; ++i) sum += uint64_t{a[i]} * b[column - i];
+    const Division step = divideWide(sum, base);
+    product[column] = step.remainder;
+    carry = step.quotient;
+  }
+  product[countA + countB - 1] = carry;
+}
+
+// Subtracts factor times the divisor from the limbs at `part`, which has one limb more. The factor may be one
+// too large: then the divisor is added back and the factor that was right comes back.
+inline uint32_t subtractMultiple(uint32_t* part, const uint32_t* divisor, int32_t count, uint32_t factor) {
+  uint32_t carry = 0, borrow = 0;
+  const auto take = [&borrow](uint32_t& limb, uint32_t amount) {
+    const int32_t difference = static_cast<int32_t>(limb - amount - borrow);
+    borrow = difference < 0;
+    limb = static_cast<uint32_t>(borrow != 0 ? difference + static_cast<int32_t>(base) : difference);
+  };
+  for (int32_t i = 0; i < count; ++i) {
+    const Division step = divideWide(uint64_t{factor} * divisor[i] + carry, base);
+    carry = step.quotient;
+    take(part[i], step.remainder);
+  }
+  take(part[count], carry);
+  if (borrow == 0) return factor;
+  carry = 0;
+  for (int32_t i = 0; i < count; ++i) {
+    const uint32_t sum = part[i] + divisor[i] + carry;
+    carry = sum >= base;
+    part[i] = carry != 0 ? sum - base : sum;
+  }
+  part[count] = 0;
+  return factor - 1;
+}
+
+// Division of limbs by two or more limbs (Knuth, The Art of Computer Programming, volume 2, 4.3.1,
+// algorithm D). `dividend` has room for one limb more and is left holding the remainder times the scaling
+// factor that comes back.
+inline uint32_t divideLimbs(uint32_t* dividend, int32_t count, uint32_t* divisor, int32_t divisorCount,
+                            uint32_t* quotient) {
+  const uint32_t scale = base / (divisor[divisorCount - 1] + 1);
+  multiplyBy(divisor, divisorCount, scale);
+  dividend[count] = multiplyBy(dividend, count, scale);
+  const uint32_t top = divisor[divisorCount - 1], second = divisor[divisorCount - 2];
+  for (int32_t at = count - divisorCount; at >= 0; --at) {
+    uint32_t* const part = dividend + at;
+    const uint64_t head = uint64_t{part[divisorCount]} * base + part[divisorCount - 1];
+    auto [guess, rest] = divideWide(head, top);
+    while (guess >= base || uint64_t{guess} * second > uint64_t{rest} * base + part[divisorCount - 2]) {
+      --guess;
+      rest += top;
+      if (rest >= base) break;
+    }
+    quotient[at] = subtractMultiple(part, divisor, divisorCount, guess);
+  }
+  return scale;
+}
+
+void storeZero(uint8_t* item, int32_t digits) {
+  const int32_t bytes = packedBytes(digits);
+  memset(item, 0, static_cast<size_t>(bytes));
+  item[bytes - 1] = positiveSign;
+}
+
+// A copy as it stands, right-aligned.
+void copyRight(const Operand& source, uint8_t* item, int32_t bytes) {
+  const int32_t spare = bytes - source.bytes;
+  if (spare <= 0) {
+    memmove(item, source.item - spare, static_cast<size_t>(bytes));
+  } else {
+    memmove(item + spare, source.item, static_cast<size_t>(source.bytes));
+    memset(item, 0, static_cast<size_t>(spare));
+  }
+}
+
+struct Remainder {
+  uint8_t* item;
+  int32_t digits;
+};
+
+// Both divisions; `remainder` is null for the one that has none.
+void divideItems(const Operand& dividend, const Operand& divisor, uint8_t* quotient, int32_t quotientDigits,
+                 const Remainder* remainder) {
+  checkOperand(dividend.item, dividend.bytes);
+  checkOperand(divisor.item, divisor.bytes);
+  if (divisor.isZero()) {
+    qrtWriteERRmsg(frame::message::divisionByZero, 0);
+    return;
+  }
+  if (dividend.isZero() || dividend.bytes < divisor.bytes) {
+    if (remainder != nullptr) {
+      if (dividend.isZero())
+        storeZero(remainder->item, remainder->digits);
+      else
+        copyRight(dividend, remainder->item, packedBytes(remainder->digits));
+    }
+    return storeZero(quotient, quotientDigits);
+  }
+
+  const int32_t count = dividend.limbs(), divisorCount = divisor.limbs();
+  assert(count <= mostDividendLimbs);
+  uint32_t rest[mostDividendLimbs + 1], by[mostDividendLimbs], result[mostDividendLimbs + 1];
+  loadLimbs(dividend, rest);
+  loadLimbs(divisor, by);
+  int32_t quotientCount;
+  uint32_t scale = 1;
+  bool exact = false;  // a one-limb division without remainder
+  if (divisorCount == 1) {
+    memcpy(result, rest, sizeof(uint32_t) * count);
+    rest[0] = divideBy(result, count, by[0]);
+    memset(rest + 1, 0, sizeof(uint32_t) * (count - 1));
+    quotientCount = count;
+    exact = rest[0] == 0;
+  } else {
+    scale = divideLimbs(rest, count, by, divisorCount, result);
+    quotientCount = count - divisorCount + 1;
+  }
+  result[quotientCount] = multiplyBy(result, quotientCount, 10);
+
+  const int32_t quotientBytes = packedBytes(quotientDigits);
+  storeLimbs(result, quotientCount + 1, quotient, quotientBytes);
+  const bool opposite = dividend.negative != divisor.negative;
+  quotient[quotientBytes - 1] |= signNibble(opposite && hasDigits(quotient, quotientBytes));
+  clearSpareNibble(quotient, quotientDigits);
+
+  if (remainder == nullptr) return;
+  if (scale != 1) divideBy(rest, divisorCount, scale);
+  const int32_t remainderBytes = packedBytes(remainder->digits);
+  storeLimbs(rest, divisorCount, remainder->item, remainderBytes);
+  // The sign of a one-limb remainder goes by its true value, that of a longer one by the digits as stored.
+  const bool zero = divisorCount == 1 ? exact : !hasDigits(remainder->item, remainderBytes);
+  remainder->item[remainderBytes - 1] |= signNibble(dividend.negative && !zero);
+  clearSpareNibble(remainder->item, remainder->digits);
+}
+
+}  // namespace
+
+uint8_t* multiply(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits,
+                  int32_t op2Digits, int32_t op1Digits) {
+  const Operand first(op1, op1Digits), second(op2, op2Digits);
+  checkOperand(first.item, first.bytes);
+  checkOperand(second.item, second.bytes);
+  if (first.isZero() || second.isZero()) {
+    storeZero(result, resultDigits);
+    return result;
+  }
+  const int32_t count1 = first.limbs(), count2 = second.limbs();
+  assert(count1 <= mostFactorLimbs && count2 <= mostFactorLimbs);
+  uint32_t factor1[mostFactorLimbs], factor2[mostFactorLimbs], product[2 * mostFactorLimbs];
+  loadLimbs(first, factor1);
+  loadLimbs(second, factor2);
+  divideByTen(factor2, count2);
+  multiplyLimbs(factor1, count1, factor2, count2, product);
+  const int32_t bytes = packedBytes(resultDigits);
+  storeLimbs(product, count1 + count2, result, bytes);
+  result[bytes - 1] |= signNibble(first.negative != second.negative);
+  clearSpareNibble(result, resultDigits);
+  return result;
+}
+
+uint8_t* divide(const uint8_t* dividend, const uint8_t* divisor, uint8_t* quotient, int32_t quotientDigits,
+                int32_t divisorDigits, int32_t dividendDigits) {
+  divideItems(Operand(dividend, dividendDigits), Operand(divisor, divisorDigits), quotient, quotientDigits,
+              nullptr);
+  return quotient;
+}
+
+void divideWithRemainder(const uint8_t* dividend, const uint8_t* divisor, uint8_t* quotient,
+                         uint8_t* remainder, int32_t remainderDigits, int32_t quotientDigits,
+                         int32_t divisorDigits, int32_t dividendDigits) {
+  const Remainder rest{remainder, remainderDigits};
+  divideItems(Operand(dividend, dividendDigits), Operand(divisor, divisorDigits), quotient, quotientDigits,
+              &rest);
+}
+
+}  // namespace qrt::decimal
