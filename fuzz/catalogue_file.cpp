@@ -8,12 +8,12 @@
 
 namespace {
 
-// A file that NLSPATH leads to, gone at the end of the process.
+// A file that NLSPATH leads to, in memory where the system can, gone at the end of the process.
 struct File {
-  std::string path = "/tmp/qrt_fuzz_catalogue_XXXXXX";
+  std::string path = "/dev/shm/qrt_fuzz_catalogue_XXXXXX";
 
   File() {
-    mkdtemp(path.data());
+    if (mkdtemp(path.data()) == nullptr) path = mkdtemp(std::string("/tmp/qrt_fuzz_catalogue_XXXXXX").data());
     setenv("NLSPATH", (path + "/%n").c_str(), 1);
     unsetenv("LC_ALL");
     unsetenv("LC_MESSAGES");

@@ -10,8 +10,6 @@
 #include "platform/exceptions.h"
 #include "platform/process.h"
 
-extern "C" void _qrtCleanUp(void);
-
 namespace {
 
 using namespace qrt;

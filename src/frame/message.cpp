@@ -17,8 +17,6 @@
 #include "frame/word_wrap.h"
 #include "platform/exceptions.h"
 
-extern "C" void _qrtEnvNameInit(char letter);
-
 namespace qrt::frame {
 
 char hostAbendText[80] = "";

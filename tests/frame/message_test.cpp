@@ -252,6 +252,43 @@ TEST(Message, SeverityAndErrcountEndTheRun) {
   }
 }
 
+// What a host receives, in a run that starts with these hosting words.
+static std::string toldToHost(int32_t trax, int32_t container, const std::function<void()>& work) {
+  const Ended ended = inChild([&] {
+    _qrtCOBOLErrorCallbacks(
+        [](int32_t flag, const char* tag, const char* text, int32_t length) {
+          printf("%d %s [%.*s]\n", int(flag), tag, int(length), text);
+          return int32_t{40};
+        },
+        nullptr);
+    _qrtIsTrax = trax;
+    _qrtIsApc = container;
+    if (qrtSetJump(&_qrtJmpCobStart) != 0) return;
+    work();
+  });
+  EXPECT_EQ(ended.exitCode, 0);
+  EXPECT_EQ(ended.err, "");
+  return ended.out;
+}
+
+TEST(Message, HostGetsLinesOrInAContainerTheWhole) {
+  const Catalogue catalogue(
+      {usualControl, {40, 1, "0 %s"}, {41, 1, "2 Severe"}, {901, 1, "2 QRT901S Severe."}});
+  const auto work = [] {
+    qrtWriteERRmsg(40, 0, letters(71).c_str());
+    qrtWriteERRmsg(40, 0, (letters(69) + " bc").c_str());
+    qrtWriteERRmsg(41, 0);
+  };
+  EXPECT_EQ(toldToHost(1, 0, work), "0 TCBL [QRT040I  " + letters(71) + "]\n" + "0 TCBL [QRT040I  " +
+                                        letters(69) + " ]\n0 TCBL [         bc]\n" +
+                                        "0 TCBL [QRT041S  Severe]\n1 TCBL [QRT901S Severe.]\n");
+  // The query for the width comes through with length 0, and the lines have 79 columns.
+  EXPECT_EQ(toldToHost(1, 1, work),
+            "0 TCBL []\n0 TCBL [QRT040I  " + letters(69) + "\n         aa\n\n]\n" +
+                "0 TCBL []\n0 TCBL [QRT040I  " + letters(69) + " \n         bc\n\n]\n" +
+                "0 TCBL []\n1 TCBL [QRT041S  Severe\n\n]\n1 TCBL [QRT901S Severe.]\n");
+}
+
 TEST(Message, CatalogueIsFoundByLanguageAndTemplates) {
   const KeptEnvironment environment;
   const Folder folder;
