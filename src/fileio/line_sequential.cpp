@@ -90,6 +90,37 @@ int16_t statusOfNoLine(QrtFcb& file) {
   return status::atEnd;
 }
 
+void padRecord(QrtFcb& file, uint32_t length, uint32_t maxRecord, uint8_t blank) {
+  if (length < maxRecord) memset(file.record + length, blank, maxRecord - length);
+}
+
+// The usual READ in one pass: copies the line while it looks for its end. False, with nothing taken from the
+// stream, when the line isn't all in the stream's buffer, is longer than the record or holds a zero byte.
+bool readBufferedLine(QrtFcb& file, uint32_t maxRecord, uint8_t blank) {
+  const std::string_view ahead = platform::readAhead(file.stream);
+  const size_t limit = std::min<size_t>(ahead.size(), maxRecord + 1);
+  const __m128i lineFeeds = _mm_set1_epi8(lineFeed);
+  size_t at = 0;
+  int ends = 0;
+  for (; at + 16 <= limit; at += 16) {
+    const __m128i sixteen = _mm_loadu_si128(reinterpret_cast<const __m128i*>(ahead.data() + at));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(file.record + at), sixteen);
+    const __m128i isEnd =
+        _mm_or_si128(_mm_cmpeq_epi8(sixteen, lineFeeds), _mm_cmpeq_epi8(sixteen, _mm_setzero_si128()));
+    ends = _mm_movemask_epi8(isEnd);
+    if (ends != 0) break;
+  }
+  if (ends != 0)
+    at += __builtin_ctz(ends);
+  else
+    for (; at < limit && ahead[at] != lineFeed && ahead[at] != 0; ++at) file.record[at] = ahead[at];
+  if (at == limit || ahead[at] == 0) return false;
+  platform::skipReadAhead(file.stream, at + 1);
+  file.readLength = static_cast<uint32_t>(at);
+  padRecord(file, file.readLength, maxRecord, blank);
+  return true;
+}
+
 // Takes the line that lies in the record area, with its line feed if it has one, for the record.
 void takeLine(QrtFcb& file, uint32_t maxRecord, uint8_t blank) {
   uint8_t* const record = file.record;
@@ -97,7 +128,20 @@ void takeLine(QrtFcb& file, uint32_t maxRecord, uint8_t blank) {
   auto length = static_cast<uint32_t>(strlen(reinterpret_cast<const char*>(record)));
   if (length > 0 && record[length - 1] == lineFeed) --length;
   file.readLength = length;
-  if (length < maxRecord) memset(record + length, blank, maxRecord - length);
+  padRecord(file, length, maxRecord, blank);
+}
+
+// Reads any line, or finds that there is none.
+void readLine(QrtFcb& file, uint32_t maxRecord, uint8_t blank) {
+  if (readBufferedLine(file, maxRecord, blank)) return;
+  // Room for one character behind the record and for the terminator: the line feed of a full record, or the
+  // character that is lost when the line is longer. A last line of exactly the record's length has met the
+  // end of the file already, so that nothing is left to be read behind it.
+  const auto room = static_cast<int>(maxRecord + 2);
+  if (fgets_unlocked(reinterpret_cast<char*>(file.record), room, file.stream) != nullptr)
+    takeLine(file, maxRecord, blank);
+  else
+    file.status = statusOfNoLine(file);
 }
 
 // --- WRITE --------------------------------------------------------------------------------------------
@@ -189,14 +233,7 @@ void readLineSequential(QrtFcb* file, QrtProgramEntry* program) {
   const QrtFileDescription& description = descriptionFor(*file, program);
   file->status = status::success;
   file->currentOperation = QRT_VERB_READ;
-  // Room for one character behind the record and for the terminator: the line feed of a full record, or the
-  // character that is lost when the line is longer. A last line of exactly the record's length has met the
-  // end of the file already, so that nothing is left to be read behind it.
-  const auto room = static_cast<int>(description.maxRecord + 2);
-  if (fgets_unlocked(reinterpret_cast<char*>(file->record), room, file->stream) == nullptr)
-    file->status = statusOfNoLine(*file);
-  else
-    takeLine(*file, description.maxRecord, isEbcdic(program) ? ebcdicBlank : uint8_t{' '});
+  readLine(*file, description.maxRecord, isEbcdic(program) ? ebcdicBlank : uint8_t{' '});
   reportStatus(*file, description, program);
   file->lastOperation = QRT_VERB_READ;
 }

@@ -110,7 +110,9 @@ struct ExtendedText {
     std::copy_n(text.begin(), kept, area.begin() + length);
     length += kept;
   }
+  // Behind the code, if that fitted.
   void appendListed(std::string_view text) {
+    if (length == 0) return;
     append(",");
     append(text);
   }

@@ -4,6 +4,8 @@
 #include <stdint.h>
 #include <stdio.h>
 
+#include <string_view>
+
 namespace qrt::platform {
 
 bool fileExists(const char* name);
@@ -12,6 +14,16 @@ bool fileExists(const char* name);
 FILE* openTextFile(const char* name, const char* mode);
 
 bool isTerminal(FILE* stream);
+
+// What the stream holds of its file already, ahead of any call of the system.
+inline std::string_view readAhead(FILE* stream) {
+  return {stream->_IO_read_ptr, static_cast<size_t>(stream->_IO_read_end - stream->_IO_read_ptr)};
+}
+
+// Takes that many characters of it as read.
+inline void skipReadAhead(FILE* stream, size_t count) {
+  stream->_IO_read_ptr += count;
+}
 
 // What a failed open means to a file statement.
 enum class OpenFailure : uint8_t { refused, inUse, other };
