@@ -118,9 +118,10 @@ int32_t moveNumEditToNum2(const QrtNumDeeditPicture* picture, const uint8_t* sou
                           const QrtCurrency* currency) {
   const std::span<const uint8_t> positions = pictureOf(picture);
   const std::span<const uint8_t> string = currencyString(currency);
-  const int32_t printed = printedLength(positions);
-  if (printed > longestEditedText) return 1;
-  const uint8_t* end = source + std::max<int32_t>(printed + static_cast<int32_t>(string.size()) - 1, 0);
+  const PictureExtent extent = measure(positions);
+  if (extent.characters < positions.size()) return 1;
+  const size_t itemLength = extent.bytes + string.size();
+  const uint8_t* end = source + (itemLength > 0 ? itemLength - 1 : 0);
   const uint8_t* found = string.empty() ? end : std::search(source, end, string.begin(), string.end());
 
   uint8_t copy[longestEditedText + 1];

@@ -37,36 +37,11 @@ constexpr EditKind editKinds[] = {
 constexpr uint8_t lastKind = 12;
 constexpr uint8_t firstKindOfBlanks = 8;  // from here on the zero rule gives spaces, asterisks or not
 
-// What a picture character asks for once a significant digit was printed.
-namespace Position {
-enum : uint8_t { digit, zero, slash, space, point, comma, currency, sign, nothing, pair };
-}
-
-constexpr std::array<uint8_t, 256> positionOf = [] {
-  std::array<uint8_t, 256> table;
-  table.fill(Position::pair);
-  for (const uint8_t character : {'9', 'Z', '*'}) table[character] = Position::digit;
-  for (const uint8_t character : {'P', 'V'}) table[character] = Position::nothing;
-  for (const uint8_t character : {'+', '-'}) table[character] = Position::sign;
-  table['0'] = Position::zero;
-  table['/'] = Position::slash;
-  table[' '] = Position::space;
-  table['.'] = Position::point;
-  table[','] = Position::comma;
-  table['$'] = Position::currency;
-  return table;
-}();
-
 // A picture and what its positions print.
 struct Layout {
   const uint8_t* picture;
   const uint8_t* pictureEnd;
-  uint8_t kind;
-  bool blankWhenZero;
-  bool zeroRule;
-  Floats floats;
   uint8_t point, comma, currency, sign;
-  uint8_t glyphs[Position::nothing];  // what each kind of position prints, 0 standing for the next digit
 };
 
 struct Cursor {
@@ -81,171 +56,237 @@ uint8_t signCharacter(SignForm form, uint8_t sourceSign) {
   return sourceSign == '+' ? ' ' : '-';
 }
 
-Layout layoutOf(const QrtNumEditPicture& record, uint8_t sourceSign) {
-  const bool blankWhenZero = record.editKind > lastKind;
-  const auto kind = static_cast<uint8_t>(blankWhenZero ? -record.editKind : record.editKind);
-  const EditKind rules = editKinds[kind <= lastKind ? kind : 0];
+bool blankWhenZero(const QrtNumEditPicture& record) {
+  return record.editKind > lastKind;
+}
+
+uint8_t kindOf(const QrtNumEditPicture& record) {
+  return static_cast<uint8_t>(blankWhenZero(record) ? -record.editKind : record.editKind);
+}
+
+EditKind rulesOf(const QrtNumEditPicture& record) {
+  const uint8_t kind = kindOf(record);
+  return editKinds[kind <= lastKind ? kind : 0];
+}
+
+Layout layoutOf(const QrtNumEditPicture& record, EditKind rules, uint8_t sourceSign) {
   const bool swapped = record.decimalPoint != '.';
-  Layout layout{.picture = record.picture,
-                .pictureEnd = record.picture + std::abs(record.pictureLength),
-                .kind = kind,
-                .blankWhenZero = blankWhenZero,
-                .zeroRule = record.pictureLength < 0,
-                .floats = rules.floats,
-                .point = static_cast<uint8_t>(swapped ? ',' : '.'),
-                .comma = static_cast<uint8_t>(swapped ? '.' : ','),
-                .currency = record.currency,
-                .sign = signCharacter(rules.sign, sourceSign),
-                .glyphs = {0, '0', '/', ' '}};
-  layout.glyphs[Position::point] = layout.point;
-  layout.glyphs[Position::comma] = layout.comma;
-  layout.glyphs[Position::currency] = rules.floats == Floats::currency ? 0 : layout.currency;
-  layout.glyphs[Position::sign] = rules.floats == Floats::sign ? 0 : layout.sign;
-  return layout;
+  return {.picture = record.picture,
+          .pictureEnd = record.picture + std::abs(record.pictureLength),
+          .point = static_cast<uint8_t>(swapped ? ',' : '.'),
+          .comma = static_cast<uint8_t>(swapped ? '.' : ','),
+          .currency = record.currency,
+          .sign = signCharacter(rules.sign, sourceSign)};
 }
 
 // Prints a CR or DB position, of which a picture that ends too early holds the first character only; leaves
-// `picture` on its last character.
-inline void printPair(const Layout& layout, const uint8_t*& picture, uint8_t*& out) {
+// the cursor on the last character of the two.
+[[gnu::always_inline]] inline Cursor printPair(const Layout& layout, Cursor at) {
   const bool minus = layout.sign == '-';
-  *out++ = minus ? *picture : ' ';
-  if (picture + 1 == layout.pictureEnd) return;
-  ++picture;
-  *out++ = minus ? *picture : ' ';
+  *at.out++ = minus ? *at.picture : ' ';
+  if (at.picture + 1 == layout.pictureEnd) return at;
+  ++at.picture;
+  *at.out++ = minus ? *at.picture : ' ';
+  return at;
 }
 
-// Prints the positions ahead of the first significant digit, and leaves the cursor on the position of that
-// digit, or at the picture's end when there is none. `first` is where the item begins: a symbol that would
-// stand ahead of it isn't written.
-inline void printLeading(const Layout& layout, Cursor& at, const uint8_t* first) {
-  enum class Floating : uint8_t { none, atFirst, behindFirst };
-  Floating floating = layout.floats == Floats::nothing ? Floating::none : Floating::atFirst;
+// Each of the two leading phases prints the positions up to the first one that prints the same whatever was
+// ahead of it, and leaves the cursor there: a significant digit, the picture's end, or, where nothing
+// floats, the decimal point.
+
+inline Cursor printSuppressed(const Layout& layout, Cursor at) {
   uint8_t fill = ' ';
-  bool pastPoint = false;
-  bool suppressing = false;  // the last digit position was suppressed: insertions print the fill character
-  bool placed = false;       // the floating symbol is out, or an inserted zero stands for it
-
-  const auto placeSymbol = [&] {
-    if (floating != Floating::none && at.out != first)
-      at.out[-1] = layout.floats == Floats::currency ? layout.currency : layout.sign;
-  };
-  // True when the character stands there as itself, counting as printed text.
-  const auto insert = [&](uint8_t character) {
-    if (floating == Floating::atFirst) {
-      *at.out++ = character;
-      return false;
-    }
-    if (floating == Floating::behindFirst && !pastPoint) {
-      *at.out++ = ' ';
-      return false;
-    }
-    *at.out++ = suppressing ? fill : character;
-    return !suppressing;
-  };
-  // True when the position's digit is the first significant one.
-  const auto floatOver = [&] {
-    if (placed) {
-      *at.out++ = *at.source++;
-    } else if (floating == Floating::atFirst) {
-      *at.out++ = ' ';
-      floating = Floating::behindFirst;
-    } else if (*at.source == '0') {
-      *at.out++ = ' ';
-      ++at.source;
-    } else {
-      placeSymbol();
-      return true;
-    }
-    return false;
-  };
-
+  bool suppressing = false;   // a digit was suppressed: insertions print the fill character
+  bool zeroInserted = false;  // ahead of any suppressed digit: commas print from then on
   for (; at.picture != layout.pictureEnd; ++at.picture) {
-    switch (*at.picture) {
-      case '*':
-        fill = '*';
-        [[fallthrough]];
-      case 'Z':
-        if (pastPoint) return;
-        if (*at.source != '0') return placeSymbol();
-        suppressing = true;
-        *at.out++ = fill;
-        ++at.source;
-        break;
+    const uint8_t position = *at.picture;
+    if (position == 'Z' || position == '*') {  // most positions: cheaper than a jump through a table
+      if (position == '*') fill = '*';
+      if (*at.source != '0') return at;
+      suppressing = true;
+      *at.out++ = fill;
+      ++at.source;
+      continue;
+    }
+    switch (position) {
       case ',':
-        if (placed || (!suppressing && floating != Floating::behindFirst))
-          *at.out++ = layout.comma;
-        else
-          *at.out++ = suppressing ? fill : ' ';
+        *at.out++ = suppressing && !zeroInserted ? fill : layout.comma;
         break;
       case '9':
-        if (!pastPoint) placeSymbol();
-        return;
       case 'V':
       case '.':
-        placeSymbol();
-        placed = placed || floating != Floating::none;
-        pastPoint = true;
-        suppressing = false;
-        if (*at.picture == '.') *at.out++ = layout.point;
-        break;
+        return at;
       case '$':
-        if (layout.floats != Floats::currency)
-          *at.out++ = layout.currency;
-        else if (floatOver())
-          return;
+        *at.out++ = layout.currency;
         break;
       case '+':
       case '-':
-        if (layout.floats != Floats::sign)
-          *at.out++ = layout.sign;
-        else if (floatOver())
-          return;
+        *at.out++ = layout.sign;
         break;
       case '0':
-        if (insert('0')) placed = true;
-        break;
+        zeroInserted = zeroInserted || !suppressing;
+        [[fallthrough]];
       case '/':
       case ' ':
-        insert(*at.picture);
+        *at.out++ = suppressing ? fill : position;
         break;
       case 'P':
         break;
       default:
-        printPair(layout, at.picture, at.out);
+        at = printPair(layout, at);
     }
   }
+  return at;
 }
 
-// Prints the positions from the first significant digit to the picture's end. Digits and other characters
-// take the same path, without a branch that a predictor would have to learn for each picture.
-inline void printSignificant(const Layout& layout, Cursor& at) {
-  const uint8_t* digit = at.source - 1;  // the last one used: always a readable byte
-  const uint8_t* picture = at.picture;
-  uint8_t* out = at.out;
-  for (; picture != layout.pictureEnd; ++picture) {
-    const uint8_t position = positionOf[*picture];
-    if (position >= Position::nothing) {
-      if (position == Position::pair) printPair(layout, picture, out);
+// `first` is where the item begins: a symbol that would stand ahead of it isn't written.
+template <Floats floats>
+inline Cursor printFloating(const Layout& layout, Cursor at) {
+  const uint8_t* const first = at.out;
+  uint8_t fill = ' ';
+  bool begun = false;  // the first floating position, which takes no digit, is over
+  bool pastPoint = false;
+  bool suppressing = false;  // the last digit position was suppressed
+  bool placed = false;       // the symbol is out
+  bool significant = false;  // set only where suppression lasts on behind the first significant digit
+
+  const auto placeSymbol = [&] {
+    if (at.out != first) at.out[-1] = floats == Floats::currency ? layout.currency : layout.sign;
+  };
+  for (; at.picture != layout.pictureEnd; ++at.picture) {
+    const uint8_t position = *at.picture;
+    switch (position) {
+      case '$':
+      case '+':
+      case '-':
+        if ((position == '$') != (floats == Floats::currency)) {
+          *at.out++ = position == '$' ? layout.currency : layout.sign;
+        } else if (placed || significant) {
+          *at.out++ = *at.source++;
+        } else if (!begun) {
+          begun = true;
+          *at.out++ = ' ';
+        } else if (*at.source == '0') {
+          *at.out++ = ' ';
+          ++at.source;
+        } else {
+          placeSymbol();
+          if (!suppressing) return at;
+          significant = true;
+          *at.out++ = *at.source++;
+        }
+        break;
+      case ',':
+        if (placed || significant)
+          *at.out++ = layout.comma;
+        else if (suppressing)
+          *at.out++ = fill;
+        else
+          *at.out++ = begun ? ' ' : layout.comma;
+        break;
+      case '9':
+        if (!pastPoint && !significant) placeSymbol();
+        return at;
+      case 'V':
+      case '.':
+        if (significant) return at;
+        placeSymbol();
+        placed = true;
+        pastPoint = true;
+        suppressing = false;
+        if (position == '.') *at.out++ = layout.point;
+        break;
+      case '*':
+        fill = '*';
+        [[fallthrough]];
+      case 'Z':
+        if (pastPoint) return at;
+        if (significant) {
+          *at.out++ = *at.source++;
+        } else if (*at.source == '0') {
+          suppressing = true;
+          *at.out++ = fill;
+          ++at.source;
+        } else {
+          placeSymbol();
+          return at;
+        }
+        break;
+      case '0':
+      case '/':
+      case ' ':
+        if (significant)
+          *at.out++ = fill;
+        else
+          *at.out++ = !begun || pastPoint ? position : ' ';
+        break;
+      case 'P':
+        break;
+      default:
+        at = printPair(layout, at);
+    }
+  }
+  return at;
+}
+
+// Prints the positions from there to the picture's end.
+template <Floats floats>
+inline Cursor printSignificant(const Layout& layout, Cursor at) {
+  for (; at.picture != layout.pictureEnd; ++at.picture) {
+    const uint8_t position = *at.picture;
+    if (position == '9' || position == 'Z') {
+      *at.out++ = *at.source++;
       continue;
     }
-    const uint8_t glyph = layout.glyphs[position];
-    digit += glyph == 0;
-    *out++ = glyph == 0 ? *digit : glyph;
+    switch (position) {
+      case '*':
+        *at.out++ = *at.source++;
+        break;
+      case ',':
+        *at.out++ = layout.comma;
+        break;
+      case '.':
+        *at.out++ = layout.point;
+        break;
+      case '$':
+        *at.out++ = floats == Floats::currency ? *at.source++ : layout.currency;
+        break;
+      case '+':
+      case '-':
+        *at.out++ = floats == Floats::sign ? *at.source++ : layout.sign;
+        break;
+      case '0':
+      case '/':
+      case ' ':
+        *at.out++ = position;
+        break;
+      case 'P':
+      case 'V':
+        break;
+      default:
+        at = printPair(layout, at);
+    }
   }
-  at = {picture, digit + 1, out};
+  return at;
 }
 
-bool hasAsterisk(const Layout& layout) {
-  for (const uint8_t* at = layout.picture; at < layout.pictureEnd; ++at) {
-    if (*at == '*') return true;
-    if (positionOf[*at] == Position::pair) ++at;
-  }
-  return false;
+template <Floats floats>
+Cursor printAll(const Layout layout, const uint8_t* digits, uint8_t* destination) {
+  const Cursor start{layout.picture, digits, destination};
+  if constexpr (floats == Floats::nothing)
+    return printSignificant<floats>(layout, printSuppressed(layout, start));
+  else
+    return printSignificant<floats>(layout, printFloating<floats>(layout, start));
 }
 
 // Replaces a zero value's text as BLANK WHEN ZERO or the zero rule wants it.
-void replaceZero(const Layout& layout, std::span<uint8_t> text) {
-  if (!layout.blankWhenZero && layout.kind < firstKindOfBlanks && hasAsterisk(layout))
+void replaceZero(const QrtNumEditPicture& record, const Layout& layout, std::span<uint8_t> text) {
+  bool asterisks = false;
+  for (const uint8_t* at = layout.picture; at < layout.pictureEnd && !asterisks; ++at) {
+    asterisks = *at == '*';
+    if (isPair(*at)) ++at;
+  }
+  if (!blankWhenZero(record) && kindOf(record) < firstKindOfBlanks && asterisks)
     std::ranges::replace_if(
         text, [&](uint8_t byte) { return byte != layout.point; }, '*');
   else
@@ -253,29 +294,32 @@ void replaceZero(const Layout& layout, std::span<uint8_t> text) {
 }
 
 // Edits the digits at `digits` to `destination`; the end of the text.
-inline uint8_t* edit(const Layout& layout, const uint8_t* digits, uint8_t* destination) {
-  Cursor at{layout.picture, digits, destination};
-  printLeading(layout, at, destination);
-  printSignificant(layout, at);
+inline uint8_t* edit(const QrtNumEditPicture& record, EditKind rules, const Layout& layout,
+                     const uint8_t* digits, uint8_t* destination) {
+  const auto print = rules.floats == Floats::nothing ? printAll<Floats::nothing>
+                     : rules.floats == Floats::sign  ? printAll<Floats::sign>
+                                                     : printAll<Floats::currency>;
+  const Cursor end = print(layout, digits, destination);
   // Suppressed digits are zeros, so the value is zero when all digits that were used are.
-  if ((layout.blankWhenZero || layout.zeroRule) &&
-      std::all_of(digits, at.source, [](uint8_t digit) { return digit == '0'; }))
-    replaceZero(layout, {destination, at.out});
-  return at.out;
-}
-
-// The part of a picture whose text fits the buffer of the operations with a currency string.
-const uint8_t* endOfBoundedPicture(const uint8_t* picture, const uint8_t* end) {
-  int32_t printed = 0;
-  while (picture != end && (printed += !printsNothing(*picture)) <= longestEditedText) ++picture;
-  return picture;
+  if ((blankWhenZero(record) || record.pictureLength < 0) &&
+      std::all_of(digits, end.source, [](uint8_t digit) { return digit == '0'; }))
+    replaceZero(record, layout, {destination, end.out});
+  return end.out;
 }
 
 }  // namespace
 
-int32_t printedLength(std::span<const uint8_t> picture) {
-  return static_cast<int32_t>(
-      std::ranges::count_if(picture, [](uint8_t character) { return !printsNothing(character); }));
+PictureExtent measure(std::span<const uint8_t> picture) {
+  PictureExtent extent{};
+  while (extent.characters < picture.size()) {
+    const uint8_t position = picture[extent.characters];
+    const size_t taken = isPair(position) ? std::min<size_t>(2, picture.size() - extent.characters) : 1;
+    const size_t printed = printsNothing(position) ? 0 : taken;
+    if (extent.bytes + printed > longestEditedText) break;
+    extent.characters += taken;
+    extent.bytes += printed;
+  }
+  return extent;
 }
 
 std::span<const uint8_t> currencyString(const QrtCurrency* currency) {
@@ -283,16 +327,18 @@ std::span<const uint8_t> currencyString(const QrtCurrency* currency) {
 }
 
 void moveNumToNumEdit(const QrtNumEditPicture* picture, const uint8_t* source, uint8_t* destination) {
-  edit(layoutOf(*picture, source[0]), source + 1, destination);
+  const EditKind rules = rulesOf(*picture);
+  edit(*picture, rules, layoutOf(*picture, rules, source[0]), source + 1, destination);
 }
 
 void moveNumToNumEdit2(const QrtNumEditPicture* picture, const uint8_t* source, uint8_t* destination,
                        const QrtCurrency* currency) {
-  Layout layout = layoutOf(*picture, source[0]);
+  const EditKind rules = rulesOf(*picture);
+  Layout layout = layoutOf(*picture, rules, source[0]);
   layout.currency = '$';
-  layout.pictureEnd = endOfBoundedPicture(layout.picture, layout.pictureEnd);
+  layout.pictureEnd = layout.picture + measure({layout.picture, layout.pictureEnd}).characters;
   uint8_t text[longestEditedText + 1];
-  const uint8_t* end = edit(layout, source + 1, text);
+  const uint8_t* end = edit(*picture, rules, layout, source + 1, text);
   const std::span<const uint8_t> string = currencyString(currency);
 
   const uint8_t* symbol = std::find(static_cast<const uint8_t*>(text), end, '$');
