@@ -64,7 +64,6 @@ int32_t errorAtEnd(FILE* stream, int systemError) {
 template <typename Source>
 Reading readInto(FILE* stream, void* receiver, int32_t length) {
   clearerr(stream);
-  errno = 0;
   const bool interactive = platform::isInteractive(stream);
   errno = 0;  // not a terminal is no error
   Source source{stream};

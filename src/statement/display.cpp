@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string_view>
 
 #include "frame/guard.h"
@@ -19,8 +21,7 @@ constexpr int32_t unknownItem = 170;
 // Most digits of a number that are shown; an item that asks for more gets these.
 constexpr int32_t mostDigits = 256;
 
-// Text of one item: in the buffer for a number, else the item's own bytes. A null address means that the item
-// has no text.
+// Text of one item: in the buffer for a number, else the item's own bytes.
 struct ItemText {
   const char* address;
   size_t length;
@@ -74,25 +75,26 @@ Number load(const void* data) {
   return number;
 }
 
-ItemText textOf(const QrtDisplayItem& item, char decimalPoint, Buffer& buffer) {
+// The text of an item; none for one of an unknown type or size.
+std::optional<ItemText> textOf(const QrtDisplayItem& item, char decimalPoint, Buffer& buffer) {
   switch (item.type) {
     case QRT_DISPLAY_FLOAT:
       if (item.size == sizeof(float))
         return floatText(static_cast<double>(load<float>(item.data)), item.digits, decimalPoint, buffer);
       if (item.size == sizeof(double))
         return floatText(load<double>(item.data), item.digits, decimalPoint, buffer);
-      return {};
+      return std::nullopt;
     case QRT_DISPLAY_INTEGER:
       if (item.size == sizeof(int16_t)) return integerText(load<int16_t>(item.data), item.digits, buffer);
       if (item.size == sizeof(int32_t)) return integerText(load<int32_t>(item.data), item.digits, buffer);
       if (item.size == sizeof(int64_t)) return integerText(load<int64_t>(item.data), item.digits, buffer);
-      return {};
+      return std::nullopt;
     case QRT_DISPLAY_TEXT:
     case QRT_DISPLAY_TEXT_4:
     case QRT_DISPLAY_TEXT_5:
-      return {static_cast<const char*>(item.data), item.size};
+      return ItemText{static_cast<const char*>(item.data), item.size};
     default:
-      return {};
+      return std::nullopt;
   }
 }
 
@@ -121,16 +123,15 @@ FILE* streamOf(uint8_t target) {
 bool write(const QrtDisplayControl& control, QrtDisplayItem* items, FILE* stream) {
   Buffer buffer;
   for (QrtDisplayItem *item = items, *end = items + std::max(control.itemCount, 0); item != end; ++item) {
-    const bool isText = item->type != QRT_DISPLAY_FLOAT && item->type != QRT_DISPLAY_INTEGER;
-    const ItemText text = textOf(*item, static_cast<char>(control.decimalPoint), buffer);
-    if (text.address == nullptr && !(isText && item->size == 0)) return false;
-    item->digits = static_cast<int32_t>(text.length);
+    const std::optional<ItemText> text = textOf(*item, static_cast<char>(control.decimalPoint), buffer);
+    if (!text) return false;
+    item->digits = static_cast<int32_t>(text->length);
     if (_qrtDebugBuf != nullptr) {
-      memcpy(_qrtDebugBuf, text.address, text.length);
+      memcpy(_qrtDebugBuf, text->address, text->length);
       _qrtDebugBufLen = item->digits;
       return true;
     }
-    fwrite(text.address, 1, text.length, stream);
+    fwrite(text->address, 1, text->length, stream);
   }
   if ((control.flags & QRT_DISPLAY_NO_ADVANCING) == 0) putc('\n', stream);
   fflush(stream);
