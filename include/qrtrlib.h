@@ -653,11 +653,176 @@ QRT_API void _Convert_Pckd_To_ZndUS(const uint8_t* source, uint8_t* destination,
 
 /* ======================================================================================================
  * MOVE and editing
+ *
+ * A picture record holds a PICTURE with one byte for each character position. Numeric sources come with a
+ * sign byte, "+" or "-", ahead of their digits, and numeric results get theirs behind: scaling and alignment
+ * are done. Items, sources and pictures don't overlap, except in _qrtcMoveVarLenOverlap.
  * ====================================================================================================== */
+
+/* Picture of an alphanumeric-edited item. "0", "/", " " and the pair 0x81 0x40, the double-byte blank, are
+   inserted as they stand; any other element takes a byte of the source. */
+typedef struct QrtAlphaNumEditPicture {
+  int16_t elementCount; /* 0: elements; the double-byte blank counts as one */
+  uint8_t repeat;       /* 2: not 0 starts the source again when it runs out; 0 goes on with spaces */
+  uint8_t elements[1];  /* 3: the elements, as many as there are */
+} QrtAlphaNumEditPicture;
+
+/* A UTF-16 character for `count` positions: an insertion as above, or positions that take source characters.
+   A count below 1 is none. */
+typedef struct QrtUnicodeEditRun {
+  uint16_t character;
+  int16_t count;
+} QrtUnicodeEditRun;
+
+/* Picture of a national-edited item. */
+typedef struct QrtUnicodeEditPicture {
+  int16_t size;              /* 0: bytes of runs */
+  uint8_t repeat;            /* 2: as in QrtAlphaNumEditPicture */
+  uint8_t reserved3;         /* 3 */
+  QrtUnicodeEditRun runs[1]; /* 4: the runs, as many as there are */
+} QrtUnicodeEditPicture;
+
+/* Values of QrtNumEditPicture.editKind. The letters tell what a sign position prints: S the source's sign, M
+   a space for "+" and "-" for anything else, neither a space. */
+#define QRT_EDIT_PLAIN 1
+#define QRT_EDIT_S 2 /* 4 and 5 too */
+#define QRT_EDIT_M 3
+#define QRT_EDIT_S_FLOATING_SIGN 6 /* 8 too, with another zero rule */
+#define QRT_EDIT_M_FLOATING_SIGN 7 /* 9 too, with another zero rule */
+#define QRT_EDIT_S_FLOATING_CURRENCY 10
+#define QRT_EDIT_M_FLOATING_CURRENCY 11
+#define QRT_EDIT_FLOATING_CURRENCY 12
+
+/* Picture of a numeric-edited item, for moves to it. The characters are "9", "Z", "*", "$", "+", "-", "0",
+   "/", " ", ".", ",", "V", "P" and the pairs "CR" and "DB"; anything else counts as one of these pairs. "P"
+   and "V" take no byte of the item. */
+typedef struct QrtNumEditPicture {
+  int16_t pictureLength; /* 0: characters; negative, a zero value becomes asterisks for editKind below 8 with
+                               "*" in the picture, the decimal point excepted, and spaces otherwise */
+  uint8_t decimalPoint;  /* 2: "."; anything else prints "." of the picture as "," and "," as "." */
+  uint8_t currency;      /* 3: what "$" prints */
+  uint8_t editKind;      /* 4: QRT_EDIT_*; its two's complement for BLANK WHEN ZERO */
+  uint8_t picture[1];    /* 5: the characters, as many as there are */
+} QrtNumEditPicture;
+
+/* Picture of a numeric-edited item, for moves from it. */
+typedef struct QrtNumDeeditPicture {
+  int16_t pictureLength; /* 0: characters; the sign has no meaning */
+  uint8_t picture[1];    /* 2: the characters, as above */
+} QrtNumDeeditPicture;
+
+/* A currency string. A length below 1 is an empty one. */
+typedef struct QrtCurrency {
+  int16_t length;  /* 0: bytes */
+  uint8_t text[1]; /* 2: the string, as long as it is */
+} QrtCurrency;
+
+/* Guarded. Moves sourceLength bytes (below 1: none) into an alphanumeric-edited item. An empty source gives
+   spaces. */
+QRT_API void _qrtcMoveAlphaNumEdit(const QrtAlphaNumEditPicture* picture, const uint8_t* source,
+                                   int32_t sourceLength, uint8_t* destination);
+
+/* Guarded. The same for UTF-16, in native byte order; the length is in bytes. No address has to be even. */
+QRT_API void _qrtcMoveUnicodeEdit(const QrtUnicodeEditPicture* picture, const void* source,
+                                  int32_t sourceLengthInBytes, void* destination);
+
+/* Guarded. Fills an item with a literal over and over: of the size `length` from its first byte on, of the
+   size -`length` so that its end is the literal's. A literal of less than 1 byte leaves the item alone. */
+QRT_API void _qrtcMoveFigConst(uint8_t* destination, int32_t length, const uint8_t* literal,
+                               int32_t literalLength);
+
+/* Guarded. Edits the digits behind the sign byte at `source`: as many as the picture uses. A floating symbol
+   that would stand ahead of the item isn't written. */
+QRT_API void _qrtcMoveNumToNumEdit(const QrtNumEditPicture* picture, const uint8_t* source,
+                                   uint8_t* destination);
+
+/* Guarded. The same with a currency string in the place of the first "$" of the text, whatever
+   picture->currency holds. The item has as many bytes as the picture prints, less one, and the string's;
+   without a "$" in the text, spaces fill its end. What a picture prints behind byte 249 is left out. */
+QRT_API void _qrtcMoveNumToNumEdit2(const QrtNumEditPicture* picture, const uint8_t* source,
+                                    uint8_t* destination, const QrtCurrency* currency);
+
+/* Guarded. Takes an edited item apart: the digits to `destination`, the sign behind them. 0, or 1 when the
+   item doesn't fit the picture; then the digits up to that point are written. */
+QRT_API int32_t _qrtcMoveNumEditToNum(const QrtNumDeeditPicture* picture, const uint8_t* source,
+                                      uint8_t* destination);
+
+/* Guarded. The same for an item with a currency string. A picture that prints more than 249 bytes gives 1. */
+QRT_API int32_t _qrtcMoveNumEditToNum2(const QrtNumDeeditPicture* picture, const uint8_t* source,
+                                       uint8_t* destination, const QrtCurrency* currency);
+
+/* Guarded. Moves bytes between items that may overlap, one by one from the left: a target that starts inside
+   the source gets its first bytes over and over. A negative targetLength justifies right; a negative
+   sourceLength pads with 0x40 and not with 0x20. Sizes are the absolute values. */
+QRT_API void _qrtcMoveVarLenOverlap(uint8_t* target, int32_t targetLength, const uint8_t* source,
+                                    int32_t sourceLength);
 
 /* ======================================================================================================
  * DISPLAY, ACCEPT and STOP
  * ====================================================================================================== */
+
+/* Values of QrtDisplayControl.target. */
+#define QRT_DISPLAY_SYSOUT 1
+#define QRT_DISPLAY_CONSOLE 2
+#define QRT_DISPLAY_SYSPUNCH 3
+
+/* Bit of QrtDisplayControl.flags. */
+#define QRT_DISPLAY_NO_ADVANCING 0x01
+
+typedef struct QrtDisplayControl {
+  int32_t itemCount;    /* 0 */
+  uint8_t target;       /* 4: QRT_DISPLAY_SYSOUT and on */
+  uint8_t flags;        /* 5: QRT_DISPLAY_NO_ADVANCING or 0 */
+  uint8_t decimalPoint; /* 6: what stands for the point of a floating value */
+} QrtDisplayControl;
+
+/* Values of QrtDisplayItem.type; the three kinds of text are shown alike. */
+#define QRT_DISPLAY_FLOAT 1
+#define QRT_DISPLAY_TEXT 2
+#define QRT_DISPLAY_INTEGER 3
+#define QRT_DISPLAY_TEXT_4 4
+#define QRT_DISPLAY_TEXT_5 5
+
+typedef struct QrtDisplayItem {
+  const void* data; /*  0 */
+  uint32_t size;    /*  4: bytes of data: 4 or 8 for a float; 2, 4 or 8 for an integer */
+  int32_t digits;   /*  8: in: for a float its significant digits, for an integer its digits, 256 at most;
+                           out: bytes of text. To be set again for each DISPLAY. */
+  int32_t type;     /* 12: QRT_DISPLAY_FLOAT and on */
+} QrtDisplayItem;
+
+/* Guarded. Shows the items one behind the other. An integer shows its last `digits` digits, filled with
+   zeros, behind a "-" if it is negative. A float shows as sign or space, point, digits, "E", "-" or space,
+   exponent of at least two digits; what is no number as "Infinity" or "NaN" with a zero byte behind it.
+   With _qrtDebugBuf set the first item's text goes there, without a zero byte, its length to
+   _qrtDebugBufLen, and nothing is written. Message 168: SYSPUNCH can't be opened, standard output is used;
+   169: unknown target, nothing is written; 170: item of unknown type or size, the rest isn't written. */
+QRT_API void _qrtcDisplay(const QrtDisplayControl* control, QrtDisplayItem* items);
+
+/* What ACCEPT reads: the first of these that is set, in this order. */
+#define QRT_ACCEPT_CONSOLE 0x20
+#define QRT_ACCEPT_SYSIN 0x02
+#define QRT_ACCEPT_DATE 0x10        /* YYMMDD */
+#define QRT_ACCEPT_DAY 0x08         /* YYDDD */
+#define QRT_ACCEPT_TIME 0x04        /* HHMMSS and hundredths */
+#define QRT_ACCEPT_DAY_OF_WEEK 0x01 /* 1 for Monday to 7 for Sunday */
+/* And how. */
+#define QRT_ACCEPT_FOUR_DIGIT_YEAR 0x40
+#define QRT_ACCEPT_DOUBLE_BYTE 0x80 /* the receiver holds double-byte characters */
+
+/* Guarded. Reads into a receiver of `length` bytes; below 1 nothing is done. A line of a terminal ends the
+   input, and what doesn't fit is dropped; the lines of a file run together without their line ends, and what
+   doesn't fit stays for the next ACCEPT. Spaces fill the rest; at end of file the receiver stays as it was.
+   A date or time is cut on the right to fit. Message 200 on a read error, after which the statement ends. */
+QRT_API void _qrtcAccept(uint8_t flags, int32_t length, uint8_t* receiver);
+
+/* Guarded. Reads characters from console or SYSIN, decoded by the locale, as UTF-16 units: as many as
+   `*length` at most. No padding, no date or time; else as _qrtcAccept. */
+QRT_API void _qrtAcceptUnicode(uint8_t flags, const int32_t* length, void* receiver);
+
+/* Guarded. STOP with a literal: shows the text on SYSOUT and waits for a line, or the end, of SYSIN. Message
+   200 on a read error. */
+QRT_API void _qrtcStopLiteral(int32_t length, const char* text);
 
 /* ======================================================================================================
  * Files

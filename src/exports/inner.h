@@ -9,3 +9,8 @@
 #include "fileio/status.h"
 #include "frame/guard.h"
 #include "frame/message.h"
+#include "statement/accept.h"
+#include "statement/deedit.h"
+#include "statement/display.h"
+#include "statement/edit.h"
+#include "statement/move.h"

@@ -84,6 +84,26 @@ AT(QrtFcb, useTable, 176);
 AT(QrtFcb, concatenation, 184);
 AT(QrtFcb, keyArea, 196);
 
+static_assert(sizeof(QrtUnicodeEditRun) == 4);
+AT(QrtAlphaNumEditPicture, repeat, 2);
+AT(QrtAlphaNumEditPicture, elements, 3);
+AT(QrtUnicodeEditPicture, repeat, 2);
+AT(QrtUnicodeEditPicture, runs, 4);
+AT(QrtNumEditPicture, decimalPoint, 2);
+AT(QrtNumEditPicture, currency, 3);
+AT(QrtNumEditPicture, editKind, 4);
+AT(QrtNumEditPicture, picture, 5);
+AT(QrtNumDeeditPicture, picture, 2);
+AT(QrtCurrency, text, 2);
+
+AT(QrtDisplayControl, target, 4);
+AT(QrtDisplayControl, flags, 5);
+AT(QrtDisplayControl, decimalPoint, 6);
+static_assert(sizeof(QrtDisplayItem) == 16);
+AT(QrtDisplayItem, size, 4);
+AT(QrtDisplayItem, digits, 8);
+AT(QrtDisplayItem, type, 12);
+
 #undef AT
 
 }  // namespace
