@@ -651,6 +651,49 @@ QRT_API void _Convert_Znd_To_Pckd(const uint8_t* source, uint8_t* destination, i
 QRT_API void _Convert_Pckd_To_ZndUS(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
                                     int32_t sourceDigits, uint32_t* nonZero);
 
+/* ------------------------------------------------------------------------------------------------------
+ * Eight-byte integers: two's complement, low word first, by address at any alignment. None of these is
+ * guarded, none reports a message, and a result may lie on an operand.
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* a plus b, and a minus b, modulo 2 to the 64th. */
+QRT_API void _qrtAdd8to4(int64_t* result, const int64_t* a, int32_t b);
+QRT_API void _qrtAdd8to8(int64_t* result, const int64_t* a, const int64_t* b);
+QRT_API void _qrtSub8from8(int64_t* result, const int64_t* a, const int64_t* b);
+
+/* a times b modulo 2 to the 64th. 0, or -1 when the magnitude of the product needs more than 64 bits; a
+   magnitude from 2 to the 63rd up wraps and gives 0. */
+QRT_API int32_t _qrtMult8by4(int64_t* result, const int64_t* a, int32_t b);
+QRT_API int32_t _qrtMult8by8(int64_t* result, const int64_t* a, const int64_t* b);
+QRT_API int32_t _qrtMult8by8u(uint64_t* result, const uint64_t* a, const uint64_t* b);
+
+/* Quotient, cut towards zero, and remainder with the sign of the dividend. 0; with nothing written, 1 for a
+   zero divisor and -1 for the lowest value divided by -1. */
+QRT_API int32_t _qrtDiv8by2(int64_t* quotient, int32_t* remainder, const int64_t* dividend, int16_t divisor);
+QRT_API int32_t _qrtDiv8by2u(uint64_t* quotient, uint32_t* remainder, const uint64_t* dividend,
+                             uint16_t divisor);
+QRT_API int32_t _qrtDiv8by4(int64_t* quotient, int64_t* remainder, const int64_t* dividend, int32_t divisor);
+QRT_API int32_t _qrtDiv8by8(int64_t* quotient, int64_t* remainder, const int64_t* dividend,
+                            const int64_t* divisor);
+QRT_API int32_t _qrtDiv8by8u(uint64_t* quotient, uint64_t* remainder, const uint64_t* dividend,
+                             const uint64_t* divisor);
+
+/* Negates in place; the lowest value stays as it is. */
+QRT_API void _qrtNeg8(int64_t* value);
+
+/* The decimal text of a value, terminated: at most 21 bytes. */
+QRT_API void _qrtConv8toStr(char* buffer, const int64_t* value);
+
+/* The value cut towards zero. 0, or -1 for a magnitude from 2 to the 60th up, with the low 64 bits of the
+   whole value in the result; an infinity or NaN stores 0. */
+QRT_API int32_t _qrtConvDblto8(int64_t* result, double value);
+
+/* The nearest single or double of a signed or (u) unsigned value. */
+QRT_API void _qrtConv8toFlt(float* result, const int64_t* value);
+QRT_API void _qrtConv8utoFlt(float* result, const uint64_t* value);
+QRT_API void _qrtConv8toDbl(double* result, const int64_t* value);
+QRT_API void _qrtConv8utoDbl(double* result, const uint64_t* value);
+
 /* ======================================================================================================
  * MOVE and editing
  * ====================================================================================================== */
