@@ -84,6 +84,13 @@ AT(QrtFcb, useTable, 176);
 AT(QrtFcb, concatenation, 184);
 AT(QrtFcb, keyArea, 196);
 
+static_assert(sizeof(QrtExponentiation) == 18);
+AT(QrtExponentiation, baseDigits, 6);
+AT(QrtExponentiation, baseFraction, 8);
+AT(QrtExponentiation, resultDigits, 12);
+AT(QrtExponentiation, resultFraction, 14);
+AT(QrtExponentiation, resultIntegers, 16);
+
 #undef AT
 
 }  // namespace
