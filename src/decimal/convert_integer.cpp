@@ -1,4 +1,6 @@
 // Conversions between packed items and binary integers of 1, 2, 4 and 8 bytes.
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <cstring>
 #include <type_traits>
@@ -15,18 +17,32 @@ namespace {
 template <typename Integer>
 using Word = std::conditional_t<sizeof(Integer) == 8, uint64_t, uint32_t>;
 
-// Writes `pairs` packed bytes of the value's low-order digits, the last one in front of `end`.
-template <typename Value>
-void writePairs(uint8_t* end, Value value, int32_t pairs) {
-  if constexpr (sizeof(Value) == 8) {
-    constexpr uint32_t fourPairs = 100'000'000;
-    for (; value >= fourPairs && pairs > 4; end -= 4, pairs -= 4, value /= fourPairs)
-      writePairs(end, static_cast<uint32_t>(value % fourPairs), 4);
-    writePairs(end, static_cast<uint32_t>(value % fourPairs), pairs);
-  } else {
-    for (; value != 0 && pairs > 0; --pairs, value /= 100) *--end = pair_value_bcd[value % 100];
-    for (; pairs > 0; --pairs) *--end = 0;
-  }
+constexpr uint32_t eightDigits = 100'000'000, nineDigits = 1'000'000'000;
+
+// Eight digits as four packed bytes in the order of storage. The two halves of four digits a, b, c, d become
+// the lanes a, ab, abc, abcd by multiplications with reciprocals; each lane less ten times its left neighbour
+// is a digit. (The reciprocals are those of Wojciech Mula's conversion of integers to text.)
+uint32_t packEight(uint32_t value) {
+  const __m128i both = _mm_cvtsi32_si128(static_cast<int32_t>(value / 10'000 | value % 10'000 << 16));
+  // Lanes 4 * abcd, four times over, then 4 * efgh.
+  const __m128i halves = _mm_slli_epi16(_mm_unpacklo_epi16(both, both), 2);
+  const __m128i fours = _mm_unpacklo_epi32(halves, halves);
+  const __m128i reciprocals = _mm_set_epi16(-32768, 13108, 5243, 8389, -32768, 13108, 5243, 8389);
+  const __m128i shifts = _mm_set_epi16(-32768, 1 << 13, 1 << 11, 1 << 7, -32768, 1 << 13, 1 << 11, 1 << 7);
+  const __m128i prefixes = _mm_mulhi_epu16(_mm_mulhi_epu16(fours, reciprocals), shifts);
+  const __m128i tens = _mm_slli_epi64(_mm_mullo_epi16(prefixes, _mm_set1_epi16(10)), 16);
+  const __m128i digits = _mm_sub_epi16(prefixes, tens);
+  const __m128i pairs = _mm_madd_epi16(digits, _mm_set1_epi32(1 << 16 | 16));
+  const __m128i bytes = _mm_packs_epi32(pairs, pairs);
+  return static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(bytes, bytes)));
+}
+
+// Takes the low-order digits, as many as `power` of ten has zeros, off a number.
+template <typename Number>
+uint32_t takeDigits(Number& number, uint32_t power) {
+  const Number all = number;
+  number = all < power ? 0 : all / power;
+  return static_cast<uint32_t>(all - number * power);
 }
 
 }  // namespace
@@ -47,14 +63,18 @@ void packedToInteger8(const uint8_t* source, int32_t sourceDigits, Integer* resu
 template <typename Integer>
 uint8_t* integerToPacked(Integer value, uint8_t* destination, int32_t destinationDigits) {
   const bool negative = value < 0;
-  const auto magnitude = negative ? 0 - static_cast<Word<Integer>>(value) : static_cast<Word<Integer>>(value);
-  const int32_t pairs = destinationDigits / 2;
-  uint8_t& last = destination[pairs];
-  last = static_cast<uint8_t>(magnitude % 10 << 4 | 0xC);
-  writePairs(&last, magnitude / 10, pairs);
-  if (destinationDigits % 2 == 0) destination[0] &= 0x0F;
-  const bool zero = last == 0x0C && std::all_of(destination, &last, [](uint8_t pair) { return pair == 0; });
-  if (negative && !zero) last ^= 0xC ^ 0xD;
+  auto rest = negative ? 0 - static_cast<Word<Integer>>(value) : static_cast<Word<Integer>>(value);
+  uint8_t* const last = destination + packedBytes(destinationDigits) - 1;
+  const uint32_t lowOrder = takeDigits(rest, nineDigits);
+  *last = static_cast<uint8_t>(lowOrder % 10 << 4 | 0xC);
+  uint8_t* at = last;
+  uint32_t packed = packEight(lowOrder / 10);
+  for (; at - destination >= 4; packed = packEight(takeDigits(rest, eightDigits)))
+    memcpy(at -= 4, &packed, 4);
+  for (; at > destination; packed <<= 8) *--at = static_cast<uint8_t>(packed >> 24);
+  if (destinationDigits % 2 == 0) *destination &= 0x0F;
+  if (negative && (*last != 0x0C || std::any_of(destination, last, [](uint8_t pair) { return pair != 0; })))
+    *last ^= 0xC ^ 0xD;
   return destination;
 }
 

@@ -165,12 +165,18 @@ bool isValidPacked(const uint8_t* item, int32_t digits) {
   const auto bad = [](uint32_t nibbles) {
     return ((nibbles | nibbles << 1) << 1 & nibbles & 0x88888888) != 0;
   };
-  const uint8_t* const last = item + packedBytes(digits) - 1;
-  for (; last - item >= 4; item += 4)
+  const int32_t bytes = packedBytes(digits);
+  const uint8_t lastByte = item[bytes - 1];
+  if ((lastByte & 15) <= 9) return false;
+  if (bytes < 4) {
+    uint32_t all = lastByte & 0xF0;
+    for (int32_t i = 0; i < bytes - 1; ++i) all = all << 8 | item[i];
+    return !bad(all);
+  }
+  const uint8_t* const lastWord = item + bytes - 4;
+  for (; item < lastWord; item += 4)
     if (bad(load<uint32_t>(item))) return false;
-  uint32_t rest = *last & 0xF0;
-  for (; item != last; ++item) rest = rest << 8 | *item;
-  return !bad(rest) && (*last & 15) > 9;
+  return !bad(load<uint32_t>(lastWord) & 0xF0FFFFFF);
 }
 
 bool packedToZonedDigits(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
