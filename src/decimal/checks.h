@@ -5,17 +5,16 @@
 #include <cstdint>
 
 #include "decimal/tables.h"
+#include "frame/message.h"
 #include "qrtrlib.h"
 
 namespace qrt::decimal {
-
-inline constexpr int32_t badSignNibble = 39, badSeparateSign = 40, badDigit = 903;
 
 // The value of two digits; above 99, and reported, when they aren't digits.
 inline uint8_t checkedPair(uint8_t byte) {
   const uint8_t value = bcd_digits_checked[byte];
   if (value >= invalidPair) [[unlikely]]
-    qrtWriteERRmsg(badDigit, 0);
+    qrtWriteERRmsg(frame::invalidDigit, 0);
   return value;
 }
 
@@ -23,14 +22,14 @@ inline uint8_t checkedPair(uint8_t byte) {
 inline uint8_t checkedUnits(uint8_t lastByte) {
   const uint8_t tenfold = bcd_sign_checked[lastByte];
   if (tenfold >= invalidPair) [[unlikely]]
-    qrtWriteERRmsg((lastByte & 15) < 10 ? badSignNibble : badDigit, 0);
+    qrtWriteERRmsg((lastByte & 15) < 10 ? frame::invalidSign : frame::invalidDigit, 0);
   return tenfold / 10;
 }
 
 // A separate sign byte as it stands, reported when it is neither "+" nor "-".
 inline uint8_t checkedSeparateSign(uint8_t sign) {
   if (sign != '+' && sign != '-') [[unlikely]]
-    qrtWriteERRmsg(badSeparateSign, 0);
+    qrtWriteERRmsg(frame::invalidSeparateSign, 0);
   return sign;
 }
 

@@ -5,11 +5,9 @@
 
 #include <cstdint>
 
-namespace qrt::decimal {
+#include "decimal/zoned.h"
 
-// Where a zoned item has its sign: on the trailing or leading digit as an overpunch (bit 0x40 of that byte),
-// in a separate byte behind or ahead of the digits, or nowhere.
-enum class Zoned { TO, TS, LO, LS, US };
+namespace qrt::decimal {
 
 template <Zoned to>
 uint8_t* packedToZoned(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,

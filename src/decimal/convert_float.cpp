@@ -103,7 +103,7 @@ uint8_t* extendedToPacked(long double value, uint8_t* destination, int32_t desti
   const bool inRange = magnitude >= smallest && magnitude <= extendedPowerOfTen(destinationDigits + 19);
   if (!inRange) {  // a NaN too
     memset(destination, 0, bytes);
-    last = 0x0C;
+    last = positiveSign;
     return destination;
   }
   magnitude *= scalesOfExtended[scale + mostScale];
@@ -117,7 +117,7 @@ uint8_t* extendedToPacked(long double value, uint8_t* destination, int32_t desti
     for (int32_t i = std::max(end, 0); i < bytes; ++i) destination[i] = 0;
     negative = negative && end != first;
   }
-  last |= negative ? 0xD : 0xC;
+  last |= signNibble(negative);
   return destination;
 }
 

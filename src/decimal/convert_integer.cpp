@@ -66,7 +66,7 @@ uint8_t* integerToPacked(Integer value, uint8_t* destination, int32_t destinatio
   auto rest = negative ? 0 - static_cast<Word<Integer>>(value) : static_cast<Word<Integer>>(value);
   uint8_t* const last = destination + packedBytes(destinationDigits) - 1;
   const uint32_t lowOrder = takeDigits(rest, nineDigits);
-  *last = static_cast<uint8_t>(lowOrder % 10 << 4 | 0xC);
+  *last = static_cast<uint8_t>(lowOrder % 10 << 4 | positiveSign);
   uint8_t* at = last;
   uint32_t packed = packEight(lowOrder / 10);
   for (; at - destination >= 4; packed = packEight(takeDigits(rest, eightDigits)))
@@ -74,7 +74,7 @@ uint8_t* integerToPacked(Integer value, uint8_t* destination, int32_t destinatio
   for (; at > destination; packed <<= 8) *--at = static_cast<uint8_t>(packed >> 24);
   if (destinationDigits % 2 == 0) *destination &= 0x0F;
   if (negative && (*last != 0x0C || std::any_of(destination, last, [](uint8_t pair) { return pair != 0; })))
-    *last ^= 0xC ^ 0xD;
+    *last ^= positiveSign ^ negativeSign;
   return destination;
 }
 

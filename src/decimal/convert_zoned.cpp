@@ -6,20 +6,14 @@
 
 #include "decimal/checks.h"
 #include "decimal/convert.h"
-#include "decimal/digits.h"
 #include "decimal/packed.h"
+#include "decimal/zoned.h"
 
 namespace qrt::decimal {
 namespace {
 
-constexpr uint8_t positiveZone = 0x30, negativeZone = 0x70;
-
 constexpr bool isOverpunched(Zoned form) {
   return form == Zoned::TO || form == Zoned::LO;
-}
-
-constexpr bool isSeparate(Zoned form) {
-  return form == Zoned::TS || form == Zoned::LS;
 }
 
 constexpr bool isNegativeZone(uint8_t byte) {
@@ -27,7 +21,7 @@ constexpr bool isNegativeZone(uint8_t byte) {
 }
 
 void setZone(uint8_t& byte, uint8_t zone) {
-  byte = static_cast<uint8_t>((byte & 0x0F) | (zone & 0xF0));
+  byte = withZone(byte, zone);
 }
 
 // The digits of an item.
@@ -75,9 +69,9 @@ bool moveZonedDigits(const uint8_t* source, uint8_t* destination, int32_t destin
 // The sign of a value that came without zones; zero has been tested.
 template <Zoned to>
 void placeSign(uint8_t* item, int32_t digits, bool negative) {
-  if constexpr (isSeparate(to)) signByte<to>(item, digits) = negative ? '-' : '+';
+  if constexpr (hasSeparateSign(to)) signByte<to>(item, digits) = negative ? '-' : '+';
   if constexpr (isOverpunched(to))
-    if (negative) setZone(signByte<to>(item, digits), negativeZone);
+    if (negative) setZone(signByte<to>(item, digits), zoneNegative);
 }
 
 }  // namespace
@@ -86,10 +80,9 @@ template <Zoned to>
 uint8_t* packedToZoned(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
                        int32_t sourceDigits) {
   const uint8_t lastByte = source[packedBytes(sourceDigits) - 1];
-  if (!isValidPacked(source, sourceDigits)) [[unlikely]]
-    qrtWriteERRmsg((lastByte & 15) < 10 ? badSignNibble : badDigit, 0);
-  const bool nonZero =
-      packedToZonedDigits(source, digitsOf<to>(destination), destinationDigits, sourceDigits);
+  if (!isValid(source, packedBytes(sourceDigits))) [[unlikely]]
+    qrtWriteERRmsg((lastByte & 15) < 10 ? frame::invalidSign : frame::invalidDigit, 0);
+  const bool nonZero = unpackDigits(source, digitsOf<to>(destination), destinationDigits, sourceDigits);
   if constexpr (to == Zoned::LS) {  // the one form that shows a negative zero
     const uint8_t sign = lastByte & 15;
     const bool positive = sign == 0xA || sign == 0xC || sign == 0xE || sign == 0xF;
@@ -104,12 +97,11 @@ template <Zoned from>
 uint8_t* zonedToPacked(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
                        int32_t sourceDigits) {
   const uint8_t sign = signByte<from>(source, sourceDigits);
-  const bool nonZero =
-      zonedToPackedDigits(digitsOf<from>(source), destination, destinationDigits, sourceDigits);
+  const bool nonZero = packDigits(digitsOf<from>(source), destination, destinationDigits, sourceDigits);
   bool negative = false;
   if constexpr (isOverpunched(from)) negative = isNegativeZone(sign);
-  if constexpr (isSeparate(from)) negative = checkedSeparateSign(sign) == '-';
-  if (negative && nonZero) destination[packedBytes(destinationDigits) - 1] ^= 0xC ^ 0xD;
+  if constexpr (hasSeparateSign(from)) negative = checkedSeparateSign(sign) == '-';
+  if (negative && nonZero) destination[packedBytes(destinationDigits) - 1] ^= positiveSign ^ negativeSign;
   return destination;
 }
 
@@ -124,19 +116,19 @@ uint8_t* zonedToZoned(const uint8_t* source, uint8_t* destination, int32_t desti
   uint8_t* const digits = digitsOf<to>(destination);
   const bool nonZero = moveZonedDigits(digitsOf<from>(source), digits, destinationDigits, sourceDigits);
 
-  if constexpr (from == Zoned::TO || from == Zoned::US) setZone(digits[destinationDigits - 1], positiveZone);
+  if constexpr (from == Zoned::TO || from == Zoned::US) setZone(digits[destinationDigits - 1], zonePositive);
   if constexpr (from == Zoned::LO)
-    setZone(digits[std::max(destinationDigits - sourceDigits, 0)], positiveZone);
+    setZone(digits[std::max(destinationDigits - sourceDigits, 0)], zonePositive);
 
   uint8_t& target = signByte<to>(destination, destinationDigits);
   if constexpr (isOverpunched(from) && isOverpunched(to)) {
-    setZone(target, nonZero ? sign : positiveZone);
+    setZone(target, nonZero ? sign : zonePositive);
   } else if constexpr (isOverpunched(from)) {
     placeSign<to>(destination, destinationDigits, nonZero && isNegativeZone(sign));
-  } else if constexpr (isSeparate(from) && isSeparate(to)) {
+  } else if constexpr (hasSeparateSign(from) && hasSeparateSign(to)) {
     checkedSeparateSign(sign);
     target = nonZero ? sign : '+';
-  } else if constexpr (isSeparate(from) && to != Zoned::US) {
+  } else if constexpr (hasSeparateSign(from) && to != Zoned::US) {
     placeSign<to>(destination, destinationDigits, checkedSeparateSign(sign) == '-' && nonZero);
   } else {
     placeSign<to>(destination, destinationDigits, false);

@@ -254,7 +254,7 @@ TEST(ConvertZoned, BadPackedBytesAreReported) {
       for (int32_t nibble = 0; nibble <= 2 * (digits / 2) + 1; ++nibble) {
         Bytes item = anyPacked(digits, 0xC);
         const bool isSign = nibble == 2 * (digits / 2) + 1;
-        const uint8_t bad = isSign ? random_() % 10 : 10 + random_() % 6;
+        const auto bad = static_cast<uint8_t>(isSign ? random_() % 10 : 10 + random_() % 6);
         uint8_t& byte = item[nibble / 2];
         byte = static_cast<uint8_t>(nibble % 2 == 0 ? (byte & 15) | bad << 4 : (byte & 0xF0) | bad);
         _qrtcBCD_CONV_Pckd_To_ZndUS(item.data(), zoned, 1, digits);
