@@ -13,7 +13,7 @@ using qrt::test::reportsOf;
 
 double eightByEight(double base, double exponent, uint32_t* sizeError) {
   const auto whole = static_cast<int64_t>(exponent);
-  return whole == exponent ? _qrtExpFloat8Int8(base, &whole, sizeError)
+  return static_cast<double>(whole) == exponent ? _qrtExpFloat8Int8(base, &whole, sizeError)
                            : _qrtExpFloat8Float8(base, exponent, sizeError);
 }
 
