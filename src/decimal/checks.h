@@ -14,7 +14,7 @@ namespace qrt::decimal {
 inline uint8_t checkedPair(uint8_t byte) {
   const uint8_t value = bcd_digits_checked[byte];
   if (value >= invalidPair) [[unlikely]]
-    qrtWriteERRmsg(frame::invalidDigit, 0);
+    qrtWriteERRmsg(frame::message::invalidDigit, 0);
   return value;
 }
 
@@ -22,14 +22,14 @@ inline uint8_t checkedPair(uint8_t byte) {
 inline uint8_t checkedUnits(uint8_t lastByte) {
   const uint8_t tenfold = bcd_sign_checked[lastByte];
   if (tenfold >= invalidPair) [[unlikely]]
-    qrtWriteERRmsg((lastByte & 15) < 10 ? frame::invalidSign : frame::invalidDigit, 0);
+    qrtWriteERRmsg((lastByte & 15) < 10 ? frame::message::invalidSign : frame::message::invalidDigit, 0);
   return tenfold / 10;
 }
 
 // A separate sign byte as it stands, reported when it is neither "+" nor "-".
 inline uint8_t checkedSeparateSign(uint8_t sign) {
   if (sign != '+' && sign != '-') [[unlikely]]
-    qrtWriteERRmsg(frame::invalidSeparateSign, 0);
+    qrtWriteERRmsg(frame::message::invalidSeparateSign, 0);
   return sign;
 }
 

@@ -81,7 +81,7 @@ uint8_t* packedToZoned(const uint8_t* source, uint8_t* destination, int32_t dest
                        int32_t sourceDigits) {
   const uint8_t lastByte = source[packedBytes(sourceDigits) - 1];
   if (!isValid(source, packedBytes(sourceDigits))) [[unlikely]]
-    qrtWriteERRmsg((lastByte & 15) < 10 ? frame::invalidSign : frame::invalidDigit, 0);
+    qrtWriteERRmsg((lastByte & 15) < 10 ? frame::message::invalidSign : frame::message::invalidDigit, 0);
   const bool nonZero = unpackDigits(source, digitsOf<to>(destination), destinationDigits, sourceDigits);
   if constexpr (to == Zoned::LS) {  // the one form that shows a negative zero
     const uint8_t sign = lastByte & 15;

@@ -1,13 +1,10 @@
-// Digit movers on SSE2 registers. A long item is done in blocks from its first digit on, each laid over the
-// end of the one before, and last in a block that ends with the units digit:
+// Movers of digits between zoned and packed items, on SSE2 registers. Once the first digit of an even count
+// is moved by itself, two digits stand in each byte but the last. A long item is then done in blocks from its
+// first digit on, and last in a block that ends with the units digit and may lie over the one before:
 //
-//   packed   |d0 d1|d2 d3| ... |d13 d14|d15 d16| ... |d30 C|
-//   zoned    d0 ............. d15                               first block: 16 digits, 8 packed bytes
-//                                   d14 ................ d29    the next one starts 14 digits on
-//                                                d16 ... d30    last block: 15 digits and the sign
-//
-// Where the first digit moved stands in a low nibble, the blocks hold 15 digits; 14 digits on is still
-// covered.
+//   packed   |d0 d1|d2 d3| ... |d14 d15|d16 d17| ... |d22 C|
+//   zoned    d0 ................. d15                          16 digits, 8 packed bytes
+//                           d8 ...................... d22      15 digits and the sign
 #include "decimal/zoned.h"
 
 #include <emmintrin.h>
@@ -98,17 +95,15 @@ __m128i withoutSign(__m128i digits) {
   return _mm_slli_si128(digits, 17 - Width::digits);
 }
 
-// `count` digits, at least a last block of them, from the nibble on that `low` tells of the first byte.
+// An odd count of digits, at least a last block of them.
 template <typename Width>
-bool unpackBlocks(const uint8_t* packed, bool low, uint8_t* zoned, int32_t count) {
-  constexpr int32_t step = Width::digits - 2;
-  const __m128i zones = _mm_set1_epi8('0');
-  const uint8_t* const packedEnd = packed + (low + count) / 2 + 1;
+bool unpackBlocks(const uint8_t* packed, uint8_t* zoned, int32_t count) {
+  const __m128i zones = _mm_set1_epi8(zonePositive);
+  const uint8_t* const packedEnd = packed + packedBytes(count);
   uint8_t* const zonedEnd = zoned + count;
   __m128i seen = _mm_setzero_si128();
-  for (; zonedEnd - zoned >= Width::digits; zoned += step, packed += step / 2) {
-    const __m128i nibbles = spread(Width::loadPacked(packed));
-    const __m128i digits = low ? _mm_srli_si128(nibbles, 1) : nibbles;
+  for (; zonedEnd - zoned >= Width::digits; zoned += Width::digits, packed += Width::digits / 2) {
+    const __m128i digits = spread(Width::loadPacked(packed));
     seen = _mm_or_si128(seen, digits);
     Width::storeZoned(zoned, _mm_or_si128(digits, zones));
   }
@@ -117,29 +112,27 @@ bool unpackBlocks(const uint8_t* packed, bool low, uint8_t* zoned, int32_t count
   return anyBit(_mm_or_si128(seen, withoutSign<Width>(last)));
 }
 
-bool unpackFew(const uint8_t* packed, bool low, uint8_t* zoned, int32_t count) {
+bool unpackFew(const uint8_t* packed, uint8_t* zoned, int32_t count) {
   uint8_t seen = 0;
-  for (int32_t i = 0; i < count; ++i) {
-    const int32_t nibble = i + low;
-    const uint8_t digit = (nibble & 1) != 0 ? packed[nibble / 2] & 15 : packed[nibble / 2] >> 4;
-    seen |= digit;
-    zoned[i] = static_cast<uint8_t>('0' + digit);
+  for (; count > 1; count -= 2, ++packed) {
+    seen |= *packed;
+    *zoned++ = static_cast<uint8_t>(zonePositive | *packed >> 4);
+    *zoned++ = static_cast<uint8_t>(zonePositive | (*packed & 15));
   }
-  return seen != 0;
+  *zoned = static_cast<uint8_t>(zonePositive | *packed >> 4);
+  return seen != 0 || *packed >> 4 != 0;
 }
 
 template <typename Width>
 bool packBlocks(const uint8_t* zoned, uint8_t* packed, int32_t count) {
-  constexpr int32_t step = Width::digits - 2;
   const __m128i nibble = _mm_set1_epi8(15);
   const uint8_t* const zonedEnd = zoned + count;
   uint8_t* const packedEnd = packed + packedBytes(count);
-  const bool spare = count % 2 == 0;
   __m128i seen = _mm_setzero_si128();
-  for (; zonedEnd - zoned >= Width::digits; zoned += step, packed += step / 2) {
+  for (; zonedEnd - zoned >= Width::digits; zoned += Width::digits, packed += Width::digits / 2) {
     const __m128i digits = _mm_and_si128(Width::loadZoned(zoned), nibble);
     seen = _mm_or_si128(seen, digits);
-    Width::storePacked(packed, gather(spare ? _mm_slli_si128(digits, 1) : digits));
+    Width::storePacked(packed, gather(digits));
   }
   const __m128i last = _mm_and_si128(Width::loadLastZoned(zonedEnd), nibble);
   Width::storePacked(packedEnd - Width::digits / 2, gather(last));
@@ -148,42 +141,51 @@ bool packBlocks(const uint8_t* zoned, uint8_t* packed, int32_t count) {
 }
 
 bool packFew(const uint8_t* zoned, uint8_t* packed, int32_t count) {
-  uint8_t seen = 0, pending = 0;
-  for (int32_t i = 0; i < count; ++i) {
-    const uint8_t digit = zoned[i] & 15;
-    seen |= digit;
-    if ((count - i) % 2 == 0) *packed++ = static_cast<uint8_t>(pending << 4 | digit);
-    pending = digit;
+  uint8_t seen = 0;
+  for (; count > 1; count -= 2, zoned += 2) {
+    *packed = static_cast<uint8_t>(zoned[0] << 4 | (zoned[1] & 15));
+    seen |= *packed++;
   }
-  *packed = static_cast<uint8_t>(pending << 4 | positiveSign);
-  return seen != 0;
+  *packed = static_cast<uint8_t>(*zoned << 4 | positiveSign);
+  return seen != 0 || (*zoned & 15) != 0;
 }
 
 }  // namespace
 
 bool unpackDigits(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
                   int32_t sourceDigits) {
-  const int32_t count = std::min(destinationDigits, sourceDigits);
+  int32_t count = std::min(destinationDigits, sourceDigits);
   if (destinationDigits > count) memset(destination, '0', destinationDigits - count);
   destination += destinationDigits - count;
-  const int32_t firstNibble = sourceDigits / 2 * 2 + 1 - count;
-  const bool low = (firstNibble & 1) != 0;
-  source += firstNibble / 2;
-  if (count >= 15) return unpackBlocks<Wide>(source, low, destination, count);
-  if (count >= 7) return unpackBlocks<Narrow>(source, low, destination, count);
-  return unpackFew(source, low, destination, count);
+  source += packedBytes(sourceDigits) - packedBytes(count);
+  bool nonZero = false;
+  if (count % 2 == 0) {
+    const uint8_t digit = *source++ & 15;
+    nonZero = digit != 0;
+    *destination++ = zonePositive | digit;
+    --count;
+  }
+  if (count >= 15) return nonZero | unpackBlocks<Wide>(source, destination, count);
+  if (count >= 7) return nonZero | unpackBlocks<Narrow>(source, destination, count);
+  return nonZero | unpackFew(source, destination, count);
 }
 
 bool packDigits(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
                 int32_t sourceDigits) {
-  const int32_t count = std::min(destinationDigits, sourceDigits);
+  int32_t count = std::min(destinationDigits, sourceDigits);
   const int32_t leading = packedBytes(destinationDigits) - packedBytes(count);
   if (leading > 0) memset(destination, 0, leading);
   destination += leading;
   source += sourceDigits - count;
-  if (count >= 15) return packBlocks<Wide>(source, destination, count);
-  if (count >= 7) return packBlocks<Narrow>(source, destination, count);
-  return packFew(source, destination, count);
+  bool nonZero = false;
+  if (count % 2 == 0) {
+    *destination = *source++ & 15;
+    nonZero = *destination++ != 0;
+    --count;
+  }
+  if (count >= 15) return nonZero | packBlocks<Wide>(source, destination, count);
+  if (count >= 7) return nonZero | packBlocks<Narrow>(source, destination, count);
+  return nonZero | packFew(source, destination, count);
 }
 
 }  // namespace qrt::decimal
