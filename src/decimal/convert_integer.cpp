@@ -9,6 +9,7 @@
 #include "decimal/convert.h"
 #include "decimal/packed.h"
 #include "decimal/packed_value.h"
+#include "decimal/words.h"
 
 namespace qrt::decimal {
 namespace {
@@ -68,11 +69,10 @@ uint8_t* integerToPacked(Integer value, uint8_t* destination, int32_t destinatio
   const uint32_t lowOrder = takeDigits(rest, nineDigits);
   *last = static_cast<uint8_t>(lowOrder % 10 << 4 | positiveSign);
   uint8_t* at = last;
-  uint32_t packed = packEight(lowOrder / 10);
-  for (; at - destination >= 4; packed = packEight(takeDigits(rest, eightDigits)))
-    memcpy(at -= 4, &packed, 4);
-  for (; at > destination; packed <<= 8) *--at = static_cast<uint8_t>(packed >> 24);
-  if (destinationDigits % 2 == 0) *destination &= 0x0F;
+  uint32_t eight = lowOrder / 10;
+  for (; at - destination >= 4; eight = takeDigits(rest, eightDigits)) storeWord(at -= 4, __builtin_bswap32(packEight(eight)));
+  if (at > destination) storePartialWord(destination, static_cast<int32_t>(at - destination), __builtin_bswap32(packEight(eight)));
+  clearSpareNibble(destination, destinationDigits);
   if (negative && (*last != 0x0C || std::any_of(destination, last, [](uint8_t pair) { return pair != 0; })))
     *last ^= positiveSign ^ negativeSign;
   return destination;
