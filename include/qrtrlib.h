@@ -651,6 +651,163 @@ QRT_API void _Convert_Znd_To_Pckd(const uint8_t* source, uint8_t* destination, i
 QRT_API void _Convert_Pckd_To_ZndUS(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
                                     int32_t sourceDigits, uint32_t* nonZero);
 
+/* ------------------------------------------------------------------------------------------------------
+ * Conversions of decimal data. All are guarded; what comes back after a caught failure isn't defined. The
+ * low-order digits are moved: what is too long is cut on the left without a report, what is too short is
+ * filled with zeros on the left, and nothing is rounded. A value whose moved digits are all zero is positive.
+ * Source and destination don't overlap. Bad packed data is reported as message 39 (sign) or 903 (digit), a
+ * separate sign that is neither "+" nor "-" as 40; then the conversion goes on. Zoned digits aren't checked.
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* The shape of the conversions between decimal forms; each returns destination. */
+typedef uint8_t* QrtDecimalConversion(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
+                                      int32_t sourceDigits);
+
+/* Packed to zoned. ZndLS alone keeps the "-" of a negative zero. */
+QRT_API QrtDecimalConversion _qrtcBCD_CONV_Pckd_To_ZndTO, _qrtcBCD_CONV_Pckd_To_ZndTS,
+    _qrtcBCD_CONV_Pckd_To_ZndLO, _qrtcBCD_CONV_Pckd_To_ZndLS, _qrtcBCD_CONV_Pckd_To_ZndUS;
+
+/* Zoned to packed. */
+QRT_API QrtDecimalConversion _qrtcBCD_CONV_ZndTO_To_Pckd, _qrtcBCD_CONV_ZndTS_To_Pckd,
+    _qrtcBCD_CONV_ZndLO_To_Pckd, _qrtcBCD_CONV_ZndLS_To_Pckd, _qrtcBCD_CONV_ZndUS_To_Pckd;
+
+/* Zoned to zoned. Zones of digits travel with them, apart from the one that holds the sign; the zone of an
+   overpunched sign goes to an overpunched target as it stands, and a separate sign byte to a separate target.
+   A target without sign, or a source without one, looks at no sign byte. */
+QRT_API QrtDecimalConversion _qrtcBCD_CONV_ZndTO_To_ZndTO, _qrtcBCD_CONV_ZndTO_To_ZndTS,
+    _qrtcBCD_CONV_ZndTO_To_ZndLO, _qrtcBCD_CONV_ZndTO_To_ZndLS, _qrtcBCD_CONV_ZndTO_To_ZndUS;
+QRT_API QrtDecimalConversion _qrtcBCD_CONV_ZndTS_To_ZndTO, _qrtcBCD_CONV_ZndTS_To_ZndTS,
+    _qrtcBCD_CONV_ZndTS_To_ZndLO, _qrtcBCD_CONV_ZndTS_To_ZndLS, _qrtcBCD_CONV_ZndTS_To_ZndUS;
+QRT_API QrtDecimalConversion _qrtcBCD_CONV_ZndLO_To_ZndTO, _qrtcBCD_CONV_ZndLO_To_ZndTS,
+    _qrtcBCD_CONV_ZndLO_To_ZndLO, _qrtcBCD_CONV_ZndLO_To_ZndLS, _qrtcBCD_CONV_ZndLO_To_ZndUS;
+QRT_API QrtDecimalConversion _qrtcBCD_CONV_ZndLS_To_ZndTO, _qrtcBCD_CONV_ZndLS_To_ZndTS,
+    _qrtcBCD_CONV_ZndLS_To_ZndLO, _qrtcBCD_CONV_ZndLS_To_ZndLS, _qrtcBCD_CONV_ZndLS_To_ZndUS;
+QRT_API QrtDecimalConversion _qrtcBCD_CONV_ZndUS_To_ZndTO, _qrtcBCD_CONV_ZndUS_To_ZndTS,
+    _qrtcBCD_CONV_ZndUS_To_ZndLO, _qrtcBCD_CONV_ZndUS_To_ZndLS, _qrtcBCD_CONV_ZndUS_To_ZndUS;
+
+/* Packed to integer, modulo the width of the integer; the unsigned ones take the magnitude. Only the
+   eight-byte ones store their result, at any alignment. */
+QRT_API int8_t _qrtcBCD_CONV_Pckd_To_Int1(const uint8_t* source, int32_t sourceDigits);
+QRT_API uint8_t _qrtcBCD_CONV_Pckd_To_Uns1(const uint8_t* source, int32_t sourceDigits);
+QRT_API int16_t _qrtcBCD_CONV_Pckd_To_Int2(const uint8_t* source, int32_t sourceDigits);
+QRT_API uint16_t _qrtcBCD_CONV_Pckd_To_Uns2(const uint8_t* source, int32_t sourceDigits);
+QRT_API int32_t _qrtcBCD_CONV_Pckd_To_Int4(const uint8_t* source, int32_t sourceDigits);
+QRT_API uint32_t _qrtcBCD_CONV_Pckd_To_Uns4(const uint8_t* source, int32_t sourceDigits);
+QRT_API void _qrtcBCD_CONV_Pckd_To_Int8(const uint8_t* source, int32_t sourceDigits, int64_t* result);
+QRT_API void _qrtcBCD_CONV_Pckd_To_Uns8(const uint8_t* source, int32_t sourceDigits, uint64_t* result);
+
+/* Integer to packed; each returns destination. */
+QRT_API uint8_t* _qrtcBCD_CONV_Int1_To_Pckd(int8_t value, uint8_t* destination, int32_t destinationDigits);
+QRT_API uint8_t* _qrtcBCD_CONV_Uns1_To_Pckd(uint8_t value, uint8_t* destination, int32_t destinationDigits);
+QRT_API uint8_t* _qrtcBCD_CONV_Int2_To_Pckd(int16_t value, uint8_t* destination, int32_t destinationDigits);
+QRT_API uint8_t* _qrtcBCD_CONV_Uns2_To_Pckd(uint16_t value, uint8_t* destination, int32_t destinationDigits);
+QRT_API uint8_t* _qrtcBCD_CONV_Int4_To_Pckd(int32_t value, uint8_t* destination, int32_t destinationDigits);
+QRT_API uint8_t* _qrtcBCD_CONV_Uns4_To_Pckd(uint32_t value, uint8_t* destination, int32_t destinationDigits);
+QRT_API uint8_t* _qrtcBCD_CONV_Int8_To_Pckd(int64_t value, uint8_t* destination, int32_t destinationDigits);
+QRT_API uint8_t* _qrtcBCD_CONV_Uns8_To_Pckd(uint64_t value, uint8_t* destination, int32_t destinationDigits);
+
+/* Packed to float: the value times 10 to the -scale, for scales from -31 to 31. Single and double show a
+   negative zero. Extended takes about 20 digits into account, becomes infinite above 1.001e31 and 0 below
+   1e-19. */
+QRT_API float _qrtcBCD_CONV_Pckd_To_SFlt(const uint8_t* source, int32_t sourceDigits, int32_t scale);
+QRT_API double _qrtcBCD_CONV_Pckd_To_LFlt(const uint8_t* source, int32_t sourceDigits, int32_t scale);
+QRT_API long double _qrtcBCD_CONV_Pckd_To_EFlt(const uint8_t* source, int32_t sourceDigits, int32_t scale);
+
+/* Float to packed: the value times 10 to the -scale, cut to a whole number, so that the scale has the
+   opposite sign of the way back; each returns destination. A magnitude below 1e-19 or above 10 to the
+   (destinationDigits
+   + 19), and a NaN, gives zero. In a field of more than 11 bytes behind the first digit, or too short for the
+   value, the digits that the mantissa can't tell are cleared. */
+QRT_API uint8_t* _qrtcBCD_CONV_SFlt_To_Pckd(float value, uint8_t* destination, int32_t destinationDigits,
+                                            int32_t scale);
+QRT_API uint8_t* _qrtcBCD_CONV_LFlt_To_Pckd(double value, uint8_t* destination, int32_t destinationDigits,
+                                            int32_t scale);
+QRT_API uint8_t* _qrtcBCD_CONV_EFlt_To_Pckd(long double value, uint8_t* destination,
+                                            int32_t destinationDigits, int32_t scale);
+
+/* ------------------------------------------------------------------------------------------------------
+ * Eight-byte integers: two's complement, low word first, by address at any alignment. None of these is
+ * guarded, none reports a message, and a result may lie on an operand.
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* a plus b, and a minus b, modulo 2 to the 64th. */
+QRT_API void _qrtAdd8to4(int64_t* result, const int64_t* a, int32_t b);
+QRT_API void _qrtAdd8to8(int64_t* result, const int64_t* a, const int64_t* b);
+QRT_API void _qrtSub8from8(int64_t* result, const int64_t* a, const int64_t* b);
+
+/* a times b modulo 2 to the 64th. 0, or -1 when the magnitude of the product needs more than 64 bits; a
+   magnitude from 2 to the 63rd up wraps and gives 0. */
+QRT_API int32_t _qrtMult8by4(int64_t* result, const int64_t* a, int32_t b);
+QRT_API int32_t _qrtMult8by8(int64_t* result, const int64_t* a, const int64_t* b);
+QRT_API int32_t _qrtMult8by8u(uint64_t* result, const uint64_t* a, const uint64_t* b);
+
+/* Quotient, cut towards zero, and remainder with the sign of the dividend. 0; with nothing written, 1 for a
+   zero divisor and -1 for the lowest value divided by -1. */
+QRT_API int32_t _qrtDiv8by2(int64_t* quotient, int32_t* remainder, const int64_t* dividend, int16_t divisor);
+QRT_API int32_t _qrtDiv8by2u(uint64_t* quotient, uint32_t* remainder, const uint64_t* dividend,
+                             uint16_t divisor);
+QRT_API int32_t _qrtDiv8by4(int64_t* quotient, int64_t* remainder, const int64_t* dividend, int32_t divisor);
+QRT_API int32_t _qrtDiv8by8(int64_t* quotient, int64_t* remainder, const int64_t* dividend,
+                            const int64_t* divisor);
+QRT_API int32_t _qrtDiv8by8u(uint64_t* quotient, uint64_t* remainder, const uint64_t* dividend,
+                             const uint64_t* divisor);
+
+/* Negates in place; the lowest value stays as it is. */
+QRT_API void _qrtNeg8(int64_t* value);
+
+/* The decimal text of a value, terminated: at most 21 bytes. */
+QRT_API void _qrtConv8toStr(char* buffer, const int64_t* value);
+
+/* The value cut towards zero. 0, or -1 for a magnitude from 2 to the 60th up, with the low 64 bits of the
+   whole value in the result; an infinity or NaN stores 0. */
+QRT_API int32_t _qrtConvDblto8(int64_t* result, double value);
+
+/* The nearest single or double of a signed or (u) unsigned value. */
+QRT_API void _qrtConv8toFlt(float* result, const int64_t* value);
+QRT_API void _qrtConv8utoFlt(float* result, const uint64_t* value);
+QRT_API void _qrtConv8toDbl(double* result, const int64_t* value);
+QRT_API void _qrtConv8utoDbl(double* result, const uint64_t* value);
+
+/* ------------------------------------------------------------------------------------------------------
+ * The ** operator. All are guarded. `sizeError` is never null: when the word isn't 0 the statement has an ON
+ * SIZE ERROR phrase, and an error adds 1 to it; when it is 0 the error is reported as a message. An
+ * eight-byte operand goes by address, at any alignment.
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* base ** exponent in floating point. Zero to the power zero is an error (49) and gives 1, zero to a negative
+   power one (50) and gives 0; a negative base with a fractional exponent is one (48) and gives the power of
+   the magnitude; so is an infinite result (58). */
+QRT_API double _qrtExpFloat4Float4(float base, float exponent, uint32_t* sizeError);
+QRT_API double _qrtExpFloat8Float8(double base, double exponent, uint32_t* sizeError);
+QRT_API long double _qrtExpFloat16Float8(long double base, double exponent, uint32_t* sizeError);
+QRT_API double _qrtExpFloat4Int4(float base, int32_t exponent, uint32_t* sizeError);
+QRT_API double _qrtExpFloat8Int8(double base, const int64_t* exponent, uint32_t* sizeError);
+QRT_API long double _qrtExpFloat16Int8(long double base, const int64_t* exponent, uint32_t* sizeError);
+QRT_API double _qrtExpInt4Int4(int32_t base, int32_t exponent, uint32_t* sizeError);
+QRT_API double _qrtExpInt8Int8(const int64_t* base, const int64_t* exponent, uint32_t* sizeError);
+
+/* The operands of a decimal power: counts of digits. */
+typedef struct QrtExponentiation {
+  int16_t exponentDigits;
+  int16_t reserved1[2];
+  int16_t baseDigits;
+  int16_t baseFraction; /* of them after the decimal point */
+  int16_t reserved5;
+  int16_t resultDigits;
+  int16_t resultFraction; /* of them after the decimal point */
+  int16_t resultIntegers; /* of them before it */
+} QrtExponentiation;
+
+/* base ** exponent in decimal, exact up to 31 digits, on zoned items with a leading separate sign; the
+   exponent is a whole number, the base has at most 31 digits without leading zeros. Fraction digits beyond
+   the result's are cut. The result may lie on an operand. It is left as it was after message 60 (an
+   intermediate result of more than 31 digits, also counted), 61 (reciprocal of a power that was cut to zero),
+   a counted zero to the power zero (49) or to a negative power (50), and a counted result with too many
+   integer digits, which with the word 0 is cut on the left. Of an exponent with more than 9 digits (59) the
+   last 9 count. */
+QRT_API void _qrtcExpFixedPt(const QrtExponentiation* control, const uint8_t* exponent, const uint8_t* base,
+                             uint8_t* result, uint32_t* sizeError);
+
 /* ======================================================================================================
  * MOVE and editing
  *

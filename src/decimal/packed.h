@@ -11,7 +11,7 @@ inline constexpr uint8_t positiveSign = 0xC;
 inline constexpr uint8_t negativeSign = 0xD;
 
 constexpr int32_t packedBytes(int32_t digits) {
-  return digits / 2 + 1;
+  return (digits >> 1) + 1;
 }
 
 constexpr bool isNegativeSign(uint8_t lastByte) {

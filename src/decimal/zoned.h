@@ -21,11 +21,11 @@ constexpr uint8_t withZone(uint8_t byte, uint8_t zone) {
 }
 
 // Packs the low-order digits of `sourceDigits` bytes, whose zones don't matter, into a positive item. Returns
-// whether one of the digits moved isn't 0.
+// whether one of the digits moved isn't 0. Source and destination don't overlap.
 bool packDigits(const uint8_t* source, uint8_t* destination, int32_t destinationDigits, int32_t sourceDigits);
 
 // Unpacks the low-order digits of an item, whose sign doesn't matter, into plain zoned bytes. Returns whether
-// one of the digits moved isn't 0.
+// one of the digits moved isn't 0. Source and destination don't overlap.
 bool unpackDigits(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
                   int32_t sourceDigits);
 

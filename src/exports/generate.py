@@ -72,7 +72,7 @@ def guarded_entry(entry, name):
     if result == "void":
         work, ending = f"    {call};\n    frame::disarm(guard);\n    return;\n", ""
     else:
-        work = f"    {result} const value = {call};\n    frame::disarm(guard);\n    return value;\n"
+        work = f"    {result} const returned = {call};\n    frame::disarm(guard);\n    return returned;\n"
         ending = f"  return {value or '{}'};\n"
     return (f"{result} {name}({entry['parameters']}) {{\n"
             "  frame::Guard guard;\n"
@@ -94,7 +94,8 @@ def declared_names(header):
         elif "(" in declaration:
             yield re.search(r"(\w+)\s*\(", declaration).group(1)
         else:
-            yield re.search(r"(\w+)\s*(?:\[[^\]]*\]\s*)*$", declaration).group(1)
+            for declared in declaration.split(","):
+                yield re.search(r"(\w+)\s*(?:\[[^\]]*\]\s*)*$", declared).group(1)
 
 
 def main():

@@ -1,7 +1,9 @@
 // The inner functions that the tables of exported names refer to.
 #pragma once
 
+#include "decimal/convert.h"
 #include "decimal/packed.h"
+#include "decimal/power.h"
 #include "decimal/zoned.h"
 #include "fileio/control.h"
 #include "fileio/line_sequential.h"

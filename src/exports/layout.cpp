@@ -104,6 +104,13 @@ AT(QrtDisplayItem, size, 4);
 AT(QrtDisplayItem, digits, 8);
 AT(QrtDisplayItem, type, 12);
 
+static_assert(sizeof(QrtExponentiation) == 18);
+AT(QrtExponentiation, baseDigits, 6);
+AT(QrtExponentiation, baseFraction, 8);
+AT(QrtExponentiation, resultDigits, 12);
+AT(QrtExponentiation, resultFraction, 14);
+AT(QrtExponentiation, resultIntegers, 16);
+
 #undef AT
 
 }  // namespace

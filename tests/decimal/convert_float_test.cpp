@@ -1,0 +1,192 @@
+// Conversions between packed items and floats: exact where a float holds the number, and beside the rules
+// taken digit by digit, with the C library's own powers of ten.
+#include <qrtrlib.h>
+
+#include <cmath>
+#include <random>
+
+#include "reports.h"
+
+namespace {
+
+using qrt::test::hexadecimal;
+using Bytes = std::vector<uint8_t>;
+
+std::mt19937_64 random_(1744);
+
+uint32_t below(uint32_t bound) {
+  return static_cast<uint32_t>(random_() % bound);
+}
+
+double doublePower(int32_t exponent) {
+  return strtod(("1e" + std::to_string(exponent)).c_str(), nullptr);
+}
+
+long double extendedPower(int32_t exponent) {
+  return strtold(("1e" + std::to_string(exponent)).c_str(), nullptr);
+}
+
+// Digits as a packed item that they fill.
+Bytes packedOf(std::string digits, uint8_t sign) {
+  if (digits.size() % 2 == 0) digits.insert(0, "0");
+  Bytes item;
+  for (size_t i = 0; i + 1 < digits.size(); i += 2)
+    item.push_back(static_cast<uint8_t>((digits[i] - '0') << 4 | (digits[i + 1] - '0')));
+  item.push_back(static_cast<uint8_t>((digits.back() - '0') << 4 | sign));
+  return item;
+}
+
+std::string anyDigits() {
+  std::string digits(1 + below(33), '0');
+  for (size_t i = below(3) == 0 ? below(digits.size()) : 0; i < digits.size(); ++i)
+    digits[i] = static_cast<char>('0' + below(10));
+  return digits;
+}
+
+// The items' digits in the pairs that their bytes hold.
+template <typename Float>
+Float valueByBytes(const std::string& digits, bool (*counts)(bool odd, size_t pairsBefore)) {
+  const bool odd = digits.size() % 2 != 0;
+  Float value = odd ? 0 : Float(digits[0] - '0');
+  size_t pairs = 0;
+  for (size_t at = !odd; at + 1 < digits.size(); at += 2) {
+    const int pair = 10 * (digits[at] - '0') + (digits[at + 1] - '0');
+    if (odd && pairs == 0 && pair == 0) continue;
+    value = value * 100;
+    if (counts(odd, pairs++)) value = value + Float(pair);
+  }
+  return value * 10 + (counts(odd, pairs) ? Float(digits.back() - '0') : Float(0));
+}
+
+TEST(ConvertFloat, PackedToSingleAndDouble) {
+  for (int round = 0; round < 20000; ++round) {
+    const std::string digits = anyDigits();
+    const auto scale = static_cast<int32_t>(below(63)) - 31;
+    const bool minus = below(2) != 0;
+    const Bytes item = packedOf(digits, minus ? 0xD : 0xF);
+    const auto count = static_cast<int32_t>(digits.size());
+    double value = valueByBytes<double>(digits, [](bool, size_t) { return true; });
+    if (digits.size() <= 15) {
+      ASSERT_EQ(value, strtod(digits.c_str(), nullptr));
+    }
+    value = (minus ? -value : value) * doublePower(-scale);
+    const double result = _qrtcBCD_CONV_Pckd_To_LFlt(item.data(), count, scale);
+    ASSERT_EQ(result, value) << digits << ' ' << scale;
+    ASSERT_EQ(std::signbit(result), minus);  // a negative zero too
+    ASSERT_EQ(_qrtcBCD_CONV_Pckd_To_SFlt(item.data(), count, scale), static_cast<float>(value));
+  }
+}
+
+TEST(ConvertFloat, PackedToExtended) {
+  for (int round = 0; round < 20000; ++round) {
+    const std::string digits = anyDigits();
+    const auto scale = static_cast<int32_t>(below(63)) - 31;
+    const bool minus = below(2) != 0;
+    const Bytes item = packedOf(digits, minus ? 0xB : 0xC);
+    long double value = valueByBytes<long double>(digits, [](bool, size_t before) { return before < 10; });
+    if (digits.size() <= 19) {
+      ASSERT_EQ(value, strtold(digits.c_str(), nullptr));
+    }
+    value *= extendedPower(-scale);
+    if (value > 1.001e31L) value = HUGE_VALL;
+    if (value < 1e-19L) value = 0;
+    const long double result =
+        _qrtcBCD_CONV_Pckd_To_EFlt(item.data(), static_cast<int32_t>(digits.size()), scale);
+    ASSERT_EQ(result, minus ? -value : value) << digits << ' ' << scale;
+    ASSERT_EQ(std::signbit(result), minus && value != 0);
+  }
+}
+
+// The rules of the way back as they read, on an array of bytes.
+Bytes packedByRule(long double value, int32_t digits, int32_t scale) {
+  const int32_t bytes = digits / 2 + 1, last = bytes - 1;
+  Bytes field(bytes, 0);
+  long double x = fabsl(value);
+  if (!(x >= 1e-19L) || x > extendedPower(digits + 19)) return field.back() = 0x0C, field;
+  x *= extendedPower(scale == 0 ? 0 : -scale);
+  int32_t first = bytes;
+  for (int32_t at = last, left = digits; at >= 0; --at) {
+    const int32_t taken = at == last || left == 1 ? 1 : 2;
+    const long double power = taken == 1 ? 10 : 100;
+    const auto part = static_cast<int32_t>(fmodl(x, power));
+    field[at] = static_cast<uint8_t>(at == last ? part << 4 : part / 10 << 4 | part % 10);
+    if (field[at] != 0) first = at;
+    x /= power;
+    left -= taken;
+  }
+  uint8_t sign = value < 0 ? 0xD : 0xC;
+  if (first == bytes) return field.back() = 0x0C, field;
+  const int32_t excess = x > 0 ? static_cast<int32_t>(log10l(x)) : 0;
+  if (last - first > 10 || excess > 0) {
+    int32_t keep = first + 9;
+    if (excess > 0) keep -= excess / 2 + 2;
+    for (int32_t at = last; at >= 0 && at >= keep; --at) field[at] = 0;
+    if (keep == first) sign = 0xC;
+  }
+  field.back() |= sign;
+  return field;
+}
+
+Bytes convert(long double value, int32_t digits, int32_t scale) {
+  const int32_t bytes = digits / 2 + 1;
+  Bytes area(bytes + 16, 0xEE);
+  EXPECT_EQ(_qrtcBCD_CONV_EFlt_To_Pckd(value, area.data() + 8, digits, scale), area.data() + 8);
+  EXPECT_EQ(Bytes(area.begin(), area.begin() + 8), Bytes(8, 0xEE));
+  EXPECT_EQ(Bytes(area.end() - 8, area.end()), Bytes(8, 0xEE));
+  return Bytes(area.begin() + 8, area.end() - 8);
+}
+
+TEST(ConvertFloat, ExtendedToPackedByRule) {
+  for (int round = 0; round < 60000; ++round) {
+    const auto digits = static_cast<int32_t>(1 + below(35));
+    const auto scale = static_cast<int32_t>(below(63)) - 31;
+    const auto magnitude = static_cast<int32_t>(below(80)) - 21;
+    const long double value =
+        static_cast<long double>(static_cast<int64_t>(random_())) / 0x1p63L * extendedPower(magnitude);
+    const Bytes expected = packedByRule(value, digits, scale), result = convert(value, digits, scale);
+    ASSERT_EQ(hexadecimal(result.data(), result.size()), hexadecimal(expected.data(), expected.size()))
+        << static_cast<double>(value) << ' ' << digits << ' ' << scale;
+  }
+}
+
+TEST(ConvertFloat, WholeNumbersComeThroughExactly) {
+  for (int round = 0; round < 5000; ++round) {
+    const auto number = static_cast<int64_t>(random_()) >> 14 >> below(49);
+    std::string digits = std::to_string(number < 0 ? -number : number);
+    digits.insert(0, 17 - digits.size(), '0');
+    const Bytes expected = packedOf(digits, number < 0 ? 0xD : 0xC);
+    uint8_t result[9];
+    _qrtcBCD_CONV_LFlt_To_Pckd(static_cast<double>(number), result, 17, 0);
+    ASSERT_EQ(hexadecimal(result, 9), hexadecimal(expected.data(), 9));
+    ASSERT_EQ(_qrtcBCD_CONV_Pckd_To_LFlt(result, 17, 0), static_cast<double>(number));
+  }
+}
+
+TEST(ConvertFloat, EdgesOfTheRange) {
+  const struct {
+    long double value;
+    int32_t digits, scale;
+    const char* expected;
+  } cases[] = {
+      {1.5, 3, -1, "015C"},
+      {-0.5L, 3, 0, "000C"},
+      {1e-20L, 3, -31, "000C"},
+      {1e-19L, 3, -20, "010C"},
+      {1e22L, 3, 0, "000C"},                         // within the range; no digit in the field
+      {nextafterl(1e22L, HUGE_VALL), 3, 0, "000C"},  // above it
+      {HUGE_VALL, 3, 0, "000C"},
+      {std::nanl(""), 3, 0, "000C"},
+      {-123456789.0L, 3, 0, "789D"},  // too many digits, cleared from 9 - 4 bytes behind the first on
+      {-100000000000000055.0L, 3, 0, "000C"},     // cleared from the first byte on: positive
+      {-100000000000000000055.0L, 3, 0, "000D"},  // from ahead of the first byte on
+  };
+  for (const auto& [value, digits, scale, expected] : cases) {
+    const Bytes result = convert(value, digits, scale);
+    EXPECT_EQ(hexadecimal(result.data(), result.size()), expected) << static_cast<double>(value);
+  }
+  uint8_t single[2];
+  _qrtcBCD_CONV_SFlt_To_Pckd(-0.25f, single, 2, -2);
+  EXPECT_EQ(hexadecimal(single, 2), "025D");
+}
+
+}  // namespace
