@@ -97,7 +97,7 @@ PICTURE(amountPicture, KIND_CURRENCY, "$$,$$$,$$$,$$9");
 PICTURE(averagePicture, KIND_CURRENCY, "$$,$$$,$$$,$$9.99");
 PICTURE(changePicture, KIND_SIGNED_CURRENCY, "$$,$$$,$$$,$$9.99CR");
 
-static QrtDisplayControl displayLine = {.items = 1, .target = 1, .decimalPoint = '.'};
+static QrtDisplayControl displayLine = {.itemCount = 1, .target = 1, .decimalPoint = '.'};
 
 /* ----------------------------------------------------------------------------------- the program block */
 
