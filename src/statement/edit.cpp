@@ -4,9 +4,7 @@
 #include "statement/edit.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
-#include <cstring>
 
 namespace qrt::statement {
 namespace {
@@ -90,9 +88,9 @@ Layout layoutOf(const QrtNumEditPicture& record, EditKind rules, uint8_t sourceS
   return at;
 }
 
-// Each of the two leading phases prints the positions up to the first one that prints the same whatever was
-// ahead of it, and leaves the cursor there: a significant digit, the picture's end, or, where nothing
-// floats, the decimal point.
+// The leading phase comes in two forms. Each prints the positions up to the first one that prints the same
+// whatever was ahead of it, and leaves the cursor there: a significant digit, the picture's end, or, where
+// nothing floats, the decimal point.
 
 inline Cursor printSuppressed(const Layout& layout, Cursor at) {
   uint8_t fill = ' ';
@@ -271,8 +269,7 @@ inline Cursor printSignificant(const Layout& layout, Cursor at) {
 }
 
 template <Floats floats>
-Cursor printAll(const Layout layout, const uint8_t* digits, uint8_t* destination) {
-  const Cursor start{layout.picture, digits, destination};
+inline Cursor printAll(const Layout& layout, Cursor start) {
   if constexpr (floats == Floats::nothing)
     return printSignificant<floats>(layout, printSuppressed(layout, start));
   else
@@ -294,12 +291,12 @@ void replaceZero(const QrtNumEditPicture& record, const Layout& layout, std::spa
 }
 
 // Edits the digits at `digits` to `destination`; the end of the text.
-inline uint8_t* edit(const QrtNumEditPicture& record, EditKind rules, const Layout& layout,
-                     const uint8_t* digits, uint8_t* destination) {
-  const auto print = rules.floats == Floats::nothing ? printAll<Floats::nothing>
-                     : rules.floats == Floats::sign  ? printAll<Floats::sign>
-                                                     : printAll<Floats::currency>;
-  const Cursor end = print(layout, digits, destination);
+uint8_t* edit(const QrtNumEditPicture& record, EditKind rules, const Layout& layout, const uint8_t* digits,
+              uint8_t* destination) {
+  const Cursor start{layout.picture, digits, destination};
+  const Cursor end = rules.floats == Floats::nothing ? printAll<Floats::nothing>(layout, start)
+                     : rules.floats == Floats::sign  ? printAll<Floats::sign>(layout, start)
+                                                     : printAll<Floats::currency>(layout, start);
   // Suppressed digits are zeros, so the value is zero when all digits that were used are.
   if ((blankWhenZero(record) || record.pictureLength < 0) &&
       std::all_of(digits, end.source, [](uint8_t digit) { return digit == '0'; }))
