@@ -70,8 +70,11 @@ uint8_t* integerToPacked(Integer value, uint8_t* destination, int32_t destinatio
   *last = static_cast<uint8_t>(lowOrder % 10 << 4 | positiveSign);
   uint8_t* at = last;
   uint32_t eight = lowOrder / 10;
-  for (; at - destination >= 4; eight = takeDigits(rest, eightDigits)) storeWord(at -= 4, __builtin_bswap32(packEight(eight)));
-  if (at > destination) storePartialWord(destination, static_cast<int32_t>(at - destination), __builtin_bswap32(packEight(eight)));
+  for (; at - destination >= 4; eight = takeDigits(rest, eightDigits))
+    storeWord(at -= 4, __builtin_bswap32(packEight(eight)));
+  if (at > destination)
+    storePartialWord(destination, static_cast<int32_t>(at - destination),
+                     __builtin_bswap32(packEight(eight)));
   clearSpareNibble(destination, destinationDigits);
   if (negative && (*last != 0x0C || std::any_of(destination, last, [](uint8_t pair) { return pair != 0; })))
     *last ^= positiveSign ^ negativeSign;

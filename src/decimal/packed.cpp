@@ -1,6 +1,7 @@
 // Packed-decimal addition, subtraction and sign operations, eight digits a step.
 #include "decimal/packed.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cstring>
 
@@ -22,24 +23,23 @@ struct Operand {
   bool negative() const { return isNegativeSign(item[bytes - 1]); }
 };
 
-// Takes two items apart from the end, word by word: op(a, b, carry) gives the result's word and its carry in
-// the bit above it. `count` bytes are left when it returns the carry.
+// Goes through two items of `count` bytes from the end, word by word: op(a, b, carry) gives the result's word
+// and the next carry. Returns the last carry.
 template <typename Operation>
-uint32_t overCommonBytes(const uint8_t* a, const uint8_t* b, uint8_t* result, int32_t count, uint32_t& digits,
-                         Operation op) {
-  uint32_t carry = 0, mask = withoutSign;
+uint8_t overCommonBytes(const uint8_t* a, const uint8_t* b, uint8_t* result, int32_t count, uint32_t& digits,
+                        Operation op) {
+  uint8_t carry = 0;
+  uint32_t mask = withoutSign;
   for (; count >= 4; count -= 4, mask = ~0u) {
-    const uint64_t word = op(loadWord(a + count - 4) & mask, loadWord(b + count - 4) & mask, carry);
-    storeWord(result + count - 4, static_cast<uint32_t>(word));
-    digits |= static_cast<uint32_t>(word);
-    carry = static_cast<uint32_t>(word >> 32);
+    const uint32_t word = op(loadWord(a + count - 4) & mask, loadWord(b + count - 4) & mask, carry);
+    storeWord(result + count - 4, word);
+    digits |= word;
   }
   if (count > 0) {
-    const uint32_t ours = ~0u >> (32 - 8 * count);
-    const uint64_t word = op(loadPartialWord(a, count) & mask, loadPartialWord(b, count) & mask, carry);
-    storePartialWord(result, count, static_cast<uint32_t>(word));
-    digits |= static_cast<uint32_t>(word) & ours;
-    carry = static_cast<uint32_t>(word >> (8 * count)) & 1;
+    const uint32_t word = op(loadPartialWord(a, count) & mask, loadPartialWord(b, count) & mask, carry);
+    storePartialWord(result, count, word);
+    digits |= word & ~0u >> (32 - 8 * count);
+    carry = word >> (8 * count) & 1;
   }
   return carry;
 }
@@ -74,9 +74,8 @@ void subtractMagnitudes(Operand longer, Operand shorter, uint8_t* result, int32_
   uint8_t work[mostBytesOfDifference];
   uint32_t digits = 0;
   uint8_t* const tail = work + longer.bytes - shorter.bytes;
-  uint32_t borrow =
-      overCommonBytes(longer.item + longer.bytes - shorter.bytes, shorter.item, tail, shorter.bytes, digits,
-                      [](uint32_t a, uint32_t b, uint32_t carry) { return subtractDigits(a, b, carry); });
+  uint32_t borrow = overCommonBytes(longer.item + longer.bytes - shorter.bytes, shorter.item, tail,
+                                    shorter.bytes, digits, subtractDigits);
   for (int32_t i = longer.bytes - shorter.bytes - 1; i >= 0; --i) {
     const int32_t pair = bcd_pair_value[longer.item[i]] - static_cast<int32_t>(borrow);
     borrow = pair < 0;
@@ -85,8 +84,7 @@ void subtractMagnitudes(Operand longer, Operand shorter, uint8_t* result, int32_
   if (borrow != 0) {
     static constexpr uint8_t zero[mostBytesOfDifference] = {};
     digits = 0;
-    overCommonBytes(zero, work, work, longer.bytes, digits,
-                    [](uint32_t a, uint32_t b, uint32_t carry) { return subtractDigits(a, b, carry); });
+    overCommonBytes(zero, work, work, longer.bytes, digits, subtractDigits);
     negative = !negative;
   }
   const int32_t spare = resultBytes - longer.bytes;
@@ -99,9 +97,91 @@ void subtractMagnitudes(Operand longer, Operand shorter, uint8_t* result, int32_
   result[resultBytes - 1] |= signNibble(negative && hasDigits(result, resultBytes));
 }
 
-// op1 + op2 with op2 taken as of the given sign.
-uint8_t* sum(Operand op1, Operand op2, bool negative2, uint8_t* result, int32_t resultDigits) {
+__attribute__((noinline, cold)) void reportBadBytes(const uint8_t* item, int32_t bytes) {
+  for (int32_t i = 0; i < bytes - 1; ++i)
+    if (bcd_digits_checked[item[i]] == invalidPair) qrtWriteERRmsg(frame::message::invalidDigit, 0);
+  const uint8_t last = item[bytes - 1];
+  if (bcd_sign_checked[last] == invalidPair)
+    qrtWriteERRmsg((last & 15) < 10 ? frame::message::invalidSign : frame::message::invalidDigit, 0);
+}
+
+// The words of an item, the least significant first, with zeros ahead of its digits.
+template <int32_t count>
+inline void loadWords(Operand operand, uint32_t* words) {
+#pragma GCC unroll 4
+  for (int32_t i = 0; i < count; ++i) {
+    const int32_t left = operand.bytes - 4 * i;
+    words[i] = left >= 4  ? loadWord(operand.item + left - 4)
+               : left > 0 ? loadPartialWord(operand.item, left)
+                          : 0;
+  }
+}
+
+template <int32_t count>
+inline bool areValid(const uint32_t* words) {
+  uint32_t bad = nibblesAboveNine(words[0] & withoutSign);
+#pragma GCC unroll 4
+  for (int32_t i = 1; i < count; ++i) bad |= nibblesAboveNine(words[i]);
+  return bad == 0 && (words[0] & 15) > 9;
+}
+
+// The usual case: operands and result of a few words, which all stay in registers and on the stack between
+// being read and written. The same result as by sumOfItems(), operands checked.
+template <int32_t count>
+uint8_t* sumOfWords(Operand op1, Operand op2, bool opposite2, uint8_t* result, int32_t resultDigits) {
+  uint32_t a[count], b[count];
+  loadWords<count>(op1, a);
+  loadWords<count>(op2, b);
+  if (!areValid<count>(a) | !areValid<count>(b)) [[unlikely]] {
+    reportBadBytes(op1.item, op1.bytes);
+    reportBadBytes(op2.item, op2.bytes);
+  }
+  bool negative = isNegativeSign(static_cast<uint8_t>(a[0]));
+  const bool negative2 = isNegativeSign(static_cast<uint8_t>(b[0])) != opposite2;
+  a[0] &= withoutSign;
+  b[0] &= withoutSign;
+  uint8_t carry = 0;
+  if (negative == negative2) {
+#pragma GCC unroll 4
+    for (int32_t i = 0; i < count; ++i) a[i] = addDigits(a[i], b[i], carry);
+  } else {
+#pragma GCC unroll 4
+    for (int32_t i = 0; i < count; ++i) a[i] = subtractDigits(a[i], b[i], carry);
+    if (carry != 0) {  // the second magnitude is the larger one
+      negative = negative2;
+      carry = 0;
+#pragma GCC unroll 4
+      for (int32_t i = 0; i < count; ++i) a[i] = subtractDigits(0, a[i], carry);
+    }
+  }
+
+  const int32_t resultBytes = packedBytes(resultDigits);
+  uint32_t digits = 0;
+#pragma GCC unroll 4
+  for (int32_t i = 0; i < count; ++i) {
+    const int32_t left = resultBytes - 4 * i;
+    if (left < 4) a[i] &= left > 0 ? ~0u >> (32 - 8 * left) : 0;
+    digits |= a[i];
+  }
+  a[0] |= signNibble(negative && digits != 0);
+#pragma GCC unroll 4
+  for (int32_t i = 0; i < count; ++i) {
+    const int32_t left = resultBytes - 4 * i;
+    if (left >= 4)
+      storeWord(result + left - 4, a[i]);
+    else if (left > 0)
+      storePartialWord(result, left, a[i]);
+  }
+  clearSpareNibble(result, resultDigits);
+  return result;
+}
+
+// op1 + op2 for items of any length, op2 taken with the other sign when `opposite2` is set.
+uint8_t* sumOfItems(Operand op1, Operand op2, bool opposite2, uint8_t* result, int32_t resultDigits) {
+  checkOperand(op1.item, op1.bytes);
+  checkOperand(op2.item, op2.bytes);
   const bool negative1 = op1.negative();
+  const bool negative2 = op2.negative() != opposite2;
   const int32_t resultBytes = packedBytes(resultDigits);
   const bool firstIsLonger = op1.bytes >= op2.bytes;
   const Operand longer = firstIsLonger ? op1 : op2;
@@ -114,12 +194,20 @@ uint8_t* sum(Operand op1, Operand op2, bool negative2, uint8_t* result, int32_t 
   return result;
 }
 
-__attribute__((noinline, cold)) void reportBadBytes(const uint8_t* item, int32_t bytes) {
-  for (int32_t i = 0; i < bytes - 1; ++i)
-    if (bcd_digits_checked[item[i]] == invalidPair) qrtWriteERRmsg(frame::message::invalidDigit, 0);
-  const uint8_t last = item[bytes - 1];
-  if (bcd_sign_checked[last] == invalidPair)
-    qrtWriteERRmsg((last & 15) < 10 ? frame::message::invalidSign : frame::message::invalidDigit, 0);
+uint8_t* sum(Operand op1, Operand op2, bool opposite2, uint8_t* result, int32_t resultDigits) {
+  const int32_t bytes = std::max({op1.bytes, op2.bytes, packedBytes(resultDigits)});
+  switch ((bytes + 3) / 4) {
+    case 1:
+      return sumOfWords<1>(op1, op2, opposite2, result, resultDigits);
+    case 2:
+      return sumOfWords<2>(op1, op2, opposite2, result, resultDigits);
+    case 3:
+      return sumOfWords<3>(op1, op2, opposite2, result, resultDigits);
+    case 4:
+      return sumOfWords<4>(op1, op2, opposite2, result, resultDigits);
+    default:
+      return sumOfItems(op1, op2, opposite2, result, resultDigits);
+  }
 }
 
 }  // namespace
@@ -148,18 +236,12 @@ bool hasDigits(const uint8_t* item, int32_t bytes) {
 
 uint8_t* add(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits, int32_t op2Digits,
              int32_t op1Digits) {
-  const Operand first{op1, packedBytes(op1Digits)}, second{op2, packedBytes(op2Digits)};
-  checkOperand(op1, first.bytes);
-  checkOperand(op2, second.bytes);
-  return sum(first, second, second.negative(), result, resultDigits);
+  return sum({op1, packedBytes(op1Digits)}, {op2, packedBytes(op2Digits)}, false, result, resultDigits);
 }
 
 uint8_t* subtract(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits,
                   int32_t op2Digits, int32_t op1Digits) {
-  const Operand first{op1, packedBytes(op1Digits)}, second{op2, packedBytes(op2Digits)};
-  checkOperand(op1, first.bytes);
-  checkOperand(op2, second.bytes);
-  return sum(first, second, !second.negative(), result, resultDigits);
+  return sum({op1, packedBytes(op1Digits)}, {op2, packedBytes(op2Digits)}, true, result, resultDigits);
 }
 
 uint8_t* absolute(const uint8_t* source, uint8_t* destination, int32_t, int32_t sourceDigits) {

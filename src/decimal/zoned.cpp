@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "decimal/packed.h"
+#include "decimal/words.h"
 #include "qrtrlib.h"
 
 namespace qrt::decimal {
@@ -174,7 +175,7 @@ bool packDigits(const uint8_t* source, uint8_t* destination, int32_t destination
                 int32_t sourceDigits) {
   int32_t count = std::min(destinationDigits, sourceDigits);
   const int32_t leading = packedBytes(destinationDigits) - packedBytes(count);
-  if (leading > 0) memset(destination, 0, leading);
+  clearBytes(destination, leading);
   destination += leading;
   source += sourceDigits - count;
   bool nonZero = false;
