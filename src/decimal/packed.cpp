@@ -132,7 +132,7 @@ uint8_t* sumOfWords(Operand op1, Operand op2, bool opposite2, uint8_t* result, i
   uint32_t a[count], b[count];
   loadWords<count>(op1, a);
   loadWords<count>(op2, b);
-  if (!areValid<count>(a) | !areValid<count>(b)) [[unlikely]] {
+  if (!areValid<count>(a) || !areValid<count>(b)) [[unlikely]] {
     reportBadBytes(op1.item, op1.bytes);
     reportBadBytes(op2.item, op2.bytes);
   }

@@ -1,6 +1,5 @@
 // Memory calls. In hosted mode each block carries a header that hangs it on the run unit's list, so that what
 // a program forgets goes with its run unit.
-#include <stddef.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -18,11 +17,11 @@ bool hosted() {
   return _qrtIsTrax != 0 && _qrtRuncom != nullptr;
 }
 
-// The heap's own alignment tells the two kinds of block apart, so that one that was made before the run
-// became hosted can still be freed: a hosted block lies eight bytes off.
-static_assert(alignof(max_align_t) == 16);
+// What malloc aligns its blocks to. It tells the two kinds of block apart, so that one that was made before
+// the run became hosted can still be freed: a hosted block lies eight bytes off.
+constexpr uintptr_t heapAlignment = 16;
 bool hasHeader(const void* block) {
-  return reinterpret_cast<uintptr_t>(block) % alignof(max_align_t) == sizeof(HostedHeader);
+  return reinterpret_cast<uintptr_t>(block) % heapAlignment == sizeof(HostedHeader);
 }
 
 HostedHeader** hostedList() {
