@@ -64,7 +64,7 @@ static void BM_Snprintf9(benchmark::State& state) {
   int32_t values[operands];
   for (int i = 0; i < operands; ++i) values[i] = static_cast<int32_t>(digitsOf(i, 9));
   for (int i = 0; auto _ : state) {
-    snprintf(text, sizeof text, "%d", static_cast<int>(values[i++ % operands]));
+    snprintf(text, sizeof text, "%09d", static_cast<int>(values[i++ % operands]));
     benchmark::ClobberMemory();
   }
 }

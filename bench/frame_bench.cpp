@@ -1,5 +1,6 @@
-// The guard beside glibc's _setjmp: its cost is what a guarded entry takes longer than the same inner function
-// without a guard. The message writer has both entries, and its empty control call does next to nothing.
+// The guard beside glibc's _setjmp: its cost is what a guarded entry takes longer than the same inner
+// function without a guard. The message writer has both entries, and its empty control call does next to
+// nothing.
 #include <benchmark/benchmark.h>
 #include <qrtrlib.h>
 #include <setjmp.h>

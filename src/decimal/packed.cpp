@@ -105,41 +105,63 @@ __attribute__((noinline, cold)) void reportBadBytes(const uint8_t* item, int32_t
     qrtWriteERRmsg((last & 15) < 10 ? frame::message::invalidSign : frame::message::invalidDigit, 0);
 }
 
-// The words of an item, the least significant first, with zeros ahead of its digits.
-template <int32_t count>
+// The words of an item, the least significant first, with zeros ahead of its digits. `whole` says that the
+// item fills all of them.
+template <int32_t count, bool whole>
 inline void loadWords(Operand operand, uint32_t* words) {
 #pragma GCC unroll 4
   for (int32_t i = 0; i < count; ++i) {
     const int32_t left = operand.bytes - 4 * i;
-    words[i] = left >= 4  ? loadWord(operand.item + left - 4)
-               : left > 0 ? loadPartialWord(operand.item, left)
-                          : 0;
+    if (whole)
+      words[i] = loadWord(operand.item + 4 * (count - 1 - i));
+    else
+      words[i] = left >= 4  ? loadWord(operand.item + left - 4)
+                 : left > 0 ? loadPartialWord(operand.item, left)
+                            : 0;
   }
 }
 
-template <int32_t count>
-inline bool areValid(const uint32_t* words) {
-  uint32_t bad = nibblesAboveNine(words[0] & withoutSign);
+// The low-order bytes of a number in words as an item with that sign, which a zero doesn't keep when it is a
+// minus.
+template <int32_t count, bool whole>
+inline void storeWords(uint32_t* words, bool negative, uint8_t* item, int32_t bytes) {
+  uint32_t digits = 0;
 #pragma GCC unroll 4
-  for (int32_t i = 1; i < count; ++i) bad |= nibblesAboveNine(words[i]);
-  return bad == 0 && (words[0] & 15) > 9;
+  for (int32_t i = 0; i < count; ++i) {
+    const int32_t left = bytes - 4 * i;
+    if (!whole && left < 4) words[i] &= left > 0 ? ~0u >> (32 - 8 * left) : 0;
+    digits |= words[i];
+  }
+  words[0] |= signNibble(negative && digits != 0);
+#pragma GCC unroll 4
+  for (int32_t i = 0; i < count; ++i) {
+    const int32_t left = bytes - 4 * i;
+    if (whole || left >= 4)
+      storeWord(item + (whole ? 4 * (count - 1 - i) : left - 4), words[i]);
+    else if (left > 0)
+      storePartialWord(item, left, words[i]);
+  }
 }
 
 // The usual case: operands and result of a few words, which all stay in registers and on the stack between
-// being read and written. The same result as by sumOfItems(), operands checked.
-template <int32_t count>
-uint8_t* sumOfWords(Operand op1, Operand op2, bool opposite2, uint8_t* result, int32_t resultDigits) {
+// being read and written. The same result as by sumOfItems().
+template <int32_t count, bool whole>
+inline uint8_t* sumOfWords(Operand op1, Operand op2, bool opposite2, uint8_t* result, int32_t resultDigits) {
   uint32_t a[count], b[count];
-  loadWords<count>(op1, a);
-  loadWords<count>(op2, b);
-  if (!areValid<count>(a) || !areValid<count>(b)) [[unlikely]] {
+  loadWords<count, whole>(op1, a);
+  loadWords<count, whole>(op2, b);
+  const uint32_t sign1 = a[0] & 15, sign2 = b[0] & 15;
+  a[0] &= withoutSign;
+  b[0] &= withoutSign;
+  uint32_t bad = 0;
+#pragma GCC unroll 4
+  for (int32_t i = 0; i < count; ++i) bad |= nibblesAboveNine(a[i]) | nibblesAboveNine(b[i]);
+  if (bad != 0 || std::min(sign1, sign2) < 10) [[unlikely]] {
     reportBadBytes(op1.item, op1.bytes);
     reportBadBytes(op2.item, op2.bytes);
   }
-  bool negative = isNegativeSign(static_cast<uint8_t>(a[0]));
-  const bool negative2 = isNegativeSign(static_cast<uint8_t>(b[0])) != opposite2;
-  a[0] &= withoutSign;
-  b[0] &= withoutSign;
+  bool negative = isNegativeSign(static_cast<uint8_t>(sign1));
+  const bool negative2 = isNegativeSign(static_cast<uint8_t>(sign2)) != opposite2;
   uint8_t carry = 0;
   if (negative == negative2) {
 #pragma GCC unroll 4
@@ -154,24 +176,7 @@ uint8_t* sumOfWords(Operand op1, Operand op2, bool opposite2, uint8_t* result, i
       for (int32_t i = 0; i < count; ++i) a[i] = subtractDigits(0, a[i], carry);
     }
   }
-
-  const int32_t resultBytes = packedBytes(resultDigits);
-  uint32_t digits = 0;
-#pragma GCC unroll 4
-  for (int32_t i = 0; i < count; ++i) {
-    const int32_t left = resultBytes - 4 * i;
-    if (left < 4) a[i] &= left > 0 ? ~0u >> (32 - 8 * left) : 0;
-    digits |= a[i];
-  }
-  a[0] |= signNibble(negative && digits != 0);
-#pragma GCC unroll 4
-  for (int32_t i = 0; i < count; ++i) {
-    const int32_t left = resultBytes - 4 * i;
-    if (left >= 4)
-      storeWord(result + left - 4, a[i]);
-    else if (left > 0)
-      storePartialWord(result, left, a[i]);
-  }
+  storeWords<count, whole>(a, negative, result, packedBytes(resultDigits));
   clearSpareNibble(result, resultDigits);
   return result;
 }
@@ -194,17 +199,21 @@ uint8_t* sumOfItems(Operand op1, Operand op2, bool opposite2, uint8_t* result, i
   return result;
 }
 
-uint8_t* sum(Operand op1, Operand op2, bool opposite2, uint8_t* result, int32_t resultDigits) {
-  const int32_t bytes = std::max({op1.bytes, op2.bytes, packedBytes(resultDigits)});
-  switch ((bytes + 3) / 4) {
+inline uint8_t* sum(Operand op1, Operand op2, bool opposite2, uint8_t* result, int32_t resultDigits) {
+  const int32_t resultBytes = packedBytes(resultDigits);
+  if (op1.bytes == op2.bytes && op1.bytes == resultBytes) {
+    if (resultBytes == 16) return sumOfWords<4, true>(op1, op2, opposite2, result, resultDigits);
+    if (resultBytes == 8) return sumOfWords<2, true>(op1, op2, opposite2, result, resultDigits);
+  }
+  switch ((std::max({op1.bytes, op2.bytes, resultBytes}) + 3) / 4) {
     case 1:
-      return sumOfWords<1>(op1, op2, opposite2, result, resultDigits);
+      return sumOfWords<1, false>(op1, op2, opposite2, result, resultDigits);
     case 2:
-      return sumOfWords<2>(op1, op2, opposite2, result, resultDigits);
+      return sumOfWords<2, false>(op1, op2, opposite2, result, resultDigits);
     case 3:
-      return sumOfWords<3>(op1, op2, opposite2, result, resultDigits);
+      return sumOfWords<3, false>(op1, op2, opposite2, result, resultDigits);
     case 4:
-      return sumOfWords<4>(op1, op2, opposite2, result, resultDigits);
+      return sumOfWords<4, false>(op1, op2, opposite2, result, resultDigits);
     default:
       return sumOfItems(op1, op2, opposite2, result, resultDigits);
   }

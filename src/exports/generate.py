@@ -126,7 +126,10 @@ def main():
                 if name in symbols:
                     faults.append(f"{place}: {name} stands already in {symbols[name]}")
                 symbols[name] = place
-        includes = f'#include "exports/inner.h"\n#include "qrtrlib.h"\n\nusing namespace qrt;\n\nextern "C" {{\n\n'
+        # The inner functions are known to lie in the library, so that calls to them need no table.
+        includes = ('#include <cstdint>\n#include <cstring>\n\n#include "qrtrlib.h"\n\n'
+                    '#pragma GCC visibility push(hidden)\n#include "exports/inner.h"\n'
+                    '#pragma GCC visibility pop\n\nusing namespace qrt;\n\nextern "C" {\n\n')
         (options.output / f"{table.stem}.cpp").write_text(
             f"// Made from {table.name}; don't edit.\n{includes}{''.join(body)}}}\n")
 
