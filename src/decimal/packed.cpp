@@ -5,6 +5,7 @@
 #include <cassert>
 #include <cstring>
 
+#include "decimal/register.h"
 #include "decimal/tables.h"
 #include "decimal/words.h"
 #include "frame/message.h"
@@ -105,84 +106,49 @@ __attribute__((noinline, cold)) void reportBadBytes(const uint8_t* item, int32_t
     qrtWriteERRmsg((last & 15) < 10 ? frame::message::invalidSign : frame::message::invalidDigit, 0);
 }
 
-// The words of an item, the least significant first, with zeros ahead of its digits. `whole` says that the
-// item fills all of them.
-template <int32_t count, bool whole>
-inline void loadWords(Operand operand, uint32_t* words) {
-#pragma GCC unroll 4
-  for (int32_t i = 0; i < count; ++i) {
-    const int32_t left = operand.bytes - 4 * i;
-    if (whole)
-      words[i] = loadWord(operand.item + 4 * (count - 1 - i));
-    else
-      words[i] = left >= 4  ? loadWord(operand.item + left - 4)
-                 : left > 0 ? loadPartialWord(operand.item, left)
-                            : 0;
-  }
-}
+// What keeps the low-order bytes of a register: read from the byte that lies 16 less that many bytes ahead.
+alignas(16) constexpr uint8_t keptBytes[32] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                                               0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
 
-// The low-order bytes of a number in words as an item with that sign, which a zero doesn't keep when it is a
-// minus.
-template <int32_t count, bool whole>
-inline void storeWords(uint32_t* words, bool negative, uint8_t* item, int32_t bytes) {
-  uint32_t digits = 0;
-#pragma GCC unroll 4
-  for (int32_t i = 0; i < count; ++i) {
-    const int32_t left = bytes - 4 * i;
-    if (!whole && left < 4) words[i] &= left > 0 ? ~0u >> (32 - 8 * left) : 0;
-    digits |= words[i];
-  }
-  words[0] |= signNibble(negative && digits != 0);
-#pragma GCC unroll 4
-  for (int32_t i = 0; i < count; ++i) {
-    const int32_t left = bytes - 4 * i;
-    if (whole || left >= 4)
-      storeWord(item + (whole ? 4 * (count - 1 - i) : left - 4), words[i]);
-    else if (left > 0)
-      storePartialWord(item, left, words[i]);
-  }
-}
-
-// The usual case: operands and result of a few words, which all stay in registers and on the stack between
-// being read and written. The same result as by sumOfItems().
-template <int32_t count, bool whole>
-inline uint8_t* sumOfWords(Operand op1, Operand op2, bool opposite2, uint8_t* result, int32_t resultDigits) {
-  uint32_t a[count], b[count];
-  loadWords<count, whole>(op1, a);
-  loadWords<count, whole>(op2, b);
-  const uint32_t sign1 = a[0] & 15, sign2 = b[0] & 15;
-  a[0] &= withoutSign;
-  b[0] &= withoutSign;
-  uint32_t bad = 0;
-#pragma GCC unroll 4
-  for (int32_t i = 0; i < count; ++i) bad |= nibblesAboveNine(a[i]) | nibblesAboveNine(b[i]);
-  if (bad != 0 || std::min(sign1, sign2) < 10) [[unlikely]] {
+// The usual case: operands and result of up to 31 digits, each in a register. The same result as by
+// sumOfItems().
+__attribute__((always_inline)) inline uint8_t* sumInRegisters(Operand op1, Operand op2, bool opposite2,
+                                                              uint8_t* result, int32_t resultDigits) {
+  __m128i a = loadItem(op1.item, op1.bytes), b = loadItem(op2.item, op2.bytes);
+  const uint32_t sign1 = lowWord(a) & 15, sign2 = lowWord(b) & 15;
+  const __m128i digits = _mm_set_epi32(-1, -1, -1, static_cast<int32_t>(withoutSign));
+  a = _mm_and_si128(a, digits);
+  b = _mm_and_si128(b, digits);
+  const __m128i bad = _mm_and_si128(_mm_or_si128(aboveNine(a), aboveNine(b)), everyNibble(8));
+  if (anyBit(bad) || std::min(sign1, sign2) < 10) [[unlikely]] {
     reportBadBytes(op1.item, op1.bytes);
     reportBadBytes(op2.item, op2.bytes);
   }
   bool negative = isNegativeSign(static_cast<uint8_t>(sign1));
   const bool negative2 = isNegativeSign(static_cast<uint8_t>(sign2)) != opposite2;
-  uint8_t carry = 0;
   if (negative == negative2) {
-#pragma GCC unroll 4
-    for (int32_t i = 0; i < count; ++i) a[i] = addDigits(a[i], b[i], carry);
+    a = addRegisters(a, b);
   } else {
-#pragma GCC unroll 4
-    for (int32_t i = 0; i < count; ++i) a[i] = subtractDigits(a[i], b[i], carry);
-    if (carry != 0) {  // the second magnitude is the larger one
+    RegisterDifference difference = subtractRegisters(a, b);
+    if (difference.borrow) {  // the second magnitude is the larger one
+      difference = subtractRegisters(_mm_setzero_si128(), difference.value);
       negative = negative2;
-      carry = 0;
-#pragma GCC unroll 4
-      for (int32_t i = 0; i < count; ++i) a[i] = subtractDigits(0, a[i], carry);
     }
+    a = difference.value;
   }
-  storeWords<count, whole>(a, negative, result, packedBytes(resultDigits));
+  const int32_t bytes = packedBytes(resultDigits);
+  if (bytes < registerBytes)
+    a = _mm_and_si128(a,
+                      _mm_loadu_si128(reinterpret_cast<const __m128i*>(keptBytes + registerBytes - bytes)));
+  a = _mm_or_si128(a, _mm_cvtsi32_si128(signNibble(negative && anyBit(a))));
+  storeItem(a, result, bytes);
   clearSpareNibble(result, resultDigits);
   return result;
 }
 
 // op1 + op2 for items of any length, op2 taken with the other sign when `opposite2` is set.
-uint8_t* sumOfItems(Operand op1, Operand op2, bool opposite2, uint8_t* result, int32_t resultDigits) {
+__attribute__((noinline)) uint8_t* sumOfItems(Operand op1, Operand op2, bool opposite2, uint8_t* result,
+                                              int32_t resultDigits) {
   checkOperand(op1.item, op1.bytes);
   checkOperand(op2.item, op2.bytes);
   const bool negative1 = op1.negative();
@@ -199,24 +165,13 @@ uint8_t* sumOfItems(Operand op1, Operand op2, bool opposite2, uint8_t* result, i
   return result;
 }
 
-inline uint8_t* sum(Operand op1, Operand op2, bool opposite2, uint8_t* result, int32_t resultDigits) {
-  const int32_t resultBytes = packedBytes(resultDigits);
-  if (op1.bytes == op2.bytes && op1.bytes == resultBytes) {
-    if (resultBytes == 16) return sumOfWords<4, true>(op1, op2, opposite2, result, resultDigits);
-    if (resultBytes == 8) return sumOfWords<2, true>(op1, op2, opposite2, result, resultDigits);
-  }
-  switch ((std::max({op1.bytes, op2.bytes, resultBytes}) + 3) / 4) {
-    case 1:
-      return sumOfWords<1, false>(op1, op2, opposite2, result, resultDigits);
-    case 2:
-      return sumOfWords<2, false>(op1, op2, opposite2, result, resultDigits);
-    case 3:
-      return sumOfWords<3, false>(op1, op2, opposite2, result, resultDigits);
-    case 4:
-      return sumOfWords<4, false>(op1, op2, opposite2, result, resultDigits);
-    default:
-      return sumOfItems(op1, op2, opposite2, result, resultDigits);
-  }
+__attribute__((always_inline)) inline uint8_t* sum(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
+                                                   int32_t resultDigits, int32_t op2Digits, int32_t op1Digits,
+                                                   bool opposite2) {
+  const Operand first{op1, packedBytes(op1Digits)}, second{op2, packedBytes(op2Digits)};
+  if ((op1Digits | op2Digits | resultDigits) < 2 * registerBytes) [[likely]]
+    return sumInRegisters(first, second, opposite2, result, resultDigits);
+  return sumOfItems(first, second, opposite2, result, resultDigits);
 }
 
 }  // namespace
@@ -245,12 +200,12 @@ bool hasDigits(const uint8_t* item, int32_t bytes) {
 
 uint8_t* add(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits, int32_t op2Digits,
              int32_t op1Digits) {
-  return sum({op1, packedBytes(op1Digits)}, {op2, packedBytes(op2Digits)}, false, result, resultDigits);
+  return sum(op1, op2, result, resultDigits, op2Digits, op1Digits, false);
 }
 
 uint8_t* subtract(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits,
                   int32_t op2Digits, int32_t op1Digits) {
-  return sum({op1, packedBytes(op1Digits)}, {op2, packedBytes(op2Digits)}, true, result, resultDigits);
+  return sum(op1, op2, result, resultDigits, op2Digits, op1Digits, true);
 }
 
 uint8_t* absolute(const uint8_t* source, uint8_t* destination, int32_t, int32_t sourceDigits) {

@@ -1,0 +1,111 @@
+// Packed items of up to 16 bytes in one SSE2 register: 31 digits above a cleared sign nibble, the units at
+// the bottom, as two lanes of sixteen nibbles.
+#pragma once
+
+#include <emmintrin.h>
+
+#include <cstdint>
+#include <cstring>
+
+#include "decimal/words.h"
+
+namespace qrt::decimal {
+
+inline constexpr int32_t registerBytes = 16;
+
+inline __m128i reverseBytes(__m128i x) {
+  x = _mm_shuffle_epi32(x, _MM_SHUFFLE(1, 0, 3, 2));
+  x = _mm_shufflelo_epi16(x, _MM_SHUFFLE(0, 1, 2, 3));
+  x = _mm_shufflehi_epi16(x, _MM_SHUFFLE(0, 1, 2, 3));
+  return _mm_or_si128(_mm_slli_epi16(x, 8), _mm_srli_epi16(x, 8));
+}
+
+inline __m128i loadEight(const uint8_t* bytes) {
+  return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes));
+}
+
+// The item of 1 to 16 bytes, sign nibble and all.
+inline __m128i loadItem(const uint8_t* item, int32_t bytes) {
+  if (bytes == 16) return reverseBytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(item)));
+  if (bytes == 8) return _mm_srli_si128(reverseBytes(loadEight(item)), 8);
+  if (bytes > 8) {
+    const __m128i both = _mm_unpacklo_epi64(loadEight(item), loadEight(item + bytes - 8));
+    const __m128i lanes = reverseBytes(both);
+    const __m128i high = _mm_srl_epi64(lanes, _mm_cvtsi32_si128(8 * (16 - bytes)));
+    return _mm_castpd_si128(_mm_move_sd(_mm_castsi128_pd(high), _mm_castsi128_pd(lanes)));
+  }
+  if (bytes >= 4) {
+    const uint32_t low = loadWord(item + bytes - 4);
+    const uint32_t high = bytes == 4 ? 0 : loadPartialWord(item, bytes - 4);
+    return _mm_unpacklo_epi32(_mm_cvtsi32_si128(static_cast<int32_t>(low)),
+                              _mm_cvtsi32_si128(static_cast<int32_t>(high)));
+  }
+  return _mm_cvtsi32_si128(static_cast<int32_t>(loadPartialWord(item, bytes)));
+}
+
+inline uint32_t lowWord(__m128i x) {
+  return static_cast<uint32_t>(_mm_cvtsi128_si32(x));
+}
+
+// The low-order bytes of a register as an item of 1 to 16 bytes.
+inline void storeItem(__m128i value, uint8_t* item, int32_t bytes) {
+  if (bytes == 16) return _mm_storeu_si128(reinterpret_cast<__m128i*>(item), reverseBytes(value));
+  while (bytes >= 4) {
+    bytes -= 4;
+    storeWord(item + bytes, lowWord(value));
+    value = _mm_srli_si128(value, 4);
+  }
+  if (bytes > 0) storePartialWord(item, bytes, lowWord(value));
+}
+
+inline __m128i everyNibble(uint32_t nibble) {
+  return _mm_set1_epi32(static_cast<int32_t>(0x11111111 * nibble));
+}
+
+inline bool anyBit(__m128i x) {
+  return _mm_movemask_epi8(_mm_cmpeq_epi8(x, _mm_setzero_si128())) != 0xFFFF;
+}
+
+// A one in the top bit of each nibble above 9, among other bits.
+inline __m128i aboveNine(__m128i x) {
+  return _mm_and_si128(_mm_or_si128(_mm_slli_epi64(x, 1), _mm_slli_epi64(x, 2)), x);
+}
+
+// Nibbles of 6 where the top bits of the mask's nibbles are set.
+inline __m128i sixes(__m128i topBits) {
+  return _mm_or_si128(_mm_srli_epi64(topBits, 1), _mm_srli_epi64(topBits, 2));
+}
+
+// The top bit of the lower lane as a one in the upper lane.
+inline __m128i intoUpperLane(__m128i x) {
+  return _mm_slli_si128(_mm_srli_epi64(x, 63), 8);
+}
+
+// The sum of two numbers; a carry out of the upper lane is lost. Adding 6 to each nibble first makes decimal
+// carries binary ones; nibbles that sent no carry get their 6 back.
+inline __m128i addRegisters(__m128i a, __m128i b) {
+  const __m128i biased = _mm_add_epi64(a, everyNibble(6));
+  const __m128i both = _mm_and_si128(biased, b), either = _mm_or_si128(biased, b);
+  const auto carries = [&](__m128i sum) { return _mm_or_si128(both, _mm_andnot_si128(sum, either)); };
+  __m128i sum = _mm_add_epi64(biased, b);
+  sum = _mm_add_epi64(sum, intoUpperLane(carries(sum)));
+  return _mm_sub_epi64(sum, sixes(_mm_andnot_si128(carries(sum), everyNibble(8))));
+}
+
+struct RegisterDifference {
+  __m128i value;
+  bool borrow;  // out of the upper lane
+};
+
+inline RegisterDifference subtractRegisters(__m128i a, __m128i b) {
+  const __m128i only = _mm_andnot_si128(a, b);  // what sends a borrow, and what passes one on or sends one
+  const __m128i either = _mm_or_si128(b, _mm_xor_si128(a, _mm_set1_epi32(-1)));
+  const auto borrows = [&](__m128i rest) { return _mm_or_si128(only, _mm_and_si128(either, rest)); };
+  __m128i rest = _mm_sub_epi64(a, b);
+  rest = _mm_sub_epi64(rest, intoUpperLane(borrows(rest)));
+  const __m128i borrowed = borrows(rest);
+  return {_mm_sub_epi64(rest, sixes(_mm_and_si128(borrowed, everyNibble(8)))),
+          (_mm_movemask_pd(_mm_castsi128_pd(borrowed)) & 2) != 0};
+}
+
+}  // namespace qrt::decimal
