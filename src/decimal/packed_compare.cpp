@@ -1,5 +1,6 @@
 // Packed-decimal compares: magnitudes first, signs only where they decide.
 #include "decimal/packed.h"
+#include "decimal/register.h"
 #include "decimal/words.h"
 #include "qrtrlib.h"
 
@@ -8,6 +9,16 @@ namespace {
 
 // Where two magnitudes of equal length first differ, as -1, 0 or 1; the sign nibble doesn't count.
 int32_t compareMagnitudes(const uint8_t* a, const uint8_t* b, int32_t bytes) {
+  if (bytes == registerBytes) {
+    const __m128i blockA = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a));
+    const __m128i blockB = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b));
+    const int32_t unlike = _mm_movemask_epi8(_mm_cmpeq_epi8(blockA, blockB)) ^ 0xFFFF;
+    if (unlike == 0) return 0;
+    const int32_t first = __builtin_ctz(static_cast<uint32_t>(unlike));
+    const int32_t sign = first == registerBytes - 1 ? 4 : 0;
+    const int32_t difference = (a[first] >> sign) - (b[first] >> sign);
+    return (difference > 0) - (difference < 0);
+  }
   for (; bytes > 4; a += 4, b += 4, bytes -= 4) {
     const uint32_t wordA = loadWord(a), wordB = loadWord(b);
     if (wordA != wordB) return wordA > wordB ? 1 : -1;
