@@ -1,11 +1,12 @@
 // Packed-decimal multiplication and division on limbs of eight digits. The last limb of an item takes in its
 // sign nibble as a zero, so an item of value v enters as 10v: four bytes make a limb, and a value that is a
 // multiple of ten goes back the same way.
+#include <algorithm>
 #include <cassert>
 #include <cstring>
 
 #include "decimal/packed.h"
-#include "decimal/words.h"
+#include "decimal/register.h"
 #include "frame/message.h"
 #include "qrtrlib.h"
 
@@ -61,29 +62,51 @@ inline Division divideByBase(uint64_t value) {
   return {quotient, remainder};
 }
 
-inline uint32_t limbOf(uint32_t word) {
-  if (nibblesAboveNine(word) != 0)
-    word = onlyDigits(word);  // reported already; keeps the limb below the base
-  return valueOfDigits(word);
+constexpr int32_t blockLimbs = registerBytes / limbBytes;
+
+constexpr int32_t wholeBlocks(int32_t limbs) {
+  return (limbs + blockLimbs - 1) / blockLimbs * blockLimbs;
 }
 
-// Ten times the operand's magnitude, least significant limb first.
-inline void loadLimbs(const Operand& operand, uint32_t* limbs) {
-  int32_t left = operand.bytes;
-  uint32_t mask = 0xFFFFFFF0;
-  for (; left >= limbBytes; left -= limbBytes, mask = ~0u)
-    *limbs++ = limbOf(loadWord(operand.item + left - limbBytes) & mask);
-  if (left > 0) *limbs = limbOf(loadPartialWord(operand.item, left) & mask);
+// Ten times the operand's magnitude, least significant limb first, with zeros up to a whole block. Returns
+// whether all nibbles were in order; those above 9 count as 9.
+inline bool loadLimbs(const Operand& operand, uint32_t* limbs) {
+  bool valid = (operand.item[operand.bytes - 1] & 15) > 9;
+  __m128i mask = _mm_set_epi32(-1, -1, -1, ~15);
+  for (int32_t left = operand.bytes; left > 0; left -= registerBytes, limbs += blockLimbs) {
+    const int32_t bytes = std::min(left, registerBytes);
+    __m128i block = _mm_and_si128(loadItem(operand.item + left - bytes, bytes), mask);
+    mask = _mm_set1_epi32(-1);
+    if (anyBit(_mm_and_si128(aboveNine(block), everyNibble(8)))) [[unlikely]] {
+      valid = false;
+      block = onlyDigits(block);
+    }
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(limbs), valuesOfDigits(block));
+  }
+  return valid;
 }
 
-// The low digits of a number that is a multiple of ten, as an item without sign.
+// The low digits of a number that is a multiple of ten, as an item without sign. The limbs fill whole blocks.
 inline void storeLimbs(const uint32_t* limbs, int32_t count, uint8_t* item, int32_t bytes) {
-  for (; bytes >= limbBytes && count > 0; bytes -= limbBytes, --count)
-    storeWord(item + bytes - limbBytes, digitsOfValue(*limbs++));
-  if (count > 0)
-    storePartialWord(item, bytes, digitsOfValue(*limbs));
-  else
-    memset(item, 0, static_cast<size_t>(bytes));
+  for (; bytes > 0 && count > 0; count -= blockLimbs, limbs += blockLimbs) {
+    const __m128i block = digitsOfValues(_mm_loadu_si128(reinterpret_cast<const __m128i*>(limbs)));
+    const int32_t now = std::min(bytes, registerBytes);
+    bytes -= now;
+    storeItem(block, item + bytes, now);
+  }
+  if (bytes > 0) memset(item, 0, static_cast<size_t>(bytes));
+}
+
+inline void clearUpToBlock(uint32_t* limbs, int32_t count) {
+  for (int32_t i = count; i < wholeBlocks(count); ++i) limbs[i] = 0;
+}
+
+// Reports bad operands, the first one first, unless both are in order.
+inline void checkOperands(const Operand& first, bool validFirst, const Operand& second, bool validSecond) {
+  if (validFirst && validSecond) [[likely]]
+    return;
+  checkOperand(first.item, first.bytes);
+  checkOperand(second.item, second.bytes);
 }
 
 inline void divideByTen(uint32_t* limbs, int32_t count) {
@@ -113,6 +136,17 @@ inline uint32_t divideBy(uint32_t* limbs, int32_t count, uint32_t divisor) {
   return remainder;
 }
 
+// Two limbs by two.
+inline void multiplyPairs(const uint32_t* a, const uint32_t* b, uint32_t* product) {
+  const Division first = divideByBase(uint64_t{a[0]} * b[0]);
+  const Division second = divideByBase(uint64_t{a[0]} * b[1] + uint64_t{a[1]} * b[0] + first.quotient);
+  const Division third = divideByBase(uint64_t{a[1]} * b[1] + second.quotient);
+  product[0] = first.remainder;
+  product[1] = second.remainder;
+  product[2] = third.remainder;
+  product[3] = third.quotient;
+}
+
 // Column by column: up to eight products of two limbs and a carry stay below 2 to the 63rd, and their
 // quotient by the base below 2 to the 32nd.
 inline void multiplyLimbs(const uint32_t* a, int32_t countA, const uint32_t* b, int32_t countB,
@@ -132,7 +166,8 @@ inline void multiplyLimbs(const uint32_t* a, int32_t countA, const uint32_t* b, 
 
 // Subtracts factor times the divisor from the limbs at `part`, which has one limb more. The factor may be one
 // too large: then the divisor is added back and the factor that was right comes back.
-inline uint32_t subtractMultiple(uint32_t* part, const uint32_t* divisor, int32_t count, uint32_t factor) {
+__attribute__((always_inline)) inline uint32_t subtractMultiple(uint32_t* part, const uint32_t* divisor,
+                                                                int32_t count, uint32_t factor) {
   uint32_t carry = 0, borrow = 0;
   const auto take = [&borrow](uint32_t& limb, uint32_t amount) {
     const int32_t difference = static_cast<int32_t>(limb - amount - borrow);
@@ -159,8 +194,9 @@ inline uint32_t subtractMultiple(uint32_t* part, const uint32_t* divisor, int32_
 // Division of limbs by two or more limbs (Knuth, The Art of Computer Programming, volume 2, 4.3.1,
 // algorithm D). `dividend` has room for one limb more and is left holding the remainder times the scaling
 // factor that comes back.
-inline uint32_t divideLimbs(uint32_t* dividend, int32_t count, uint32_t* divisor, int32_t divisorCount,
-                            uint32_t* quotient) {
+__attribute__((always_inline)) inline uint32_t divideLimbs(uint32_t* dividend, int32_t count,
+                                                           uint32_t* divisor, int32_t divisorCount,
+                                                           uint32_t* quotient) {
   const uint32_t scale = base / (divisor[divisorCount - 1] + 1);
   multiplyBy(divisor, divisorCount, scale);
   dividend[count] = multiplyBy(dividend, count, scale);
@@ -204,8 +240,11 @@ struct Remainder {
 // Both divisions; `remainder` is null for the one that has none.
 void divideItems(const Operand& dividend, const Operand& divisor, uint8_t* quotient, int32_t quotientDigits,
                  const Remainder* remainder) {
-  checkOperand(dividend.item, dividend.bytes);
-  checkOperand(divisor.item, divisor.bytes);
+  const int32_t count = dividend.limbs(), divisorCount = divisor.limbs();
+  assert(count <= mostDividendLimbs && divisorCount <= mostDividendLimbs);
+  uint32_t rest[mostDividendLimbs + 1], by[mostDividendLimbs], result[wholeBlocks(mostDividendLimbs + 1)];
+  const bool validDividend = loadLimbs(dividend, rest), validDivisor = loadLimbs(divisor, by);
+  checkOperands(dividend, validDividend, divisor, validDivisor);
   if (divisor.isZero()) {
     qrtWriteERRmsg(frame::message::divisionByZero, 0);
     return;
@@ -220,11 +259,6 @@ void divideItems(const Operand& dividend, const Operand& divisor, uint8_t* quoti
     return storeZero(quotient, quotientDigits);
   }
 
-  const int32_t count = dividend.limbs(), divisorCount = divisor.limbs();
-  assert(count <= mostDividendLimbs);
-  uint32_t rest[mostDividendLimbs + 1], by[mostDividendLimbs], result[mostDividendLimbs + 1];
-  loadLimbs(dividend, rest);
-  loadLimbs(divisor, by);
   int32_t quotientCount;
   uint32_t scale = 1;
   bool exact = false;  // a one-limb division without remainder
@@ -235,10 +269,12 @@ void divideItems(const Operand& dividend, const Operand& divisor, uint8_t* quoti
     quotientCount = count;
     exact = rest[0] == 0;
   } else {
-    scale = divideLimbs(rest, count, by, divisorCount, result);
+    scale = divisorCount == 2 ? divideLimbs(rest, count, by, 2, result)
+                              : divideLimbs(rest, count, by, divisorCount, result);
     quotientCount = count - divisorCount + 1;
   }
   result[quotientCount] = multiplyBy(result, quotientCount, 10);
+  clearUpToBlock(result, quotientCount + 1);
 
   const int32_t quotientBytes = packedBytes(quotientDigits);
   storeLimbs(result, quotientCount + 1, quotient, quotientBytes);
@@ -249,6 +285,7 @@ void divideItems(const Operand& dividend, const Operand& divisor, uint8_t* quoti
   if (remainder == nullptr) return;
   if (scale != 1) divideBy(rest, divisorCount, scale);
   const int32_t remainderBytes = packedBytes(remainder->digits);
+  clearUpToBlock(rest, divisorCount);
   storeLimbs(rest, divisorCount, remainder->item, remainderBytes);
   // The sign of a one-limb remainder goes by its true value, that of a longer one by the digits as stored.
   const bool zero = divisorCount == 1 ? exact : !hasDigits(remainder->item, remainderBytes);
@@ -261,21 +298,27 @@ void divideItems(const Operand& dividend, const Operand& divisor, uint8_t* quoti
 uint8_t* multiply(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits,
                   int32_t op2Digits, int32_t op1Digits) {
   const Operand first(op1, op1Digits), second(op2, op2Digits);
-  checkOperand(first.item, first.bytes);
-  checkOperand(second.item, second.bytes);
+  const int32_t count1 = first.limbs(), count2 = second.limbs();
+  assert(count1 <= mostFactorLimbs && count2 <= mostFactorLimbs);
+  uint32_t factor1[mostFactorLimbs], factor2[mostFactorLimbs], product[2 * mostFactorLimbs];
+  const bool valid1 = loadLimbs(first, factor1), valid2 = loadLimbs(second, factor2);
+  checkOperands(first, valid1, second, valid2);
   if (first.isZero() || second.isZero()) {
     storeZero(result, resultDigits);
     return result;
   }
-  const int32_t count1 = first.limbs(), count2 = second.limbs();
-  assert(count1 <= mostFactorLimbs && count2 <= mostFactorLimbs);
-  uint32_t factor1[mostFactorLimbs], factor2[mostFactorLimbs], product[2 * mostFactorLimbs];
-  loadLimbs(first, factor1);
-  loadLimbs(second, factor2);
-  divideByTen(factor2, count2);
-  multiplyLimbs(factor1, count1, factor2, count2, product);
+  int32_t productCount = blockLimbs;
+  if (count1 <= 2 && count2 <= 2) {
+    divideByTen(factor2, 2);
+    multiplyPairs(factor1, factor2, product);
+  } else {
+    divideByTen(factor2, count2);
+    multiplyLimbs(factor1, count1, factor2, count2, product);
+    productCount = count1 + count2;
+    clearUpToBlock(product, productCount);
+  }
   const int32_t bytes = packedBytes(resultDigits);
-  storeLimbs(product, count1 + count2, result, bytes);
+  storeLimbs(product, productCount, result, bytes);
   result[bytes - 1] |= signNibble(first.negative != second.negative);
   clearSpareNibble(result, resultDigits);
   return result;

@@ -50,6 +50,10 @@ inline uint32_t lowWord(__m128i x) {
 // The low-order bytes of a register as an item of 1 to 16 bytes.
 inline void storeItem(__m128i value, uint8_t* item, int32_t bytes) {
   if (bytes == 16) return _mm_storeu_si128(reinterpret_cast<__m128i*>(item), reverseBytes(value));
+  if (bytes == 8) {
+    const __m128i block = reverseBytes(value);
+    return _mm_storel_epi64(reinterpret_cast<__m128i*>(item), _mm_srli_si128(block, 8));
+  }
   while (bytes >= 4) {
     bytes -= 4;
     storeWord(item + bytes, lowWord(value));
@@ -79,6 +83,43 @@ inline __m128i sixes(__m128i topBits) {
 // The top bit of the lower lane as a one in the upper lane.
 inline __m128i intoUpperLane(__m128i x) {
   return _mm_slli_si128(_mm_srli_epi64(x, 63), 8);
+}
+
+// The register with a 9 in place of each nibble above 9.
+inline __m128i onlyDigits(__m128i x) {
+  const __m128i top = _mm_and_si128(aboveNine(x), everyNibble(8));
+  const __m128i half = _mm_or_si128(top, _mm_srli_epi64(top, 1));
+  const __m128i whole = _mm_or_si128(half, _mm_srli_epi64(half, 2));
+  return _mm_or_si128(_mm_andnot_si128(whole, x), _mm_and_si128(whole, everyNibble(9)));
+}
+
+// The values of groups of eight digits, one in each 32-bit lane: neighbours join in pairs, fours and all.
+inline __m128i valuesOfDigits(__m128i digits) {
+  const __m128i tens = _mm_and_si128(_mm_srli_epi16(digits, 4), _mm_set1_epi8(0x0F));
+  const __m128i twice = _mm_add_epi8(tens, tens);
+  const __m128i pairs = _mm_sub_epi8(_mm_sub_epi8(digits, twice), _mm_add_epi8(twice, twice));
+  const __m128i low = _mm_and_si128(pairs, _mm_set1_epi16(0x00FF));
+  const __m128i fours = _mm_add_epi16(low, _mm_mullo_epi16(_mm_srli_epi16(pairs, 8), _mm_set1_epi16(100)));
+  return _mm_madd_epi16(fours, _mm_set1_epi32(10000 << 16 | 1));
+}
+
+// The other way round, for lanes below 10 to the 8th. The quotients by 10000, 100 and 10 are multiplications
+// by reciprocals that are exact in the range of their operands.
+inline __m128i digitsOfValues(__m128i values) {
+  const __m128i reciprocal = _mm_set1_epi32(static_cast<int32_t>(0xD1B71759));  // 2 to the 45th by 10000
+  const __m128i even = _mm_srli_epi64(_mm_mul_epu32(values, reciprocal), 45);
+  const __m128i odd = _mm_srli_epi64(_mm_mul_epu32(_mm_srli_epi64(values, 32), reciprocal), 45);
+  const __m128i high = _mm_or_si128(even, _mm_slli_epi64(odd, 32));
+  const __m128i low = _mm_sub_epi32(values, _mm_madd_epi16(high, _mm_set1_epi32(10000)));
+  const __m128i fours = _mm_or_si128(low, _mm_slli_epi32(high, 16));
+  const __m128i hundreds = _mm_srli_epi16(_mm_mulhi_epu16(fours, _mm_set1_epi16(5243)), 3);
+  const __m128i units = _mm_sub_epi16(fours, _mm_mullo_epi16(hundreds, _mm_set1_epi16(100)));
+  const __m128i byTen = _mm_set1_epi16(6554);  // 2 to the 16th by 10, for values below 100
+  const __m128i tens =
+      _mm_or_si128(_mm_mulhi_epu16(units, byTen), _mm_slli_epi16(_mm_mulhi_epu16(hundreds, byTen), 8));
+  const __m128i pairs = _mm_or_si128(units, _mm_slli_epi16(hundreds, 8));
+  const __m128i twice = _mm_add_epi8(tens, tens);
+  return _mm_add_epi8(_mm_add_epi8(pairs, twice), _mm_add_epi8(twice, twice));
 }
 
 // The sum of two numbers; a carry out of the upper lane is lost. Adding 6 to each nibble first makes decimal
