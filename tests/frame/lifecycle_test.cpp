@@ -123,12 +123,12 @@ TEST(Lifecycle, StartAndEndOfTheProcess) {
       _qrtPgmInit(nullptr);
       __asm__ volatile("fnstcw %0" : "=m"(control));
       for (void* mutex : {accept_mutex, accept_mutex, century_window_mutex})
-        pthread_mutex_lock(static_cast<pthread_mutex_t*>(mutex));
-      printf("%04x %s ", control & 0x0F3F, _qrtRuncom->tempDirectory);
+        printf("%d", pthread_mutex_lock(static_cast<pthread_mutex_t*>(mutex)));
+      printf(" %04x %s ", control & 0x0F3F, _qrtRuncom->tempDirectory);
       _qrtRuncom->sortActive = 1;
       printf("%d", int(startUp([] { _qrtRunUnitTerm(0); })));
     });
-    EXPECT_EQ(ended.out, std::string("033f ") + directory + " 255");
+    EXPECT_EQ(ended.out, std::string("000 033f ") + directory + " 255");
     EXPECT_EQ(ended.err.substr(0, 6), "QRT012");
   }
 }
