@@ -425,8 +425,9 @@ QRT_DATA QrtStopRunPair _qrtApcStopRunTab[QRT_STOP_RUN_PAIRS];
 QRT_DATA int32_t _qrtDebug;                  /* trace level from __QRTDEBUG; 0 for none */
 QRT_DATA int32_t _qrt_trax_exit_in_progress; /* not 0: the next exit of a program ends its run unit */
 
-/* Handles of mutexes for callers that serialise around the named services; made by the first _qrtPgmInit of
-   the process, null before, never closed. The library takes none of them. */
+/* Mutexes for callers that serialise around the named services: each word holds the address of a recursive
+   pthread_mutex_t that the first _qrtPgmInit of the process makes, null before. They are never closed, and
+   the library takes none of them. */
 QRT_DATA void* _qrt_init_term_rte_mutex;
 QRT_DATA void* accept_mutex;
 QRT_DATA void* create_plle_mutex;
@@ -457,7 +458,7 @@ QRT_API void _qrtPgmExit(QrtProgramEntry* program);
 QRT_API void _qrtPgmExitLock(QrtProgramEntry* program);
 QRT_API void _qrtPgmExitUnlock(void* program);
 
-/* Opens a run unit on top of the current one. Nothing in hosted mode while the process is down. */
+/* Opens a run unit on top of the current one. Nothing while the process is down. */
 QRT_API void _qrtRunUnitInit(void);
 
 /* STOP RUN. A plain run leaves through _qrtJmpCobStart with `returnCode`, 255 standing for 0; a hosted one
@@ -494,14 +495,17 @@ QRT_API QrtPlle* _qrtCreateInsertPLLE(const char* name, uint32_t length, void* e
 /* Frees all program list entries of the current run unit. */
 QRT_API void _qrtFreePLLE(void);
 
-/* Host interface. `fcode`
-     1   registers `routine` (context) as stop-run routine of the run unit, which then stays up when its main
-         program returns; plain and level 1. *result is 0 when done, 1 in a hosted run or when there is one
-   already 9   first call of a container: reads __QRTDEBUG and __COBOL_APC_CONTAINER; `routine` is a
-   QrtMessageCallback and `context` a QrtAbnormalEndCallback; *result stays 10  `routine` goes to
-   _qrtCOBOLApcLoadBind; *result stays At container level 2 and above any other fcode makes `routine`
-   (context, code) the stop-run pair of the current depth and opens a hosted run unit; *result is 0. Below
-   that any other fcode gives 1. */
+/* Host interface, by `fcode`.
+   - 9, the first call of a container, reads __QRTDEBUG and __COBOL_APC_CONTAINER; `routine` is a
+     QrtMessageCallback and `context` a QrtAbnormalEndCallback. *result stays as it is.
+   - 10: `routine` goes to _qrtCOBOLApcLoadBind. *result stays as it is.
+   - At container level 2 and above, any other: makes `routine` (context, code) the stop-run pair of the
+     current depth and opens a hosted run unit. *result is 0, or 1 when memory is short.
+   - 1, below that level: registers `routine` (context) as stop-run routine of the run unit, which then
+     stays up when its main program returns. *result is 0, or 1 in a hosted run, without a routine, and when
+     there is one already.
+   - Any other below that level does nothing; *result is 1.
+   A stop-run routine must not return: the process then ends with exit code 183. */
 QRT_API void _qrtCOBOLInit(int32_t fcode, QrtHostRoutine routine, int32_t* result, void* context);
 QRT_API void QRTCOBOLINIT(int32_t fcode, QrtHostRoutine routine, int32_t* result, void* context);
 QRT_API void _QrtCOBOLInit(int32_t fcode, QrtHostRoutine routine, int32_t* result, void* context);

@@ -9,10 +9,7 @@
 #include "frame/message.h"
 #include "frame/programs.h"
 #include "frame/stop_run.h"
-
-extern "C" {
-extern void* qrtExceptionChain;
-}
+#include "platform/exceptions.h"
 
 int32_t _qrtDebug = 0;
 QrtStopRunPair _qrtApcStopRunTab[QRT_STOP_RUN_PAIRS] = {};
@@ -21,9 +18,6 @@ int32_t _qrtApcStopRunMax = QRT_STOP_RUN_PAIRS;
 
 namespace qrt::frame {
 namespace {
-
-// Above 0 in every container; from here on each run unit of the host is a hosted one of its own.
-constexpr int32_t levelOfNestedRunUnits = 2;
 
 constexpr int trappedSignalEnd = 183;  // exit code
 
@@ -59,14 +53,16 @@ bool growStopRunTable() {
   return true;
 }
 
-// Plain or container level 1: the routine of the one run unit.
-int32_t registerForRunUnit(QrtHostRoutine routine, void* context) {
-  if (hosted() || routine == nullptr) return 1;
+// Plain or container level 1: the routine of the one run unit. The result stands also where the start of the
+// process doesn't come back.
+void registerForRunUnit(int32_t functionCode, QrtHostRoutine routine, int32_t* result, void* context) {
+  *result = 1;
+  if (hosted() || functionCode != registerStopRun || routine == nullptr) return;
   if (_qrtProccom == nullptr) _qrtPgmInit(nullptr);
-  if (_qrtRuncom == nullptr || _qrtRuncom->stopRunCallback != nullptr) return 1;
+  if (_qrtRuncom == nullptr || _qrtRuncom->stopRunCallback != nullptr) return;
   _qrtRuncom->stopRunCallback = reinterpret_cast<void (*)(void*)>(routine);
   _qrtRuncom->stopRunContext = context;
-  return 0;
+  *result = 0;
 }
 
 void endNestedRunUnit(int32_t functionCode, int32_t* result) {
@@ -88,18 +84,6 @@ void endNestedRunUnit(int32_t functionCode, int32_t* result) {
   }
   resetStopRunTable();
 }
-
-// The chain of structured exception handlers as it was, behind a call that may have changed it.
-class KeptExceptionChain {
- public:
-  KeptExceptionChain() : head(qrtExceptionChain) {}
-  ~KeptExceptionChain() { qrtExceptionChain = head; }
-  KeptExceptionChain(const KeptExceptionChain&) = delete;
-  KeptExceptionChain& operator=(const KeptExceptionChain&) = delete;
-
- private:
-  void* head;
-};
 
 }  // namespace
 
@@ -147,7 +131,7 @@ void _qrtCOBOLInit(int32_t fcode, QrtHostRoutine routine, int32_t* result, void*
     if (registered) _qrtTraxRunUnit(1, nullptr);
     *result = registered ? 0 : 1;
   } else {
-    *result = fcode == registerStopRun ? registerForRunUnit(routine, context) : 1;
+    registerForRunUnit(fcode, routine, result, context);
   }
 }
 
@@ -227,6 +211,7 @@ void _qrt_cpm_exit() {
 }
 
 int32_t _qrtCallMain(int32_t (*routine)(void* argument), void* argument) {
-  const qrt::frame::KeptExceptionChain kept;
+  // Passes every exception on; the chain is again as it was behind the call.
+  const qrt::platform::InstalledHandler frame([](QrtExceptionRecord*) -> int32_t { return 1; });
   return routine(argument);
 }

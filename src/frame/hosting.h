@@ -12,14 +12,14 @@ inline bool hosted() {
   return _qrtIsTrax != 0;
 }
 
+// The container level from which on each run unit of the host is a hosted one of its own.
+inline constexpr int32_t levelOfNestedRunUnits = 2;
+
 // The tag under which messages reach a host.
 inline constexpr char hostTag[] = "TCBL";
 
-// Receives messages: flag 1 for one that ends the run, hostTag, the text and its length in bytes. Null for
-// none.
-extern int32_t (*messageCallback)(int32_t flag, const char* tag, const char* text, int32_t length);
-
-// Called by an abnormal end in a container, just ahead of the end of the process. Null for none.
-extern void (*abnormalEndCallback)();
+// What a host wants called for messages, and for an abnormal end in a container. Null for none.
+extern QrtMessageCallback messageCallback;
+extern QrtAbnormalEndCallback abnormalEndCallback;
 
 }  // namespace qrt::frame

@@ -6,6 +6,7 @@
 #include <string.h>
 #include <xmmintrin.h>
 
+#include <atomic>
 #include <new>
 
 #include "frame/guard.h"
@@ -41,17 +42,22 @@ constexpr int32_t fileBuckets = 32;
 
 uint32_t runUnitCounter = 0;
 bool hasBeenUp = false;  // stays when the process goes down
-bool mutexesMade = false;
+
+// The last two have no name that callers know.
+platform::Mutex mutexes[13];
+std::atomic<bool> mutexesMade = false;
 platform::CriticalSection makingOfMutexes;
 
 void makeMutexes() {
   if (mutexesMade) return;
   const platform::CriticalSection::Scope entered(makingOfMutexes);
   if (mutexesMade) return;
-  for (void** mutex : {&_qrt_init_term_rte_mutex, &accept_mutex, &create_plle_mutex, &display_mutex,
-                       &extvar_mutex, &init_hash_mutex, &pgm_count_mutex, &catget_mutex, &iconvt_mutex,
-                       &collseq_mutex, &century_window_mutex})
-    *mutex = platform::makeMutex();
+  for (platform::Mutex& mutex : mutexes) platform::makeMutex(mutex);
+  platform::Mutex* next = mutexes;
+  for (void** handle : {&_qrt_init_term_rte_mutex, &accept_mutex, &create_plle_mutex, &display_mutex,
+                        &extvar_mutex, &init_hash_mutex, &pgm_count_mutex, &catget_mutex, &iconvt_mutex,
+                        &collseq_mutex, &century_window_mutex})
+    *handle = next++;
   mutexesMade = true;
 }
 
@@ -141,8 +147,9 @@ void freeTables() {
   unit.tempDirectory = nullptr;
 }
 
+// A guard of a run unit below may hold on to the block, which then goes with that unit's list.
 void freeStorage() {
-  if (hosted()) return resetThreadStorageAnchor();
+  if (hosted() && _qrtProccom->runUnitStack != nullptr) return resetThreadStorageAnchor();
   if (qrtStorageBlock == nullptr) return;
   _qrtCheckFree(qrtStorageBlock->pendingMessage);
   freeThreadStorage();
@@ -156,17 +163,18 @@ void freeRunUnitRecord() {
 }
 
 // Calls the container's routine for the depth that has been left, and leaves.
-void leaveByStopRunPair(EndReason reason, int32_t code) {
+void leaveByStopRunPair(int32_t code) {
+  constexpr int reason = static_cast<int>(EndReason::stopRun);
   const QrtStopRunPair* pair = currentStopRunPair();
   if (pair == nullptr) return;
   if (code == 0) code = 256;
   if (_qrtDebug > 1)
     printf("at %s:%d: _qrtRunUnitTerm  _qrtIsTrax=%d reason=%d retcode=%d\n", __FILE_NAME__, __LINE__,
-           _qrtIsTrax, static_cast<int>(reason), code);
+           _qrtIsTrax, reason, code);
   pair->routine(pair->context, code);
   if (_qrtDebug > 1)
     printf("at %s:%d: _qrtRunUnitTerm  _qrtIsTrax=%d reason=%d\n", __FILE_NAME__, __LINE__, _qrtIsTrax,
-           static_cast<int>(reason));
+           reason);
   if (_qrtJmpCobStart.returnAddress != 0) qrtLongJump(&_qrtJmpCobStart, code);
   exit(stopRunRoutineReturned);
 }
@@ -213,7 +221,7 @@ void takeRunUnitDown(EndReason reason, int32_t code) {
     stopRunRoutine(stopRunContext);
     exit(stopRunRoutineReturned);
   }
-  if (_qrtIsApc != 0 && reason == EndReason::stopRun) leaveByStopRunPair(reason, code);
+  if (_qrtIsApc != 0 && reason == EndReason::stopRun) leaveByStopRunPair(code);
 }
 
 }  // namespace qrt::frame
@@ -238,7 +246,7 @@ void _qrtRunUnitInit() {
 void _qrtRunUnitTerm(int32_t returnCode) {
   using namespace qrt::frame;
   constexpr int32_t jumpValueOfZero = 255;  // a jump can't carry 0
-  if (_qrtIsApc >= 2 && !hosted() && _qrtRuncom == nullptr) return;
+  if (_qrtIsApc >= levelOfNestedRunUnits && !hosted() && _qrtRuncom == nullptr) return;
   const bool wasHosted = hosted();
   takeRunUnitDown(EndReason::stopRun, returnCode);
   if (!wasHosted) qrtLongJump(&_qrtJmpCobStart, returnCode != 0 ? returnCode : jumpValueOfZero);

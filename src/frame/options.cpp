@@ -1,6 +1,4 @@
 // COBRTOPT: the tokenizer, the tables of options, and what each row does to the process record.
-#include "frame/options.h"
-
 #include <errno.h>
 #include <stddef.h>
 #include <stdlib.h>
@@ -8,6 +6,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string_view>
 
 #include "frame/hosting.h"
 #include "frame/message.h"
@@ -15,6 +14,13 @@
 
 namespace qrt::frame {
 namespace {
+
+constexpr int32_t unknownOption = 171;           // name
+constexpr int32_t optionTakesNoSuchValue = 172;  // value, name
+constexpr int32_t optionValueLength = 173;       // value, name, length
+constexpr int32_t optionValueCharacters = 174;   // value, name
+constexpr int32_t optionValueNumber = 181;       // value, name
+constexpr int32_t optionValueRange = 182;        // value, name, lowest, highest
 
 enum class Kind { clearBits, setBits, callRoutine, clearPendingDefault, copyText };
 
@@ -171,26 +177,12 @@ void applyToken(char* token, PendingDefault& pending) {
     qrtWriteERRmsg(optionTakesNoSuchValue, 0, value, token);
 }
 
-void applyOptions(const char* text, PendingDefault& pending) {
-  const auto size = static_cast<uint32_t>(strlen(text)) + 1;
-  auto* work = static_cast<char*>(_qrtMalloc(size, message::outOfMemory, 0));
-  if (work == nullptr) return;
-  memcpy(work, text, size);
-  char* token = work;
-  for (uint32_t left = cutOptions(work); left > 0; --left) {
-    char* next = token + strlen(token) + 1;
-    applyToken(token, pending);
-    token = next;
-  }
-  _qrtCheckFree(work);
-}
-
 constexpr char toUpper(char character) {
   return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A') : character;
 }
 
-}  // namespace
-
+// Cuts `text` into option tokens in place: folded to upper case, without blanks and tabs, "(" read as "=".
+// The tokens lie one behind the other from the start of `text`, each terminated. Returns how many there are.
 uint32_t cutOptions(char* text) {
   uint32_t count = 0;
   char* write = text;
@@ -223,6 +215,21 @@ uint32_t cutOptions(char* text) {
   return count;
 }
 
+void applyOptions(const char* text, PendingDefault& pending) {
+  const auto size = static_cast<uint32_t>(strlen(text)) + 1;
+  auto* work = static_cast<char*>(_qrtMalloc(size, message::outOfMemory, 0));
+  if (work == nullptr) return;
+  memcpy(work, text, size);
+  char* token = work;
+  for (uint32_t left = cutOptions(work); left > 0; --left) {
+    char* next = token + strlen(token) + 1;
+    applyToken(token, pending);
+    token = next;
+  }
+  _qrtCheckFree(work);
+}
+
+}  // namespace
 }  // namespace qrt::frame
 
 void _qrtProcessRteOpts() {

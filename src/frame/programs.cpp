@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <span>
+#include <utility>
 
 #include "fileio/control.h"
 #include "frame/hosting.h"
@@ -52,7 +53,7 @@ void checkYearWindow(QrtProgramBlock& program) {
       program.yearWindow = first;
     else
       qrtWriteERRmsg(relativeWindowOutOfRange, 0, name, window, first);
-  } else if (year > window + 100) {
+  } else if (window < year - 100) {
     qrtWriteERRmsg(windowPassed, 0, window, window + 100, name);
   }
 }
@@ -106,27 +107,26 @@ void putBackToInitialState(QrtProgramEntry* first) {
   }
 }
 
-// A severe error inside a close routine takes the run unit down through here once more: that file is passed
-// over.
-QrtFcb* fileBeingClosed = nullptr;
+// A severe error inside a close routine takes the run unit down once more from within: files whose close
+// hasn't come back are then passed over.
+bool closingPrograms = false;
 
-void closeAtEnd(QrtFcb* file, QrtProgramEntry* program) {
-  if (file == nullptr || file == fileBeingClosed) return;
+void closeAtEnd(QrtFcb* file, QrtProgramEntry* program, bool onceMore) {
+  if (file == nullptr) return;
   if (file->openState == 0) {
     // An OPEN that failed leaves the name that it tried.
     if ((file->flags & QRT_FCB_NAME_ALLOCATED) != 0) fileio::releaseFileName(*file, *file->description);
     return;
   }
-  fileBeingClosed = file;
+  if (onceMore && (file->closeFlags & QRT_CLOSE_SILENT) != 0) return;
   file->closeFlags |= QRT_CLOSE_SILENT;
   file->closeRoutine(file, program);
-  fileBeingClosed = nullptr;
 }
 
-void closeProgram(QrtProgramBlock& program) {
+void closeProgram(QrtProgramBlock& program, bool onceMore) {
   if (hosted()) putBackToInitialState(program.entries);
   for (QrtProgramEntry& entry : allEntries(program.entries))
-    for (QrtFcb* file : filesOf(entry)) closeAtEnd(file, &entry);
+    for (QrtFcb* file : filesOf(entry)) closeAtEnd(file, &entry, onceMore);
   program.plle = nullptr;
 }
 
@@ -153,14 +153,15 @@ void expectMainProgramOfHost() {
 }
 
 void closePrograms() {
-  forEachValue<QrtPlle>(_qrtRuncom->programTable, [](QrtPlle& plle) {
-    if (plle.program != nullptr) closeProgram(*plle.program);
+  const bool onceMore = std::exchange(closingPrograms, true);
+  forEachValue<QrtPlle>(_qrtRuncom->programTable, [onceMore](QrtPlle& plle) {
+    if (plle.program != nullptr) closeProgram(*plle.program, onceMore);
   });
   forEachValue<QrtPlle>(_qrtRuncom->programTable, [](QrtPlle& plle) {
     if (plle.module != nullptr) platform::unloadModule(plle.module);
   });
   forEachValue<QrtFcb>(_qrtRuncom->fileTable, [](QrtFcb& file) { freeExternalFile(&file); });
-  fileBeingClosed = nullptr;
+  closingPrograms = false;
 }
 
 }  // namespace qrt::frame
@@ -216,8 +217,8 @@ void _qrtPgmExitUnlock(void*) {}
 void _qrtCloseReset(QrtProgramEntry* program) {
   using namespace qrt::frame;
   for (QrtFcb* file : filesOf(*program)) {
-    const bool external = (file->description->attributes & QRT_FILE_EXTERNAL) != 0;
-    if (!external && file->openState != 0) file->closeRoutine(file, program);
+    if (file == nullptr || (file->description->attributes & QRT_FILE_EXTERNAL) != 0) continue;
+    if (file->openState != 0) file->closeRoutine(file, program);
   }
   putBackToInitialState(program);
 }

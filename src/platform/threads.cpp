@@ -1,14 +1,14 @@
-// Mutexes by handle.
+// Mutexes for callers.
 #include "platform/threads.h"
-
-#include <stdlib.h>
 
 namespace qrt::platform {
 
-void* makeMutex() {
-  auto* mutex = static_cast<pthread_mutex_t*>(malloc(sizeof(pthread_mutex_t)));
-  if (mutex != nullptr) pthread_mutex_init(mutex, nullptr);
-  return mutex;
+void makeMutex(Mutex& mutex) {
+  pthread_mutexattr_t attributes;
+  pthread_mutexattr_init(&attributes);
+  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+  pthread_mutex_init(&mutex, &attributes);
+  pthread_mutexattr_destroy(&attributes);
 }
 
 }  // namespace qrt::platform

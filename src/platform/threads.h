@@ -1,12 +1,14 @@
-// Mutexes, and the critical section of the start of the process.
+// Mutexes for callers, and the critical section of the start of the process.
 #pragma once
 
 #include <pthread.h>
 
 namespace qrt::platform {
 
-// The handle of a new mutex that nobody owns; null when memory is short.
-void* makeMutex();
+using Mutex = pthread_mutex_t;
+
+// Makes a mutex that nobody owns. Its owner may take it again, and gives it back as often.
+void makeMutex(Mutex& mutex);
 
 // Usable without a constructor having run; entered through its scope.
 class CriticalSection {
@@ -19,11 +21,11 @@ class CriticalSection {
     Scope& operator=(const Scope&) = delete;
 
    private:
-    pthread_mutex_t& mutex;
+    Mutex& mutex;
   };
 
  private:
-  pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+  Mutex mutex = PTHREAD_MUTEX_INITIALIZER;
 };
 
 }  // namespace qrt::platform

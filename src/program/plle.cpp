@@ -1,6 +1,5 @@
-// Program list entries: their chunks, and the search with creation.
-#include "program/plle.h"
-
+// The program list entry (PLLE): one record for each program name that a run unit knows, found through the
+// run unit's programTable. Records come from chunks that are freed all at once.
 #include <stddef.h>
 #include <string.h>
 
@@ -10,6 +9,11 @@
 
 namespace qrt::program {
 namespace {
+
+constexpr int32_t recordsPerChunk = 128;
+
+// A name up to this length lies in the record itself.
+constexpr uint32_t longestInlineName = 30;
 
 struct Chunk {
   QrtPlle records[recordsPerChunk];

@@ -47,7 +47,6 @@ extern "C" {
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
 void* __libc_realloc(void* block, size_t size);
-void* __libc_memalign(size_t alignment, size_t size);
 void __libc_free(void* block);
 
 }  // extern "C"
@@ -90,19 +89,6 @@ void* realloc(void* block, size_t size) noexcept {
 void free(void* block) noexcept {
   if (block != nullptr) --live;
   __libc_free(block);
-}
-
-void* memalign(size_t alignment, size_t size) noexcept {
-  return fails() ? nullptr : counted(__libc_memalign(alignment, size));
-}
-
-void* aligned_alloc(size_t alignment, size_t size) noexcept {
-  return memalign(alignment, size);
-}
-
-int posix_memalign(void** block, size_t alignment, size_t size) noexcept {
-  *block = memalign(alignment, size);
-  return *block != nullptr ? 0 : ENOMEM;
 }
 
 }  // extern "C"
