@@ -98,7 +98,7 @@ void subtractMagnitudes(Operand longer, Operand shorter, uint8_t* result, int32_
   result[resultBytes - 1] |= signNibble(negative && hasDigits(result, resultBytes));
 }
 
-__attribute__((noinline, cold)) void reportBadBytes(const uint8_t* item, int32_t bytes) {
+[[gnu::noinline, gnu::cold]] void reportBadBytes(const uint8_t* item, int32_t bytes) {
   for (int32_t i = 0; i < bytes - 1; ++i)
     if (bcd_digits_checked[item[i]] == invalidPair) qrtWriteERRmsg(frame::message::invalidDigit, 0);
   const uint8_t last = item[bytes - 1];
@@ -111,21 +111,29 @@ alignas(16) constexpr uint8_t keptBytes[32] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xF
                                                0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
 
 // The usual case: operands and result of up to 31 digits, each in a register. The same result as by
-// sumOfItems().
-__attribute__((always_inline)) inline uint8_t* sumInRegisters(Operand op1, Operand op2, bool opposite2,
-                                                              uint8_t* result, int32_t resultDigits) {
-  __m128i a = loadItem(op1.item, op1.bytes), b = loadItem(op2.item, op2.bytes);
-  const uint32_t sign1 = lowWord(a) & 15, sign2 = lowWord(b) & 15;
-  const __m128i digits = _mm_set_epi32(-1, -1, -1, static_cast<int32_t>(withoutSign));
-  a = _mm_and_si128(a, digits);
-  b = _mm_and_si128(b, digits);
-  const __m128i bad = _mm_and_si128(_mm_or_si128(aboveNine(a), aboveNine(b)), everyNibble(8));
-  if (anyBit(bad) || std::min(sign1, sign2) < 10) [[unlikely]] {
-    reportBadBytes(op1.item, op1.bytes);
-    reportBadBytes(op2.item, op2.bytes);
+// sumOfItems(). `digits` is the count of all three when the caller knows it, else 0.
+template <int32_t digits>
+[[gnu::always_inline]] inline uint8_t* sumInRegisters(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
+                                                      int32_t resultDigits, int32_t op2Digits,
+                                                      int32_t op1Digits, bool opposite2) {
+  if (digits != 0) resultDigits = op2Digits = op1Digits = digits;
+  const int32_t bytes1 = packedBytes(op1Digits), bytes2 = packedBytes(op2Digits);
+  const int32_t bytes = packedBytes(resultDigits);
+  __m128i a = loadItem(op1, bytes1), b = loadItem(op2, bytes2);
+
+  // Each item's last nibble, and no other, must be above 9.
+  const __m128i sign = _mm_set_epi32(0, 0, 0, 8);
+  const __m128i bad = _mm_or_si128(_mm_xor_si128(_mm_and_si128(aboveNine(a), everyNibble(8)), sign),
+                                   _mm_xor_si128(_mm_and_si128(aboveNine(b), everyNibble(8)), sign));
+  if (anyBit(bad)) [[unlikely]] {
+    reportBadBytes(op1, bytes1);
+    reportBadBytes(op2, bytes2);
   }
-  bool negative = isNegativeSign(static_cast<uint8_t>(sign1));
-  const bool negative2 = isNegativeSign(static_cast<uint8_t>(sign2)) != opposite2;
+  bool negative = isNegativeSign(static_cast<uint8_t>(lowWord(a)));
+  const bool negative2 = isNegativeSign(static_cast<uint8_t>(lowWord(b))) != opposite2;
+  const __m128i magnitude = _mm_set_epi32(-1, -1, -1, static_cast<int32_t>(withoutSign));
+  a = _mm_and_si128(a, magnitude);
+  b = _mm_and_si128(b, magnitude);
   if (negative == negative2) {
     a = addRegisters(a, b);
   } else {
@@ -136,7 +144,7 @@ __attribute__((always_inline)) inline uint8_t* sumInRegisters(Operand op1, Opera
     }
     a = difference.value;
   }
-  const int32_t bytes = packedBytes(resultDigits);
+
   if (bytes < registerBytes)
     a = _mm_and_si128(a,
                       _mm_loadu_si128(reinterpret_cast<const __m128i*>(keptBytes + registerBytes - bytes)));
@@ -147,8 +155,8 @@ __attribute__((always_inline)) inline uint8_t* sumInRegisters(Operand op1, Opera
 }
 
 // op1 + op2 for items of any length, op2 taken with the other sign when `opposite2` is set.
-__attribute__((noinline)) uint8_t* sumOfItems(Operand op1, Operand op2, bool opposite2, uint8_t* result,
-                                              int32_t resultDigits) {
+[[gnu::noinline]] uint8_t* sumOfItems(Operand op1, Operand op2, bool opposite2, uint8_t* result,
+                                      int32_t resultDigits) {
   checkOperand(op1.item, op1.bytes);
   checkOperand(op2.item, op2.bytes);
   const bool negative1 = op1.negative();
@@ -165,13 +173,18 @@ __attribute__((noinline)) uint8_t* sumOfItems(Operand op1, Operand op2, bool opp
   return result;
 }
 
-__attribute__((always_inline)) inline uint8_t* sum(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
-                                                   int32_t resultDigits, int32_t op2Digits, int32_t op1Digits,
-                                                   bool opposite2) {
-  const Operand first{op1, packedBytes(op1Digits)}, second{op2, packedBytes(op2Digits)};
-  if ((op1Digits | op2Digits | resultDigits) < 2 * registerBytes) [[likely]]
-    return sumInRegisters(first, second, opposite2, result, resultDigits);
-  return sumOfItems(first, second, opposite2, result, resultDigits);
+[[gnu::always_inline]] inline uint8_t* sum(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
+                                           int32_t resultDigits, int32_t op2Digits, int32_t op1Digits,
+                                           bool opposite2) {
+  const auto allHave = [&](int32_t digits) {
+    return ((op1Digits ^ digits) | (op2Digits ^ digits) | (resultDigits ^ digits)) == 0;
+  };
+  if (allHave(31)) return sumInRegisters<31>(op1, op2, result, resultDigits, op2Digits, op1Digits, opposite2);
+  if (allHave(15)) return sumInRegisters<15>(op1, op2, result, resultDigits, op2Digits, op1Digits, opposite2);
+  if ((op1Digits | op2Digits | resultDigits) < 2 * registerBytes)
+    return sumInRegisters<0>(op1, op2, result, resultDigits, op2Digits, op1Digits, opposite2);
+  return sumOfItems({op1, packedBytes(op1Digits)}, {op2, packedBytes(op2Digits)}, opposite2, result,
+                    resultDigits);
 }
 
 }  // namespace

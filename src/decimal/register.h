@@ -24,42 +24,52 @@ inline __m128i loadEight(const uint8_t* bytes) {
   return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes));
 }
 
-// The item of 1 to 16 bytes, sign nibble and all.
-inline __m128i loadItem(const uint8_t* item, int32_t bytes) {
-  if (bytes == 16) return reverseBytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(item)));
-  if (bytes == 8) return _mm_srli_si128(reverseBytes(loadEight(item)), 8);
-  if (bytes > 8) {
-    const __m128i both = _mm_unpacklo_epi64(loadEight(item), loadEight(item + bytes - 8));
-    const __m128i lanes = reverseBytes(both);
-    const __m128i high = _mm_srl_epi64(lanes, _mm_cvtsi32_si128(8 * (16 - bytes)));
-    return _mm_castpd_si128(_mm_move_sd(_mm_castsi128_pd(high), _mm_castsi128_pd(lanes)));
-  }
-  if (bytes >= 4) {
-    const uint32_t low = loadWord(item + bytes - 4);
-    const uint32_t high = bytes == 4 ? 0 : loadPartialWord(item, bytes - 4);
-    return _mm_unpacklo_epi32(_mm_cvtsi32_si128(static_cast<int32_t>(low)),
-                              _mm_cvtsi32_si128(static_cast<int32_t>(high)));
-  }
-  return _mm_cvtsi32_si128(static_cast<int32_t>(loadPartialWord(item, bytes)));
-}
-
 inline uint32_t lowWord(__m128i x) {
   return static_cast<uint32_t>(_mm_cvtsi128_si32(x));
 }
 
+inline __m128i wordInRegister(uint32_t word) {
+  return _mm_cvtsi32_si128(static_cast<int32_t>(word));
+}
+
+// How far a lane is shifted to drop or make room for that many bytes.
+inline __m128i bitsOf(int32_t bytes) {
+  return _mm_cvtsi32_si128(8 * bytes);
+}
+
+// The item of 1 to 16 bytes, sign nibble and all. Unless a block fits, its first and its last bytes are
+// taken, which may lie over each other; storeItem() does the same.
+[[gnu::always_inline]] inline __m128i loadItem(const uint8_t* item, int32_t bytes) {
+  if (bytes == 16) return reverseBytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(item)));
+  if (bytes > 8) {
+    const __m128i lanes = reverseBytes(_mm_unpacklo_epi64(loadEight(item), loadEight(item + bytes - 8)));
+    const __m128i first = _mm_srl_epi64(_mm_unpackhi_epi64(lanes, lanes), bitsOf(16 - bytes));
+    return _mm_unpacklo_epi64(lanes, first);
+  }
+  if (bytes >= 4) {
+    const __m128i first = _mm_srl_epi64(wordInRegister(loadWord(item)), bitsOf(8 - bytes));
+    return _mm_unpacklo_epi32(wordInRegister(loadWord(item + bytes - 4)), first);
+  }
+  return wordInRegister(loadPartialWord(item, bytes));
+}
+
 // The low-order bytes of a register as an item of 1 to 16 bytes.
-inline void storeItem(__m128i value, uint8_t* item, int32_t bytes) {
-  if (bytes == 16) return _mm_storeu_si128(reinterpret_cast<__m128i*>(item), reverseBytes(value));
-  if (bytes == 8) {
-    const __m128i block = reverseBytes(value);
-    return _mm_storel_epi64(reinterpret_cast<__m128i*>(item), _mm_srli_si128(block, 8));
+[[gnu::always_inline]] inline void storeItem(__m128i value, uint8_t* item, int32_t bytes) {
+  if (bytes == 16) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(item), reverseBytes(value));
+  } else if (bytes > 8) {
+    const __m128i upper = _mm_sll_epi64(_mm_unpackhi_epi64(value, value), bitsOf(16 - bytes));
+    const __m128i first = _mm_or_si128(upper, _mm_srl_epi64(value, bitsOf(bytes - 8)));
+    const __m128i blocks = reverseBytes(_mm_unpacklo_epi64(value, first));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(item), blocks);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(item + bytes - 8), _mm_unpackhi_epi64(blocks, blocks));
+  } else if (bytes >= 4) {
+    const __m128i first = _mm_srli_epi64(_mm_sll_epi64(value, bitsOf(8 - bytes)), 32);
+    storeWord(item, lowWord(first));
+    storeWord(item + bytes - 4, lowWord(value));
+  } else {
+    storePartialWord(item, bytes, lowWord(value));
   }
-  while (bytes >= 4) {
-    bytes -= 4;
-    storeWord(item + bytes, lowWord(value));
-    value = _mm_srli_si128(value, 4);
-  }
-  if (bytes > 0) storePartialWord(item, bytes, lowWord(value));
 }
 
 inline __m128i everyNibble(uint32_t nibble) {
