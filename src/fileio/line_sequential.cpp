@@ -246,8 +246,7 @@ void writeLineSequential(QrtFcb* file, QrtProgramEntry* program) {
   file->currentOperation = QRT_VERB_WRITE;
   if (file->recordLength < description.minRecord || file->recordLength > description.maxRecord)
     file->status = status::badRecordLength;
-  else if (!advance(*file) || !putRecord(*file, blankOf(program)) ||
-           !flushIfAsked(*file, description))
+  else if (!advance(*file) || !putRecord(*file, blankOf(program)) || !flushIfAsked(*file, description))
     file->status = status::permanentError;
   reportStatus(*file, description, program);
   if (file->status < status::atEnd) file->recordState = recordWritten;

@@ -63,9 +63,10 @@ TEST_F(Status, ExtendedStatusOfAnAdapter) {
 }
 
 TEST_F(Status, VerbsInTheWrongState) {
-  constexpr uint32_t absent = QRT_FCB_ABSENT, positioned = QRT_FCB_POSITIONED,
-                     readable = QRT_FCB_READ_POSITION;
-  const QrtFileRoutine read = _qrtReadError, write = _qrtWriteError, start = _qrtStartError;
+  constexpr uint32_t absent = QRT_FCB_ABSENT, placed = QRT_FCB_POSITIONED, readable = QRT_FCB_READ_POSITION;
+  const QrtFileRoutine read = _qrtReadError, write = _qrtWriteError, start = _qrtStartError,
+                       rewrite = _qrtRewriteError, remove = _qrtDeleteError, reopen = _qrtOpenError,
+                       close = _qrtCloseError;
   constexpr uint8_t opened = QRT_VERB_OPEN, wasRead = QRT_VERB_READ, started = QRT_VERB_START;
   struct Kind {
     uint8_t organization, access, statement;
@@ -85,25 +86,25 @@ TEST_F(Status, VerbsInTheWrongState) {
       {read, input, absent, wasRead, line, "46"},
       {read, input, absent | readable, wasRead, line, "10"},
       {read, input, absent, started, relative, "46"},
-      {read, input, absent | positioned, started, next, "10"},
+      {read, input, absent | placed, started, next, "10"},
       {read, input, absent, opened, random, "23"},
       {read, input, absent, opened, next, "10"},
       {write, inputOutput, 0, 0, relative, "92"},
       {write, inputOutput, 0, 0, bit, "30"},
       {write, inputOutput, 0, 0, random, "30"},
       {write, input, 0, 0, line, "48"},
-      {_qrtRewriteError, input, 0, 0, line, "49"},
-      {_qrtRewriteError, inputOutput, 0, 0, line, "30"},
-      {_qrtDeleteError, extend, 0, 0, relative, "49"},
-      {_qrtDeleteError, inputOutput, 0, 0, relative, "30"},
-      {start, output, positioned, 0, relative, "47"},
-      {start, input, absent | positioned, 0, relative, "23"},
+      {rewrite, input, 0, 0, line, "49"},
+      {rewrite, inputOutput, 0, 0, line, "30"},
+      {remove, extend, 0, 0, relative, "49"},
+      {remove, inputOutput, 0, 0, relative, "30"},
+      {start, output, placed, 0, relative, "47"},
+      {start, input, absent | placed, 0, relative, "23"},
       {start, inputOutput, 0, 0, relative, "30"},
-      {_qrtOpenError, input, 0, 0, line, "41"},
-      {_qrtOpenError, 0, 0, 0, line, "30"},
-      {_qrtCloseError, 0, 0, 0, line, "42"},
-      {_qrtCloseError, input, 0, 0, line, "30"},
-      {_qrtCloseError, input, absent, 0, line, "00"},
+      {reopen, input, 0, 0, line, "41"},
+      {reopen, 0, 0, 0, line, "30"},
+      {close, 0, 0, 0, line, "42"},
+      {close, input, 0, 0, line, "30"},
+      {close, input, absent, 0, line, "00"},
   };
   // The procedure finds its statement's verb as the last one.
   static uint8_t lastSeen;
@@ -119,7 +120,7 @@ TEST_F(Status, VerbsInTheWrongState) {
       fcb.statementFlags = row.kind.statement;
       lastSeen = 0;
       EXPECT_EQ(program.perform(row.verb), row.status) << &row - table;
-      EXPECT_EQ(fcb.flags & (readable | positioned), row.flags & (row.verb == read ? positioned : 0u));
+      EXPECT_EQ(fcb.flags & (readable | placed), row.flags & (row.verb == read ? placed : 0u));
       EXPECT_EQ(lastSeen, row.status[0] == '0' ? 0 : fcb.currentOperation) << &row - table;
       EXPECT_EQ(file.extendedArea.text(), "000000" + std::string(18, ' '));
       fcb.openState = 0;
