@@ -85,7 +85,6 @@ TEST_F(Control, DifferentDescriptionsEndTheRun) {
       {"", sequential, [](FullFile& f) { f.d.assignName = "else"; }},
       {"", sequential, [](FullFile& f) { f.laidOut.other[7] = 1, f.d.linageFlags = 0; }},
       {"", indexed, [](FullFile& f) { f.laidOut.keys[11] = 1; }},
-      {"MAXIMUM RECORD LENGTH", sequential, [](FullFile& f) { f.d.maxRecord = 11; }},
       {"FILE ASSIGNMENT NAME", sequential,
        [](FullFile& f) { f.d.assignName = "else", f.laidOut.other[0] = 1; }},
       {"FILE SYSTEM, ORGANIZATION, ACCESS MODE, RECORD FORMAT, MAXIMUM RECORD LENGTH, MINIMUM RECORD LENGTH, "

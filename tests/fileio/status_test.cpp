@@ -67,7 +67,7 @@ TEST_F(Status, VerbsInTheWrongState) {
   const QrtFileRoutine read = _qrtReadError, write = _qrtWriteError, start = _qrtStartError,
                        rewrite = _qrtRewriteError, remove = _qrtDeleteError, reopen = _qrtOpenError,
                        close = _qrtCloseError;
-  constexpr uint8_t opened = QRT_VERB_OPEN, wasRead = QRT_VERB_READ, started = QRT_VERB_START;
+  constexpr uint8_t opened = QRT_VERB_OPEN, got = QRT_VERB_READ, began = QRT_VERB_START;
   struct Kind {
     uint8_t organization, access, statement;
   } const line{0, 0x80, 0}, bit{0x80, 0x80, 0}, relative{0x10, 0x80, 0}, random{0x20, 0, 0},
@@ -83,10 +83,10 @@ TEST_F(Status, VerbsInTheWrongState) {
       {read, 0, 0, 0, line, "47"},
       {read, input, readable, 0, line, "30"},
       {read, input, absent, opened, line, "10"},
-      {read, input, absent, wasRead, line, "46"},
-      {read, input, absent | readable, wasRead, line, "10"},
-      {read, input, absent, started, relative, "46"},
-      {read, input, absent | placed, started, next, "10"},
+      {read, input, absent, got, line, "46"},
+      {read, input, absent | readable, got, line, "10"},
+      {read, input, absent, began, relative, "46"},
+      {read, input, absent | placed, began, next, "10"},
       {read, input, absent, opened, random, "23"},
       {read, input, absent, opened, next, "10"},
       {write, inputOutput, 0, 0, relative, "92"},
