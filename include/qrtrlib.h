@@ -1062,7 +1062,7 @@ struct QrtFileDescription {
 #define QRT_FCB_AT_END 0x10000000u
 #define QRT_FCB_READ_POSITION 0x08000000u /* read position valid */
 #define QRT_FCB_POSITIONED 0x02000000u    /* position established by OPEN or START */
-#define QRT_FCB_SHARED 0x01000000u        /* EXTERNAL, bound by more than one description */
+#define QRT_FCB_SHARED 0x01000000u        /* EXTERNAL, bound more than once */
 #define QRT_FCB_CONCATENATED 0x00800000u
 #define QRT_FCB_NAME_ALLOCATED 0x00400000u /* fileName is an allocated block */
 
@@ -1161,12 +1161,15 @@ struct QrtAdapterRow {
 QRT_API void _qrtInitFCB(int32_t fileCount, QrtFcb** files, QrtFileDescription** descriptions,
                          QrtProgramBlock* program);
 
-/* Guarded. OPEN of a closed file: finds name and file system, loads the adapter, has it open the file. `program`
-   is the first entry of the program that opens, here and below. */
+/* Guarded. OPEN of a closed file: finds name and file system, loads the adapter (which a line on standard error
+   tells), has it open the file; writes FILE STATUS and runs the USE procedure. With status 10 or below the file is
+   open. `program` is the first entry of the program that opens, here and below. */
 QRT_API void _qrtGenericOpen(QrtFcb* file, QrtProgramEntry* program);
 
-/* The end of a CLOSE, called by an adapter with the status set: puts the control block back to closed, writes
-   FILE STATUS, runs the USE procedure. `detail` as for _qrtCallUseProc. */
+/* The end of a CLOSE, called by an adapter with the status set: frees the name in use and the adapter blocks, puts
+   the control block back to closed, writes FILE STATUS, runs the USE procedure unless the close is silent. With
+   QRT_CLOSE_MEMBER only the routines, flags and blocks go, and the statement goes on. `detail` as for
+   _qrtCallUseProc. */
 QRT_API void _qrtGenericClose(QrtFcb* file, QrtProgramEntry* program, int32_t detail);
 
 /* Guarded. Runs the USE procedure for a status of 10 or above, unless the statement has INVALID KEY or AT END for

@@ -62,6 +62,7 @@ const char* adapterModule(int32_t code) {
 bool loadAdapter(int32_t code) {
   QrtAdapterRow& row = adapterRows[code];
   if (row.init != nullptr) return true;
+  if (modules[code] == nullptr) return false;
   fprintf(stderr, "Load Lib %s index %d\n", modules[code], static_cast<int>(code));
   const platform::Module module = platform::loadModule(modules[code]);
   if (module == nullptr) return false;

@@ -35,8 +35,8 @@ const char* adapterModule(int32_t code);
 // The adapters of the process, one row for each code.
 extern QrtAdapterRow adapterRows[fileSystemCount];
 
-// Finds the adapter of a code that has a module, loading it on first use. False when it can't be loaded or
-// isn't an adapter.
+// Finds the adapter of a code, loading it on first use. False when the code has none, or its module can't be
+// loaded or isn't an adapter.
 bool loadAdapter(int32_t code);
 
 }  // namespace qrt::fileio

@@ -11,6 +11,7 @@
 
 #include "fileio/control.h"
 #include "fileio/status.h"
+#include "platform/streams.h"
 #include "platform/text_files.h"
 
 namespace qrt::fileio {
@@ -28,8 +29,9 @@ constexpr uint8_t ebcdicBlank = 0x40;
 
 constexpr uint32_t streamBufferSize = 64 * 1024;
 
-bool isEbcdic(const QrtProgramEntry* program) {
-  return (program->block->flags & QRT_PROGRAM_EBCDIC) != 0;
+// The blank of the program's character set.
+uint8_t blankOf(const QrtProgramEntry* program) {
+  return (program->block->flags & QRT_PROGRAM_EBCDIC) != 0 ? ebcdicBlank : uint8_t{' '};
 }
 
 // --- OPEN ---------------------------------------------------------------------------------------------
@@ -63,11 +65,11 @@ int16_t openFailureStatus(int systemError) {
   }
 }
 
-// Gives the stream a large buffer, which goes with the control block's adapter blocks behind the stream. In a
-// hosted run blocks can go with their run unit ahead of the stream, so that it keeps a buffer of its own
-// there.
+// Gives the stream a large buffer, which goes with the control block's adapter blocks behind the stream. An
+// adapter may hold a block of its own there, and in a hosted run blocks can go with their run unit ahead of
+// the stream: then the stream keeps its usual buffer.
 void enlargeBuffer(QrtFcb& file) {
-  if (_qrtIsTrax != 0) return;
+  if (_qrtIsTrax != 0 || file.adapterBlock1 != nullptr) return;
   file.adapterBlock1 = _qrtCheckMalloc(streamBufferSize);
   if (file.adapterBlock1 != nullptr)
     setvbuf(file.stream, static_cast<char*>(file.adapterBlock1), _IOFBF, streamBufferSize);
@@ -224,7 +226,7 @@ void openLineSequential(QrtFcb* file, QrtProgramEntry* program) {
     file->status = openFailureStatus(errno);
     return;
   }
-  if (platform::isTerminal(file->stream)) file->flags |= QRT_FCB_TERMINAL;
+  if (platform::isInteractive(file->stream)) file->flags |= QRT_FCB_TERMINAL;
   enlargeBuffer(*file);
   installRoutines(*file);
 }
@@ -233,7 +235,7 @@ void readLineSequential(QrtFcb* file, QrtProgramEntry* program) {
   const QrtFileDescription& description = descriptionFor(*file, program);
   file->status = status::success;
   file->currentOperation = QRT_VERB_READ;
-  readLine(*file, description.maxRecord, isEbcdic(program) ? ebcdicBlank : uint8_t{' '});
+  readLine(*file, description.maxRecord, blankOf(program));
   reportStatus(*file, description, program);
   file->lastOperation = QRT_VERB_READ;
 }
@@ -244,8 +246,7 @@ void writeLineSequential(QrtFcb* file, QrtProgramEntry* program) {
   file->currentOperation = QRT_VERB_WRITE;
   if (file->recordLength < description.minRecord || file->recordLength > description.maxRecord)
     file->status = status::badRecordLength;
-  else if (!advance(*file) || !putRecord(*file, isEbcdic(program) ? ebcdicBlank : uint8_t{' '}) ||
-           !flushIfAsked(*file, description))
+  else if (!advance(*file) || !putRecord(*file, blankOf(program)) || !flushIfAsked(*file, description))
     file->status = status::permanentError;
   reportStatus(*file, description, program);
   if (file->status < status::atEnd) file->recordState = recordWritten;
@@ -256,7 +257,9 @@ void writeLineSequential(QrtFcb* file, QrtProgramEntry* program) {
 void closeLineSequential(QrtFcb* file, QrtProgramEntry* program) {
   file->currentOperation = QRT_VERB_CLOSE;
   file->status = status::success;
-  if ((file->closeFlags & QRT_CLOSE_UNIT) != 0) {
+  // The flags are still those of the last CLOSE when the end of the run adds its own: then the file is closed
+  // for good.
+  if ((file->closeFlags & (QRT_CLOSE_UNIT | QRT_CLOSE_SILENT)) == QRT_CLOSE_UNIT) {
     file->status = status::noReel;
     writeFileStatus(*file, descriptionFor(*file, program));
     file->lastOperation = QRT_VERB_CLOSE;

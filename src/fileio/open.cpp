@@ -26,20 +26,17 @@ void callOpenRoutine(QrtFcb& file, QrtProgramEntry* program) {
   reinterpret_cast<AdapterOpen>(reinterpret_cast<void*>(file.openRoutine))(&file, program, &file);
 }
 
-// Lets the adapter of the file's system install its routines; returns the detail code of a failure.
+// Lets the adapter of the file's system install its routines; returns the detail code of a failure. A status
+// from resolving stays, for it tells more than a missing adapter.
 int32_t installAdapter(QrtFcb& file, QrtProgramEntry* program) {
-  const int32_t code = fileSystemCodeOf(file);
-  if (adapterModule(code) != nullptr) {
-    if (file.status != status::success) return noDetail;
-    if (loadAdapter(code)) {
-      adapterRows[code].init(&file, program, code);
-      return noDetail;
-    }
-  }
-  // A status from resolving tells more than the missing adapter.
   if (file.status != status::success) return noDetail;
-  file.status = status::noAdapter;
-  return adapterNotLoaded;
+  const int32_t code = fileSystemCodeOf(file);
+  if (!loadAdapter(code)) {
+    file.status = status::noAdapter;
+    return adapterNotLoaded;
+  }
+  adapterRows[code].init(&file, program, code);
+  return noDetail;
 }
 
 void becomeOpen(QrtFcb& file, const QrtFileDescription& description) {

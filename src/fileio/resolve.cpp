@@ -52,8 +52,10 @@ const char* variable(const char* name) {
   return value != nullptr && *value != 0 ? value : nullptr;
 }
 
+// A name longer than that is taken for a variable which isn't set.
 const char* variableNamed(std::string_view text) {
   char name[256];
+  if (text.size() >= sizeof(name)) return nullptr;
   return variable(terminated(name, text.data(), text.size()));
 }
 

@@ -244,6 +244,7 @@ void closeError(QrtFcb* file, QrtProgramEntry* program) {
   } else {
     file->status = file->openState == 0 ? status::notOpen : status::permanentError;
   }
+  file->lastOperation = QRT_VERB_CLOSE;
   fillExtendedWithZeros(descriptionFor(*file, program));
   _qrtGenericClose(file, program, 0);
 }

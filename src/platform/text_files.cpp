@@ -3,7 +3,6 @@
 
 #include <errno.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "platform/paths.h"
 
@@ -23,13 +22,6 @@ FILE* openTextFile(const char* name, const char* mode) {
   fclose(stream);
   errno = EISDIR;
   return nullptr;
-}
-
-bool isTerminal(FILE* stream) {
-  const int savedError = errno;
-  const bool terminal = isatty(fileno(stream)) != 0;
-  errno = savedError;
-  return terminal;
 }
 
 OpenFailure openFailureOf(int systemError) {

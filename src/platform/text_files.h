@@ -13,8 +13,6 @@ bool fileExists(const char* name);
 // Opens a stream over a caller's name, or returns null with errno set. A directory is refused in every mode.
 FILE* openTextFile(const char* name, const char* mode);
 
-bool isTerminal(FILE* stream);
-
 // What the stream holds of its file already, ahead of any call of the system.
 inline std::string_view readAhead(FILE* stream) {
   return {stream->_IO_read_ptr, static_cast<size_t>(stream->_IO_read_end - stream->_IO_read_ptr)};

@@ -18,34 +18,29 @@
 
 namespace qrt::test {
 
-inline constexpr uint8_t guardByte = 0xEE;
-
 // An area of `size` bytes between guards, and the word that a description points to.
 struct GuardedArea {
+  static constexpr uint8_t guard = 0xEE;
   std::vector<uint8_t> bytes;
   uint8_t* base;
 
-  explicit GuardedArea(size_t size) : bytes(size + 16, guardByte), base(bytes.data() + 8) {}
+  explicit GuardedArea(size_t size) : bytes(size + 16, guard), base(bytes.data() + 8) {}
   GuardedArea(const GuardedArea&) = delete;
 
-  std::string text() const { return {bytes.begin() + 8, bytes.end() - 8}; }
-  bool guarded() const {
-    const auto isGuard = [](uint8_t byte) { return byte == guardByte; };
-    return std::all_of(bytes.begin(), bytes.begin() + 8, isGuard) &&
-           std::all_of(bytes.end() - 8, bytes.end(), isGuard);
+  // What is in the area now; a test fails that finds a guard broken.
+  std::string text() const {
+    EXPECT_EQ(std::count(bytes.begin(), bytes.begin() + 8, guard), 8);
+    EXPECT_EQ(std::count(bytes.end() - 8, bytes.end(), guard), 8);
+    return {bytes.begin() + 8, bytes.end() - 8};
   }
 };
 
 struct File {
   QrtFileDescription description{};
-  struct {
-    QrtFcb block{};
-    void* keys[8] = {};
-  } own;
+  QrtFcb own{};
   std::string assignment;
-  GuardedArea record;
-  GuardedArea statusArea{2};
-  GuardedArea extendedArea{24};
+  GuardedArea record, statusArea{2}, extendedArea{24};
+  uint8_t* noArea = nullptr;
   QrtUsePair use[5] = {};
 
   // Assigned to a literal or data item of exactly that text, which is terminated.
@@ -62,19 +57,15 @@ struct File {
     description.statusBase = &statusArea.base;
     description.status2Base = &extendedArea.base;
     description.status2Length = 24;
-    own.block.advanceLines = 1;
-    own.block.recordLength = length;
+    own.advanceLines = 1;
+    own.useTable = use;
   }
   File(const File&) = delete;
 
-  void makeExternal(const char* name) {
+  void makeExternal() {
     description.attributes |= QRT_FILE_EXTERNAL;
-    strcpy(description.externalName, name);
+    strcpy(description.externalName, "SHARED");
   }
-  void dropStatusAreas() { description.statusBase = description.status2Base = &noArea; }
-  uint8_t* noArea = nullptr;
-
-  std::string status() const { return statusArea.text(); }
 };
 
 inline constexpr uint16_t input = QRT_OPEN_INPUT | QRT_OPEN_CAN_READ;
@@ -88,34 +79,30 @@ struct FileProgram : Program {
   std::vector<File*> described;
 
   FileProgram(const char* name, std::initializer_list<File*> declared) : Program(name), described(declared) {
-    for (File* file : declared) {
-      const bool external = (file->description.attributes & QRT_FILE_EXTERNAL) != 0;
-      addFile(external ? nullptr : &file->own.block, &file->description);
-      file->own.block.useTable = file->use;
-    }
+    for (File* file : declared)
+      addFile((file->description.attributes & QRT_FILE_EXTERNAL) != 0 ? nullptr : &file->own,
+              &file->description);
   }
 
   QrtFcb& fcb(size_t index = 0) { return *files[index]; }
 
+  std::string perform(QrtFileRoutine verb, size_t index = 0) {
+    verb(&fcb(index), entries.data());
+    return described[index]->statusArea.text();
+  }
   std::string open(uint16_t mode, size_t index = 0) {
     fcb(index).openRequest = mode;
-    fcb(index).openRoutine(&fcb(index), entries.data());
-    return described[index]->status();
+    return perform(fcb(index).openRoutine, index);
   }
   std::string close(uint16_t flags = 0, size_t index = 0) {
     fcb(index).closeFlags = flags;
-    fcb(index).closeRoutine(&fcb(index), entries.data());
-    return described[index]->status();
+    return perform(fcb(index).closeRoutine, index);
   }
-  std::string read(size_t index = 0) {
-    fcb(index).readRoutine(&fcb(index), entries.data());
-    return described[index]->status();
-  }
+  std::string read(size_t index = 0) { return perform(fcb(index).readRoutine, index); }
   std::string write(const std::string& record, size_t index = 0) {
-    memcpy(fcb(index).record, record.data(), record.size());
-    fcb(index).recordLength = static_cast<uint32_t>(record.size());
-    fcb(index).writeRoutine(&fcb(index), entries.data());
-    return described[index]->status();
+    fcb(index).recordLength =
+        static_cast<uint32_t>(record.copy(reinterpret_cast<char*>(fcb(index).record), 999));
+    return perform(fcb(index).writeRoutine, index);
   }
   // The record as the program sees it.
   std::string record(size_t index = 0) {
@@ -124,19 +111,16 @@ struct FileProgram : Program {
 };
 
 // A folder of the test's own, as current directory; gone afterwards.
-class InFolder : public testing::Test {
- protected:
+struct InFolder : testing::Test {
   InFolder() {
-    std::string path = std::filesystem::temp_directory_path() / "qrtrlibXXXXXX";
-    std::filesystem::current_path(mkdtemp(path.data()));
-    folder = path;
-    for (const char* variable : {"HELVA_CDS_ROOT", "TRAX_TK_KFS_SERVER", "COBRTOPT"}) unsetenv(variable);
+    std::filesystem::current_path(mkdtemp(folder));
+    for (const char* variable : {"COBRTOPT", "HELVA_CDS_ROOT", "TRAX_TK_KFS_SERVER"}) unsetenv(variable);
   }
   ~InFolder() override {
     std::filesystem::current_path("/");
     std::filesystem::remove_all(folder);
   }
-  std::filesystem::path folder;
+  char folder[16] = "/tmp/qrtXXXXXX";
 };
 
 inline std::string contentOf(const std::string& name) {
@@ -148,15 +132,14 @@ inline void makeFile(const std::string& name, const std::string& content) {
   std::ofstream(name, std::ios::binary) << content;
 }
 
-// Where the scripted adapter (file system PLT) and a module that is none (NSD) lie.
-inline const std::string adapterFolder = QRT_BUILD_DIRECTORY "/tests/modules/adapters";
-
 using AdapterInit = void (*)(QrtFcb* file, QrtProgramEntry* program, int32_t code);
 
-// Makes the scripted adapter findable, with `init` as its _IO_Init.
+// Makes the scripted adapter (file system PLT) findable, with `init` as its _IO_Init; the module of NSD
+// beside it is no adapter.
 inline void scriptAdapter(AdapterInit init) {
-  setenv("PATH", adapterFolder.c_str(), 1);
-  void* module = dlopen((adapterFolder + "/qrtrfplt.dll").c_str(), RTLD_NOW);
+  const std::string modules = QRT_BUILD_DIRECTORY "/tests/modules/adapters";
+  setenv("PATH", modules.c_str(), 1);
+  void* module = dlopen((modules + "/qrtrfplt.dll").c_str(), RTLD_NOW);
   *static_cast<AdapterInit*>(dlsym(module, "scriptedInit")) = init;
 }
 

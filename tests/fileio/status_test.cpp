@@ -6,43 +6,35 @@ using namespace qrt::test;
 
 namespace {
 
-class Status : public InFolder {
- protected:
+struct Status : InFolder {
   File file{"data", 10, QRT_ORGANIZATION_SEQUENTIAL};
   FileProgram program{"MAIN", {&file}};
-  QrtFcb& fcb = file.own.block;
+  QrtFcb& fcb = file.own;
 };
-
-std::string bytes(std::initializer_list<int> values) {
-  return {values.begin(), values.end()};
-}
 
 TEST_F(Status, AreasInEachForm) {
   struct {
     uint8_t flags;
-    size_t extendedLength;
     std::string status, extended;
   } const table[] = {
-      {0, 8, "47", "000000  "},
-      {0x80, 3, bytes({0xF4, 0xF7}), "000"},
-      {0x10, 6, std::string("4\0007\0", 4), "000000"},
-      {0x40, 8, "47", bytes({0xF0, 0xF0, 0xF0, 0xF0, 0xF0, 0xF0, 0x40, 0x40})},
-      {0x90, 0, bytes({0xF4, 0xF7}), ""},
+      {0, "47", "000000  "},
+      {0x80, "\xF4\xF7", "000"},
+      {0x10, std::string("4\0007\0", 4), "000000"},
+      {0x40, "47", "\xF0\xF0\xF0\xF0\xF0\xF0\x40\x40"},
+      {0x90, "\xF4\xF7", ""},
   };
   for (const auto& row : table) {
-    GuardedArea status(row.status.size()), extended(row.extendedLength);
-    file.description.statusFlags = row.flags;
-    file.description.status2Length = static_cast<uint16_t>(row.extendedLength);
+    GuardedArea status(row.status.size()), extended(row.extended.size());
     // The areas lie behind their bases.
     uint8_t *statusBase = status.base - 3, *extendedBase = extended.base - 5;
-    file.description.statusBase = &statusBase;
-    file.description.status2Base = &extendedBase;
-    file.description.statusOffset = 3;
-    file.description.status2Offset = 5;
+    QrtFileDescription& description = file.description;
+    description.statusFlags = row.flags;
+    description.statusBase = &statusBase, description.statusOffset = 3;
+    description.status2Base = &extendedBase, description.status2Offset = 5;
+    description.status2Length = static_cast<uint16_t>(row.extended.size());
     run(program, [&] { program.read(); });
     EXPECT_EQ(status.text(), row.status);
     EXPECT_EQ(extended.text(), row.extended);
-    EXPECT_TRUE(status.guarded() && extended.guarded());
   }
 }
 
@@ -51,119 +43,111 @@ TEST_F(Status, ExtendedStatusOfAnAdapter) {
   fcb.fileName = "name";
   struct {
     int16_t status;
-    int32_t code;
-    int32_t length;
-    const char* plain;
-    const char* withSystem;
+    std::string plain, withSystem;
   } const table[] = {
-      {35, 35, 14, "000035,name   ", "000035,name   "},
-      {33, 37, 9, "000037,na", "000037,na"},
-      {35, 1, 6, "000001", "000001"},
-      {35, 1, 5, "     ", "     "},
-      {30, 123456, 8, "123456  ", "123456  "},
-      {96, 51, 16, "000051          ", "000051,XYZ,name "},
-      {96, 51, 9, "000051   ", "000051,XY"},
-      {35, 1, 7, "000001,", "000001,"},
-      {0, 0, 0, "", ""},
+      {35, "000051,name   ", "000051,name   "},
+      {96, "000051         ", "000051,XYZ,name"},
+      {33, "000051,na", "000051,na"},
+      {96, "000051   ", "000051,XY"},
+      {30, "000051  ", "000051  "},
+      {35, "     ", "     "},
   };
-  for (const auto& row : table) {
-    GuardedArea plain(row.length), withSystem(row.length);
-    fcb.status = row.status;
-    _qrt_filestat2(plain.base, row.length, row.code, &fcb, 0);
-    _qrt_filestat2x(withSystem.base, row.length, row.code, &fcb, 0);
-    EXPECT_EQ(plain.text(), row.plain);
-    EXPECT_EQ(withSystem.text(), row.withSystem);
-    EXPECT_TRUE(plain.guarded() && withSystem.guarded());
-  }
+  for (const auto& row : table)
+    for (const bool system : {false, true}) {
+      const auto length = static_cast<int32_t>(row.plain.size());
+      GuardedArea area(row.plain.size());
+      fcb.status = row.status;
+      (system ? _qrt_filestat2x : _qrt_filestat2)(area.base, length, 51, &fcb, 0);
+      EXPECT_EQ(area.text(), system ? row.withSystem : row.plain);
+    }
 }
 
 TEST_F(Status, VerbsInTheWrongState) {
-  constexpr uint8_t sequential = 0, relative = QRT_ORGANIZATION_RELATIVE, random = 0, inSequence = 0x80;
-  constexpr uint8_t next = QRT_STATEMENT_READ_NEXT;
-  constexpr uint32_t absent = QRT_FCB_ABSENT, positioned = QRT_FCB_POSITIONED,
-                     readable = QRT_FCB_READ_POSITION;
+  constexpr uint32_t absent = QRT_FCB_ABSENT, placed = QRT_FCB_POSITIONED, readable = QRT_FCB_READ_POSITION;
+  const QrtFileRoutine read = _qrtReadError, write = _qrtWriteError, start = _qrtStartError,
+                       rewrite = _qrtRewriteError, remove = _qrtDeleteError, reopen = _qrtOpenError,
+                       close = _qrtCloseError;
+  constexpr uint8_t opened = QRT_VERB_OPEN, got = QRT_VERB_READ, began = QRT_VERB_START;
+  struct Kind {
+    uint8_t organization, access, statement;
+  } const line{0, 0x80, 0}, bit{0x80, 0x80, 0}, relative{0x10, 0x80, 0}, random{0x20, 0, 0},
+      next{0x10, 0, QRT_STATEMENT_READ_NEXT};
   struct {
     QrtFileRoutine verb;
     uint16_t state;
     uint32_t flags;
-    uint8_t last, organization, access, statement;
+    uint8_t last;
+    Kind kind;
     const char* status;
-    uint32_t flagsAfter;
   } const table[] = {
-      {_qrtReadError, 0, 0, 0, sequential, inSequence, 0, "47", 0},
-      {_qrtReadError, output, 0, 0, sequential, inSequence, 0, "47", 0},
-      {_qrtReadError, input, readable, 0, sequential, inSequence, 0, "30", 0},
-      {_qrtReadError, input, absent, QRT_VERB_OPEN, sequential, inSequence, 0, "10", absent},
-      {_qrtReadError, input, absent, QRT_VERB_READ, sequential, inSequence, 0, "46", absent},
-      {_qrtReadError, input, absent | readable, QRT_VERB_READ, sequential, inSequence, 0, "10", absent},
-      {_qrtReadError, input, absent, QRT_VERB_START, relative, inSequence, 0, "46", absent},
-      {_qrtReadError, input, absent | positioned, QRT_VERB_START, relative, inSequence, 0, "10",
-       absent | positioned},
-      {_qrtReadError, input, absent, QRT_VERB_OPEN, relative, random, 0, "23", absent},
-      {_qrtReadError, input, absent, QRT_VERB_OPEN, relative, random, next, "10", absent},
-      {_qrtWriteError, inputOutput, 0, 0, relative, inSequence, 0, "92", 0},
-      {_qrtWriteError, inputOutput, 0, 0, 0x80, inSequence, 0, "30", 0},
-      {_qrtWriteError, inputOutput, 0, 0, relative, random, 0, "30", 0},
-      {_qrtWriteError, input, 0, 0, sequential, inSequence, 0, "48", 0},
-      {_qrtRewriteError, input, 0, 0, sequential, inSequence, 0, "49", 0},
-      {_qrtRewriteError, inputOutput, 0, 0, sequential, inSequence, 0, "30", 0},
-      {_qrtDeleteError, extend, 0, 0, relative, inSequence, 0, "49", 0},
-      {_qrtDeleteError, inputOutput, 0, 0, relative, inSequence, 0, "30", 0},
-      {_qrtStartError, output, positioned, 0, relative, inSequence, 0, "47", 0},
-      {_qrtStartError, input, absent | positioned, 0, relative, inSequence, 0, "23", absent},
-      {_qrtStartError, inputOutput, 0, 0, relative, inSequence, 0, "30", 0},
-      {_qrtOpenError, input, 0, 0, sequential, inSequence, 0, "41", 0},
-      {_qrtOpenError, 0, 0, 0, sequential, inSequence, 0, "30", 0},
-      {_qrtCloseError, 0, 0, 0, sequential, inSequence, 0, "42", 0},
-      {_qrtCloseError, input, 0, 0, sequential, inSequence, 0, "30", 0},
-      {_qrtCloseError, input, absent, 0, sequential, inSequence, 0, "00", 0},
+      {read, 0, 0, 0, line, "47"},
+      {read, input, readable, 0, line, "30"},
+      {read, input, absent, opened, line, "10"},
+      {read, input, absent, got, line, "46"},
+      {read, input, absent | readable, got, line, "10"},
+      {read, input, absent, began, relative, "46"},
+      {read, input, absent | placed, began, next, "10"},
+      {read, input, absent, opened, random, "23"},
+      {read, input, absent, opened, next, "10"},
+      {write, inputOutput, 0, 0, relative, "92"},
+      {write, inputOutput, 0, 0, bit, "30"},
+      {write, inputOutput, 0, 0, random, "30"},
+      {write, input, 0, 0, line, "48"},
+      {rewrite, input, 0, 0, line, "49"},
+      {rewrite, inputOutput, 0, 0, line, "30"},
+      {remove, extend, 0, 0, relative, "49"},
+      {remove, inputOutput, 0, 0, relative, "30"},
+      {start, output, placed, 0, relative, "47"},
+      {start, input, absent | placed, 0, relative, "23"},
+      {start, inputOutput, 0, 0, relative, "30"},
+      {reopen, input, 0, 0, line, "41"},
+      {reopen, 0, 0, 0, line, "30"},
+      {close, 0, 0, 0, line, "42"},
+      {close, input, 0, 0, line, "30"},
+      {close, input, absent, 0, line, "00"},
   };
+  // The procedure finds its statement's verb as the last one.
+  static uint8_t lastSeen;
+  for (QrtUsePair& pair : file.use)
+    pair = {[](void* block) { lastSeen = static_cast<QrtFcb*>(block)->lastOperation; }, &fcb};
   for (const auto& row : table)
     run(program, [&] {
       fcb.openState = row.state;
       fcb.flags = row.flags;
       fcb.lastOperation = row.last;
-      file.description.organization = row.organization;
-      file.description.accessMode = row.access;
-      fcb.statementFlags = row.statement;
-      row.verb(&fcb, program.entries.data());
-      EXPECT_EQ(file.status(), row.status) << &row - table;
-      EXPECT_EQ(fcb.flags, row.flagsAfter) << &row - table;
-      EXPECT_EQ(fcb.lastOperation, fcb.currentOperation);
+      file.description.organization = row.kind.organization;
+      file.description.accessMode = row.kind.access;
+      fcb.statementFlags = row.kind.statement;
+      lastSeen = 0;
+      EXPECT_EQ(program.perform(row.verb), row.status) << &row - table;
+      EXPECT_EQ(fcb.flags & (readable | placed), row.flags & (row.verb == read ? placed : 0u));
+      EXPECT_EQ(lastSeen, row.status[0] == '0' ? 0 : fcb.currentOperation) << &row - table;
       EXPECT_EQ(file.extendedArea.text(), "000000" + std::string(18, ' '));
       fcb.openState = 0;
     });
 }
 
 TEST_F(Status, UseProcedureByModeUnlessTheStatementHandlesIt) {
-  static std::string used;
+  static char used;
+  constexpr uint8_t key = QRT_STATEMENT_INVALID_KEY, atEnd = QRT_STATEMENT_AT_END, read = QRT_VERB_READ;
   struct {
     uint16_t state;
-    uint8_t operation, statement;
+    uint8_t verb, statement;
     int16_t status;
-    const char* used;
+    char used;
   } const table[] = {
-      {input, QRT_VERB_READ, 0, 30, "0"},
-      {output, QRT_VERB_WRITE, 0, 30, "1"},
-      {inputOutput, QRT_VERB_READ, 0, 30, "2"},
-      {extend, QRT_VERB_WRITE, 0, 30, "3"},
-      {0, QRT_VERB_READ, 0, 47, "4"},
-      {input, QRT_VERB_OPEN, 0, 30, "4"},
-      {input, QRT_VERB_READ, QRT_STATEMENT_AT_END, 10, ""},
-      {input, QRT_VERB_READ, QRT_STATEMENT_INVALID_KEY, 10, "0"},
-      {input, QRT_VERB_READ, QRT_STATEMENT_INVALID_KEY, 20, ""},
-      {input, QRT_VERB_READ, QRT_STATEMENT_INVALID_KEY, 24, ""},
-      {input, QRT_VERB_READ, QRT_STATEMENT_INVALID_KEY, 25, "0"},
-      {input, QRT_VERB_READ, QRT_STATEMENT_AT_END, 23, "0"},
+      {input, read, 0, 30, 'i'},   {output, read, 0, 30, 'o'},  {inputOutput, read, 0, 30, 'x'},
+      {extend, read, 0, 30, 'e'},  {0, read, 0, 47, 'f'},       {input, QRT_VERB_OPEN, 0, 30, 'f'},
+      {input, read, key, 20, '-'}, {input, read, key, 10, 'i'}, {input, read, atEnd, 10, '-'},
+      {input, read, key, 24, '-'}, {input, read, key, 25, 'i'}, {input, read, atEnd, 23, 'i'},
   };
   for (int row = 0; row < 5; ++row)
-    file.use[row] = {[](void* argument) { used += static_cast<const char*>(argument); },
-                     const_cast<char*>(std::to_array({"0", "1", "2", "3", "4"})[row])};
+    file.use[row] = {[](void* mode) { used = *static_cast<char*>(mode); }, const_cast<char*>("ioxef" + row)};
   run(program, [&] {
     for (const auto& row : table) {
-      used.clear();
+      used = '-';
       fcb.openState = row.state;
-      fcb.currentOperation = row.operation;
+      fcb.currentOperation = row.verb;
       fcb.statementFlags = row.statement;
       fcb.status = row.status;
       _qrtCallUseProc(&fcb, 0, program.entries.data());
@@ -174,36 +158,29 @@ TEST_F(Status, UseProcedureByModeUnlessTheStatementHandlesIt) {
 }
 
 TEST_F(Status, UnheardPermanentErrorEndsTheRun) {
-  const Catalogue catalogue({usualControl, {200, 1, "1 <%s %s %d %s>"}, {901, 1, "2 ended"}});
+  const Catalogue catalogue(
+      {usualControl, {200, 1, "1 <%s %s %d %s>"}, {201, 51, "0 no module %s"}, {901, 1, "2 ended"}});
   struct {
-    int16_t status;
+    const char* assignment;
     bool hasStatus, hasExtended, hasTable;
-    const char* name;
-    const char* shown;  // null when the run goes on
+    const char* shown;  // from the start; empty when the run goes on
   } const table[] = {
-      {30, false, false, true, "named", "<REWRITE named 30 >"},
-      {30, false, false, false, "named", "<REWRITE named 30 >"},
-      {30, false, false, false, nullptr, "<REWRITE data 30 >"},
-      {29, false, false, true, "named", nullptr},
-      {30, true, false, true, "named", nullptr},
-      {30, false, true, true, "named", nullptr},
+      {"NSD-data", false, false, true,
+       "Load Lib qrtrfnsd index 6\nQRT200W  <OPEN data 96 no module qrtrfnsd>"},
+      {"XYZ-data", false, false, false, "QRT200W  <OPEN data 96 no module XYZ>"},
+      {"KFS-data", false, false, false, "QRT200W  <OPEN data 39 >"},
+      {"XYZ-data", true, false, true, ""},
+      {"XYZ-data", false, true, true, ""},
   };
   for (const auto& row : table) {
-    file.description.statusBase = row.hasStatus ? &file.statusArea.base : &file.noArea;
-    file.description.status2Base = row.hasExtended ? &file.extendedArea.base : &file.noArea;
-    fcb.useTable = row.hasTable ? file.use : nullptr;
-    const Ended ended = inChild([&] {
-      run(program, [&] {
-        fcb.currentOperation = QRT_VERB_REWRITE;
-        fcb.status = row.status;
-        fcb.fileName = row.name;
-        _qrtCallUseProc(&fcb, 0, program.entries.data());
-      });
-    });
-    EXPECT_EQ(ended.exitCode, row.shown != nullptr ? 3 : 0);
-    if (row.shown != nullptr) {
-      EXPECT_NE(ended.err.find(row.shown), std::string::npos) << ended.err;
-    }
+    File other(row.assignment);
+    if (!row.hasStatus) other.description.statusBase = &other.noArea;
+    if (!row.hasExtended) other.description.status2Base = &other.noArea;
+    if (!row.hasTable) other.own.useTable = nullptr;
+    FileProgram main("MAIN", {&other});
+    const Ended ended = inChild([&] { run(main, [&] { main.open(input); }); });
+    EXPECT_EQ(ended.exitCode, *row.shown == 0 ? 0 : 3);
+    EXPECT_TRUE(*row.shown == 0 ? ended.err.empty() : ended.err.starts_with(row.shown)) << ended.err;
   }
 }
 
