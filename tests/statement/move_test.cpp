@@ -7,61 +7,50 @@ namespace {
 
 using namespace qrt::test;
 
-TEST(Move, AlphanumericEditing) {
-  const struct {
-    const char* elements;
-    int count;
-    bool repeat;
-    const char *source, *text;
-  } cases[] = {
-      {"XX/XX", 5, false, "AB", "AB/  "},
-      {"XX/XX", 5, true, "AB", "AB/AB"},
-      {"XX/XX", 5, true, "ABCDE", "AB/CD"},
-      {"A0 9", 4, false, "YZ", "Y0 Z"},
-      {"X\x81\x40X", 3, false, "AB",
-       "A\x81\x40"
-       "B"},
-      {"X\x81X", 3, false, "ABC", "ABC"},
-      {"XXXXXXX", 7, true, "ABC", "ABCABCA"},
-      {"X/X", 3, true, "", " / "},
-      {"X", 0, true, "A", ""},
-      {"X", -1, true, "A", ""},
-  };
-  for (const auto& one : cases) {
-    SCOPED_TRACE(one.elements);
-    const RecordOf<QrtAlphaNumEditPicture> picture(one.count, std::string(1, one.repeat) + one.elements);
-    Guarded item(strlen(one.text));
-    _qrtcMoveAlphaNumEdit(picture, bytes(one.source), static_cast<int32_t>(strlen(one.source)), item.data());
-    EXPECT_EQ(item.text(), one.text);
-    EXPECT_TRUE(item.intact());
-  }
+std::string alphanumericEdited(std::string_view elements, int count, bool repeat, std::string_view source,
+                               size_t size) {
+  const Record picture(count, std::string(1, repeat) += elements);
+  return itemAfter(size, [&](uint8_t* item) {
+    _qrtcMoveAlphaNumEdit(picture, bytes(source), static_cast<int32_t>(source.size()), item);
+  });
 }
 
-std::string utf16(std::u16string_view text) {
-  return {reinterpret_cast<const char*>(text.data()), text.size() * 2};
+TEST(Move, DoubleByteBlanks) {
+  EXPECT_EQ(alphanumericEdited("X\x81\x40X", 3, false, "AB", 4), "A\x81@B");
+  EXPECT_EQ(alphanumericEdited("X\x81X", 3, false, "ABC", 3), "ABC");
+  EXPECT_EQ(alphanumericEdited("X", -1, true, "A", 1), "#");
 }
 
-TEST(Move, NationalEditing) {
-  const struct {
-    std::vector<QrtUnicodeEditRun> runs;
-    bool repeat;
-    std::u16string source, text;
-  } cases[] = {
-      {{{'N', 2}, {'/', 2}, {'N', 3}}, false, u"\u4E00b\u00E9", u"\u4E00b//\u00E9  "},
-      {{{'N', 2}, {'0', 1}, {'N', 5}}, true, u"abc", u"ab0cabca"},
-      {{{'N', 2}, {' ', 1}, {'N', 1}}, true, u"", u"    "},
-      {{{'N', 0}, {'/', -3}, {'N', 1}}, false, u"ab", u"a"},
-  };
-  for (const auto& one : cases) {
-    std::string rest{static_cast<char>(one.repeat), 0};
-    rest.append(reinterpret_cast<const char*>(one.runs.data()), one.runs.size() * 4);
-    const int size = static_cast<int>(one.runs.size() * 4);
-    const std::string source = "." + utf16(one.source);  // at an odd distance, as items may lie
-    Guarded item(one.text.size() * 2);
-    _qrtcMoveUnicodeEdit(RecordOf<QrtUnicodeEditPicture>(size, rest), source.data() + 1,
-                         static_cast<int32_t>(source.size() - 1), item.data());
-    EXPECT_EQ(item.text(), utf16(one.text));
-    EXPECT_TRUE(item.intact());
+// Both kinds of editing by the same rule; national characters are those of the bytes, far from the spaces and
+// at odd addresses.
+TEST(Move, RandomEditing) {
+  std::mt19937 random(4);
+  for (int round = 0; round < 20000; ++round) {
+    const bool repeat = random() % 2 == 0;
+    const std::string source = std::string("abcdefgh").substr(0, random() % 9);
+    std::string wideSource(1, '.'), elements, runs{repeat, 0}, text, wideText;
+    for (const char character : source) wideSource += {character, '\x30'};
+    for (size_t left = random() % 6, next = 0; left > 0; --left) {
+      const char character = "X90/ "[random() % 5];
+      const bool insertion = character != 'X' && character != '9';
+      const int count = static_cast<int>(random() % 6) - 1;
+      runs += {character, 0, static_cast<char>(count), static_cast<char>(count >> 8)};
+      for (int position = 0; position < count; ++position) {
+        if (!insertion && repeat && next == source.size()) next = 0;
+        const bool taken = !insertion && next < source.size();
+        elements += character;
+        text += taken ? source[next++] : insertion ? character : ' ';
+        wideText += {text.back(), taken ? '\x30' : '\0'};
+      }
+    }
+    ASSERT_EQ(alphanumericEdited(elements, static_cast<int>(elements.size()), repeat, source, text.size()),
+              text);
+    const auto wideLength = static_cast<int32_t>(source.size() * 2);
+    const std::string wide = itemAfter(1 + wideText.size(), [&](uint8_t* item) {
+      _qrtcMoveUnicodeEdit(Record(static_cast<int>(runs.size() - 2), runs), &wideSource[1], wideLength,
+                           item + 1);
+    });
+    ASSERT_EQ(wide, "#" + wideText);
   }
 }
 
@@ -73,32 +62,31 @@ TEST(Move, FigurativeConstants) {
       while (expected.size() < size + literal.size()) expected += literal;
       if (length < 0) expected.erase(0, (literal.size() - size % literal.size()) % literal.size());
       expected.resize(size);
-      Guarded item(size);
-      _qrtcMoveFigConst(item.data(), length, bytes(literal), static_cast<int32_t>(literal.size()));
-      EXPECT_EQ(item.text(), expected) << literal << " " << length;
-      EXPECT_TRUE(item.intact());
+      const std::string text = itemAfter(size, [&](uint8_t* item) {
+        _qrtcMoveFigConst(item, length, bytes(literal), static_cast<int32_t>(literal.size()));
+      });
+      EXPECT_EQ(text, expected) << literal << " " << length;
     }
 }
 
 TEST(Move, VariableLengthsAndOverlap) {
   std::mt19937 random(3);
+  std::string letters(64, 'A');
+  for (size_t at = 0; at < letters.size(); ++at) letters[at] = static_cast<char>('A' + at);
   for (int round = 0; round < 50000; ++round) {
-    std::string area;
-    for (int at = 0; at < 64; ++at) area += static_cast<char>('A' + at);
-    std::string expected = area;
-    const int targetAt = random() % 32, sourceAt = random() % 32;
+    std::string area = letters, expected = letters;
     const int targetSize = random() % 24, sourceSize = random() % 24,
               count = std::min(targetSize, sourceSize);
+    const int target = random() % 32, source = random() % 32;
     const bool right = targetSize > 0 && random() % 2 == 0, host = sourceSize > 0 && random() % 2 == 0;
-    const int to = right ? targetAt + targetSize - count : targetAt;
-    const int from = right ? sourceAt + sourceSize - count : sourceAt;
-    for (int at = 0; at < count; ++at) expected[to + at] = expected[from + at];
-    for (int at = 0; at < targetSize - count; ++at)
-      expected[right ? targetAt + at : targetAt + count + at] = host ? '\x40' : ' ';
+    const int padding = targetSize - count, dropped = right ? sourceSize - count : 0;
+    for (int at = 0; at < count; ++at)
+      expected[target + (right ? padding : 0) + at] = expected[source + dropped + at];
+    expected.replace(target + (right ? 0 : count), padding, padding, host ? '\x40' : ' ');
     auto* base = reinterpret_cast<uint8_t*>(area.data());
-    _qrtcMoveVarLenOverlap(base + targetAt, right ? -targetSize : targetSize, base + sourceAt,
+    _qrtcMoveVarLenOverlap(base + target, right ? -targetSize : targetSize, base + source,
                            host ? -sourceSize : sourceSize);
-    ASSERT_EQ(area, expected) << targetAt << " " << targetSize << " " << sourceAt << " " << sourceSize;
+    ASSERT_EQ(area, expected) << target << " " << targetSize << " " << source << " " << sourceSize;
   }
 }
 
