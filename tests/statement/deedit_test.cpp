@@ -54,13 +54,12 @@ TEST(Deedit, TakesBackWhatEditingMade) {
       std::string digits(random() % (size + 1), '0');
       while (digits.size() < size) digits += static_cast<char>('0' + random() % 10);
       const char sign = random() % 2 == 0 ? column[3][0] : '+';
-      const size_t itemSize = picture.size() + std::max<size_t>(currency.size(), 1) - 1;
-      const std::string item = itemAfter(itemSize, [&](uint8_t* out) {
-        if (!currency.empty())
-          _qrtcMoveNumToNumEdit2(record, bytes(sign + digits), out, Record(currency));
-        else
-          _qrtcMoveNumToNumEdit(record, bytes(sign + digits), out);
-      });
+      std::string item(picture.size() + currency.size(), '#');
+      auto* out = reinterpret_cast<uint8_t*>(item.data());
+      if (!currency.empty())
+        _qrtcMoveNumToNumEdit2(record, bytes(sign + digits), out, Record(currency));
+      else
+        _qrtcMoveNumToNumEdit(record, bytes(sign + digits), out);
       ASSERT_EQ(deedited(picture, item, currency), digits + sign) << row << " " << item;
     }
   }

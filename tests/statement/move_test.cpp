@@ -7,48 +7,39 @@ namespace {
 
 using namespace qrt::test;
 
-std::string alphanumericEdited(std::string_view elements, int count, bool repeat, std::string_view source,
-                               size_t size) {
-  const Record picture(count, std::string(1, repeat) += elements);
-  return itemAfter(size, [&](uint8_t* item) {
-    _qrtcMoveAlphaNumEdit(picture, bytes(source), static_cast<int32_t>(source.size()), item);
-  });
-}
-
-TEST(Move, DoubleByteBlanks) {
-  EXPECT_EQ(alphanumericEdited("X\x81\x40X", 3, false, "AB", 4), "A\x81@B");
-  EXPECT_EQ(alphanumericEdited("X\x81X", 3, false, "ABC", 3), "ABC");
-  EXPECT_EQ(alphanumericEdited("X", -1, true, "A", 1), "#");
-}
-
-// Both kinds of editing by the same rule; national characters are those of the bytes, far from the spaces and
-// at odd addresses.
+// Both kinds of editing by the same rule. The pair is the double-byte blank, of alphanumeric pictures only;
+// national characters are the bytes in another row, at odd addresses.
 TEST(Move, RandomEditing) {
   std::mt19937 random(4);
   for (int round = 0; round < 20000; ++round) {
     const bool repeat = random() % 2 == 0;
     const std::string source = std::string("abcdefgh").substr(0, random() % 9);
-    std::string wideSource(1, '.'), elements, runs{repeat, 0}, text, wideText;
+    std::string wideSource(1, '.'), elements(1, repeat), runs{repeat, 0}, text, wideText;
     for (const char character : source) wideSource += {character, '\x30'};
+    int pictured = 0;
     for (size_t left = random() % 6, next = 0; left > 0; --left) {
-      const char character = "X90/ "[random() % 5];
-      const bool insertion = character != 'X' && character != '9';
+      const char character =
+          "X\x81"
+          "0/ "[random() % 5];
+      const bool insertion = character != 'X' && character != '\x81';
       const int count = static_cast<int>(random() % 6) - 1;
       runs += {character, 0, static_cast<char>(count), static_cast<char>(count >> 8)};
-      for (int position = 0; position < count; ++position) {
+      for (int position = 0; position < count; ++position, ++pictured) {
         if (!insertion && repeat && next == source.size()) next = 0;
         const bool taken = !insertion && next < source.size();
         elements += character;
         text += taken ? source[next++] : insertion ? character : ' ';
         wideText += {text.back(), taken ? '\x30' : '\0'};
       }
+      if (random() % 4 == 0) elements += "\x81\x40", text += "\x81\x40", ++pictured;
     }
-    ASSERT_EQ(alphanumericEdited(elements, static_cast<int>(elements.size()), repeat, source, text.size()),
-              text);
-    const auto wideLength = static_cast<int32_t>(source.size() * 2);
-    const std::string wide = itemAfter(1 + wideText.size(), [&](uint8_t* item) {
-      _qrtcMoveUnicodeEdit(Record(static_cast<int>(runs.size() - 2), runs), &wideSource[1], wideLength,
-                           item + 1);
+    const std::string item = itemAfter(text.size(), [&](uint8_t* out) {
+      _qrtcMoveAlphaNumEdit(Record(pictured, elements), bytes(source), int(source.size()), out);
+    });
+    ASSERT_EQ(item, text);
+    const std::string wide = itemAfter(1 + wideText.size(), [&](uint8_t* out) {
+      const Record picture(int(runs.size() - 2), runs);
+      _qrtcMoveUnicodeEdit(picture, &wideSource[1], int(source.size() * 2), out + 1);
     });
     ASSERT_EQ(wide, "#" + wideText);
   }
