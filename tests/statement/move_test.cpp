@@ -1,7 +1,10 @@
-// Alphanumeric and national editing, figurative constants, the move that may overlap.
+// Moves of characters, numeric editing and de-editing: known items, and random ones against plain rules.
+#include <stdlib.h>
+
 #include <random>
 
 #include "statement/pictures.h"
+#include "statement/plain_edit.h"
 
 namespace {
 
@@ -18,9 +21,7 @@ TEST(Move, RandomEditing) {
     for (const char character : source) wideSource += {character, '\x30'};
     int pictured = 0;
     for (size_t left = random() % 6, next = 0; left > 0; --left) {
-      const char character =
-          "X\x81"
-          "0/ "[random() % 5];
+      const char character = "X0/ \x81"[random() % 5];
       const bool insertion = character != 'X' && character != '\x81';
       const int count = static_cast<int>(random() % 6) - 1;
       runs += {character, 0, static_cast<char>(count), static_cast<char>(count >> 8)};
@@ -49,10 +50,10 @@ TEST(Move, FigurativeConstants) {
   for (const std::string literal : {"A", "AB", "ABC", "ABCDEFGHIJ"})
     for (int length = -40; length <= 40; ++length) {
       const size_t size = static_cast<size_t>(std::abs(length));
+      // Where in the literal the item starts, so that it ends on a whole one.
+      const size_t start = length < 0 ? literal.size() - size % literal.size() : 0;
       std::string expected;
-      while (expected.size() < size + literal.size()) expected += literal;
-      if (length < 0) expected.erase(0, (literal.size() - size % literal.size()) % literal.size());
-      expected.resize(size);
+      while (expected.size() < size) expected += literal[(start + expected.size()) % literal.size()];
       const std::string text = itemAfter(size, [&](uint8_t* item) {
         _qrtcMoveFigConst(item, length, bytes(literal), static_cast<int32_t>(literal.size()));
       });
@@ -78,6 +79,116 @@ TEST(Move, VariableLengthsAndOverlap) {
     _qrtcMoveVarLenOverlap(base + target, right ? -targetSize : targetSize, base + source,
                            host ? -sourceSize : sourceSize);
     ASSERT_EQ(area, expected) << target << " " << targetSize << " " << source << " " << sourceSize;
+  }
+}
+
+TEST(Edit, KnownPictures) {
+  // Kind, picture, source, text; through the operation with a currency string, that string too. Behind the
+  // kind: "z" for the zero rule, "," for DECIMAL-POINT IS COMMA.
+  std::string cases =
+      "1|ZZ9.99|+00123|  1.23;  10|$$$9|+012| $12;  7|---9|-000|  -0;  8|---9|-000|  -0;  "
+      "6|++9.9|+012| +1.2;  10|$$$.$$|+0005|  $.05;  1z|***.**|+00000|***.**;  1z,|***.**|+00000|***,**;  "
+      "8z|+**9|+000|    ;  1z|ZZZ.ZZ|+00000|      ;  255z|**9|+000|   ;  1,|9,999.99|+123456|1.234,56;  "
+      "2|999CR|+123|123  ;  2|999CR|-123|123CR;  3|999DB|-007|007DB;  "
+      "3|ZZ,ZZZ,ZZ9.99-|-0001234567|    12,345.67-;  1|0ZZ,Z99|+00012|0  , 12;  1|$ZZ9|+012|$ 12;  "
+      "10|$$/$$9|+0012|   $12;  1|PP99VP|+12|12;  10|9$$|+123|123;  10|.$$|+12|.12;  "
+      "10|$$,$$9.99|+012345|  EUR123.45|EUR;  10|$$,$$9.99|+912345|EUR9,123.45|EUR;  "
+      "10|$$99VP|+012| F$12|F$;  10|$$99|+012| 12|;  1|$ZZ9|+012|EUR 12|EUR;  1|ZZ9|+012| 12  |EUR;  "
+      "1|ZZ9|+012| 1|";
+  // The text of that operation stops at 249 bytes.
+  const std::string sevens(249, '7');
+  cases += ";  1|" + std::string(251, '9') + "|+" + sevens + "77|" + sevens + "  |EUR";
+  cases += ";  1|" + std::string(250, 'C') + "|+|" + std::string(250, ' ') + "|EUR";
+  for (const std::string& row : split(cases, ";  ")) {
+    const auto column = split(row, "|");
+    const bool comma = column[0].ends_with(','), zeroRule = column[0].find('z') != std::string::npos;
+    const Record picture = editPicture(column[1], atoi(column[0].c_str()), zeroRule, comma ? ',' : '.');
+    const std::string text = itemAfter(column[3].size(), [&](uint8_t* item) {
+      if (column.size() > 4)
+        _qrtcMoveNumToNumEdit2(picture, bytes(column[2]), item, Record(column[4]));
+      else
+        _qrtcMoveNumToNumEdit(picture, bytes(column[2]), item);
+    });
+    EXPECT_EQ(text, column[3]) << row;
+  }
+}
+
+TEST(Edit, RandomPicturesAsThePlainRules) {
+  std::mt19937 random(20261124);
+  const auto anyOf = [&](std::string_view choices) { return choices[random() % choices.size()]; };
+  for (int round = 0; round < 200000; ++round) {
+    // Half of the pictures mix everything, the others are built round one suppression character.
+    std::string picture;
+    const std::string mostly(6, anyOf("9Z*$+-"));
+    const std::string alphabet = round % 2 == 0 ? "99ZZ**$$$+++---0/ .,VPCD" : mostly + "9990/ ,,.V";
+    for (size_t left = random() % 20; left > 0; --left) picture += anyOf(alphabet);
+    const int kind = static_cast<int>(random() % 4 == 0 ? 256 - random() % 16 : random() % 13);
+    std::string source(1, anyOf("++- "));
+    source.resize(1 + random() % 21, '0');
+    while (source.size() < 21) source += anyOf("0123456789");
+
+    const Record record = editPicture(picture, kind, random() % 3 == 0, anyOf(".,"), anyOf("$E"));
+    const QrtNumEditPicture* rules = record;
+    const std::string expected = qrt::statement::plainEdit(*rules, bytes(source));
+    const std::string text = itemAfter(
+        expected.size(), [&](uint8_t* item) { _qrtcMoveNumToNumEdit(record, bytes(source), item); });
+    ASSERT_EQ(text, expected) << picture << " kind " << kind << " source " << source;
+  }
+}
+
+// The digits and sign of an item, "!" behind what was written of one that doesn't fit.
+std::string deedited(std::string_view picture, std::string_view item, std::string_view currency = "") {
+  int32_t result = -1;
+  std::string text = itemAfter(16, [&](uint8_t* digits) {
+    if (currency.empty())
+      result = _qrtcMoveNumEditToNum(Record(picture), bytes(item), digits);
+    else
+      result = _qrtcMoveNumEditToNum2(Record(picture), bytes(item), digits, Record(currency));
+  });
+  text.resize(text.find('#'));
+  return result == 0 ? text : text + "!";
+}
+
+TEST(Deedit, KnownItems) {
+  // Picture, item, digits.
+  constexpr std::string_view cases =
+      "ZZ9.99|  1.23|00123+;  $$$9| $12|012+;  $999|7123|7123+;  **,**9|****12|00012+;  ---9|  -5|005-;  "
+      "---9|  12|012+;  --/-9| -/12|012-;  --/-9|  -12|012-;  +++9| + 5|005+;  99-|12-|12-;  "
+      "99-|12 |12+;  99CR|12CR|12-;  99CR|12  |12+;  +99|-12|12-;  9V9P|12|12+;  Z,ZZ9|-,123|-123+;  "
+      "ZZ,Z|12-3|123-;  ++9|?12|12+;  +++9| ?12|12+;  99/|12-|12+;  +99|112|!;  --9|112|!;  ++9| 12|!;  "
+      "+-9|+-1|!;  --9|-?1|!;  99CR|12DB|12!;  99C|12C|12!";
+  for (const std::string& row : split(cases, ";  ")) {
+    const auto column = split(row, "|");
+    EXPECT_EQ(deedited(column[0], column[1]), column[2]) << row;
+  }
+  // A currency string counts in the item's own bytes only.
+  EXPECT_EQ(deedited("$$99", "  12  EUR", "EUR"), "012+");
+  EXPECT_EQ(deedited(std::string(250, '9'), "", "EUR"), "!");
+}
+
+TEST(Deedit, TakesBackWhatEditingMade) {
+  // Picture, kind, digits, "-" where the sign of a negative value shows, currency string or nothing.
+  constexpr std::string_view cases =
+      "ZZ,ZZZ,ZZ9.99-|3|10|-|;  $$,$$9.99CR|10|6|-|;  +++,++9|6|5|-|;  ---,--9.99|7|7|-|;  "
+      "$$$9-|11|3|-|US$;  $$,$$9.99|12|6|+|EUR;  Z9/99/9999|1|8|+|;  *,***.99|1|6|+|";
+  std::mt19937 random(7);
+  for (const std::string& row : split(cases, ";  ")) {
+    const auto column = split(row, "|");
+    const std::string &picture = column[0], &currency = column[4];
+    const Record record = editPicture(picture, atoi(column[1].c_str()));
+    const auto size = static_cast<size_t>(atoi(column[2].c_str()));
+    for (int round = 0; round < 2000; ++round) {
+      std::string digits(random() % (size + 1), '0');
+      while (digits.size() < size) digits += static_cast<char>('0' + random() % 10);
+      const char sign = random() % 2 == 0 ? column[3][0] : '+';
+      std::string item(picture.size() + currency.size(), '#');
+      auto* out = reinterpret_cast<uint8_t*>(item.data());
+      if (!currency.empty())
+        _qrtcMoveNumToNumEdit2(record, bytes(sign + digits), out, Record(currency));
+      else
+        _qrtcMoveNumToNumEdit(record, bytes(sign + digits), out);
+      ASSERT_EQ(deedited(picture, item, currency), digits + sign) << row << " " << item;
+    }
   }
 }
 
