@@ -882,7 +882,7 @@ typedef struct QrtCurrency {
 QRT_API void _qrtcMoveAlphaNumEdit(const QrtAlphaNumEditPicture* picture, const uint8_t* source,
                                    int32_t sourceLength, uint8_t* destination);
 
-/* Guarded. The same for UTF-16, in native byte order; the length is in bytes. No address has to be even. */
+/* Guarded. The same for UTF-16, in native byte order; the length is in bytes. Items need no alignment. */
 QRT_API void _qrtcMoveUnicodeEdit(const QrtUnicodeEditPicture* picture, const void* source,
                                   int32_t sourceLengthInBytes, void* destination);
 

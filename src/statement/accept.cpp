@@ -19,7 +19,7 @@ namespace qrt::statement {
 namespace {
 
 constexpr int32_t readFailed = 200;
-constexpr uint32_t ofStandardInput = 1;  // the variant for these statements
+constexpr uint32_t ofStandardInput = 1;  // flags: the second text of that number
 
 constexpr int32_t endOfInput = -1;
 
@@ -59,6 +59,13 @@ int32_t errorAtEnd(FILE* stream, int systemError) {
   return failed ? platform::errorNumberOf(systemError) : 0;
 }
 
+// Drops the rest of a line of which `next` was read; what ended it, a line end or the end of input.
+template <typename Source>
+int32_t dropLine(Source& source, int32_t next) {
+  while (next != '\n' && next != endOfInput) next = source.next();
+  return next;
+}
+
 // Reads up to `length` units into `receiver`. The line end of a terminal ends the input, and what is left of
 // its line is dropped; the lines of a file run together, and the rest stays for the next statement.
 template <typename Source>
@@ -79,8 +86,7 @@ Reading readInto(FILE* stream, void* receiver, int32_t length) {
       break;
     }
   }
-  if (count == length && interactive)
-    while (next != '\n' && next != endOfInput) next = source.next();
+  if (count == length && interactive) next = dropLine(source, next);
   return {count, next == endOfInput ? errorAtEnd(stream, errno) : 0};
 }
 
@@ -93,11 +99,15 @@ FILE* inputOf(uint8_t flags) {
 }
 
 template <typename Source>
-int32_t acceptStream(uint8_t flags, void* receiver, int32_t length) {
+Reading acceptStream(uint8_t flags, void* receiver, int32_t length) {
   Reading reading{};
   frame::underNestedGuard([&] { reading = readInto<Source>(inputOf(flags), receiver, length); });
-  if (reading.error != 0) qrtWriteERRmsg(readFailed, ofStandardInput, "ACCEPT", reading.error);
-  return reading.units;
+  return reading;
+}
+
+// Comes last in a statement, since the message may end the run.
+void reportError(const char* verb, int32_t error) {
+  if (error != 0) qrtWriteERRmsg(readFailed, ofStandardInput, verb, error);
 }
 
 // Spaces to the end of a receiver.
@@ -112,16 +122,14 @@ std::string_view clockText(uint8_t flags, char (&text)[64]) {
   const int yearWidth = fourDigits ? 4 : 2, year = fourDigits ? now.year : now.year % 100;
   int length = 0;
   if ((flags & QRT_ACCEPT_DATE) != 0)
-    length = snprintf(text, sizeof text, "%0*d%02d%02d", yearWidth, year, static_cast<int>(now.month),
-                      static_cast<int>(now.day));
+    length = snprintf(text, sizeof text, "%0*d%02d%02d", yearWidth, year, now.month, now.day);
   else if ((flags & QRT_ACCEPT_DAY) != 0)
-    length = snprintf(text, sizeof text, "%0*d%03d", yearWidth, year, static_cast<int>(now.dayOfYear));
+    length = snprintf(text, sizeof text, "%0*d%03d", yearWidth, year, now.dayOfYear);
   else if ((flags & QRT_ACCEPT_TIME) != 0)
-    length = snprintf(text, sizeof text, "%2.2d%2.2d%2.2d%2.2d", static_cast<int>(now.hour),
-                      static_cast<int>(now.minute), static_cast<int>(now.second),
-                      static_cast<int>(now.millisecond / 10));
+    length = snprintf(text, sizeof text, "%2.2d%2.2d%2.2d%2.2d", now.hour, now.minute, now.second,
+                      now.millisecond / 10);
   else if ((flags & QRT_ACCEPT_DAY_OF_WEEK) != 0)
-    length = snprintf(text, sizeof text, "%d", now.dayOfWeek == 0 ? 7 : static_cast<int>(now.dayOfWeek));
+    length = snprintf(text, sizeof text, "%d", now.dayOfWeek == 0 ? 7 : now.dayOfWeek);
   return {text, static_cast<size_t>(length)};
 }
 
@@ -130,9 +138,9 @@ std::string_view clockText(uint8_t flags, char (&text)[64]) {
 void accept(uint8_t flags, int32_t length, uint8_t* receiver) {
   if (length < 1) return;
   if ((flags & (QRT_ACCEPT_SYSIN | QRT_ACCEPT_CONSOLE)) != 0) {
-    const int32_t count = acceptStream<Bytes>(flags, receiver, length);
-    if (count > 0) pad(receiver, count, length);
-    return;
+    const Reading reading = acceptStream<Bytes>(flags, receiver, length);
+    if (reading.units > 0) pad(receiver, reading.units, length);
+    return reportError("ACCEPT", reading.error);
   }
   char text[64];
   const std::string_view moved = clockText(flags, text).substr(0, static_cast<size_t>(length));
@@ -143,7 +151,7 @@ void accept(uint8_t flags, int32_t length, uint8_t* receiver) {
 
 void acceptUnicode(uint8_t flags, const int32_t* length, void* receiver) {
   if (*length >= 1 && (flags & (QRT_ACCEPT_SYSIN | QRT_ACCEPT_CONSOLE)) != 0)
-    acceptStream<Units>(flags, receiver, *length);
+    reportError("ACCEPT", acceptStream<Units>(flags, receiver, *length).error);
 }
 
 void stopLiteral(int32_t length, const char* text) {
@@ -156,12 +164,10 @@ void stopLiteral(int32_t length, const char* text) {
     fflush(out);  // the operator answers to what can be seen
     clearerr(in);
     errno = 0;
-    int next;
-    while ((next = getc(in)) != EOF && next != '\n')
-      ;
-    if (next == EOF) error = errorAtEnd(in, errno);
+    Bytes source{in};
+    if (dropLine(source, source.next()) == endOfInput) error = errorAtEnd(in, errno);
   });
-  if (error != 0) qrtWriteERRmsg(readFailed, ofStandardInput, "STOP", error);
+  reportError("STOP", error);
 }
 
 }  // namespace qrt::statement

@@ -1,4 +1,4 @@
-// Picture records laid out as a compiler does, and results between guard bytes.
+// Records laid out as a compiler does, what a move makes of an item, and tables of cases as one text.
 #pragma once
 
 #include <qrtrlib.h>
@@ -14,55 +14,45 @@ inline const uint8_t* bytes(std::string_view text) {
   return reinterpret_cast<const uint8_t*>(text.data());
 }
 
-// A record of type Record: a 16-bit number, then `rest`.
-template <typename Record>
-class RecordOf {
- public:
-  RecordOf(int number, std::string_view rest) : bytes_(2 + rest.size() + sizeof(Record)) {
-    const auto narrow = static_cast<int16_t>(number);
-    memcpy(bytes_.data(), &narrow, 2);
-    memcpy(bytes_.data() + 2, rest.data(), rest.size());
+// A record of any kind: a 16-bit number, then `rest`.
+struct Record {
+  Record(int number, std::string_view rest)
+      : content{static_cast<char>(number), static_cast<char>(number >> 8)} {
+    content += rest;
   }
-  operator const Record*() const { return reinterpret_cast<const Record*>(bytes_.data()); }
+  explicit Record(std::string_view text) : Record(static_cast<int>(text.size()), text) {}
 
- private:
-  std::vector<uint8_t> bytes_;
+  template <typename Kind>
+  operator const Kind*() const {
+    return reinterpret_cast<const Kind*>(content.data());
+  }
+
+  std::string content;
 };
 
 // `zeroRule` makes the picture's length negative.
-inline RecordOf<QrtNumEditPicture> editPicture(std::string_view picture, int kind, bool zeroRule = false,
-                                               char point = '.', char currency = '$') {
+inline Record editPicture(std::string_view picture, int kind, bool zeroRule = false, char point = '.',
+                          char currency = '$') {
   const int length = static_cast<int>(picture.size());
-  return {zeroRule ? -length : length,
-          std::string{point, currency, static_cast<char>(kind)} + std::string(picture)};
+  return {zeroRule ? -length : length, std::string{point, currency, static_cast<char>(kind)} += picture};
 }
 
-inline RecordOf<QrtNumDeeditPicture> deeditPicture(std::string_view picture) {
-  return {static_cast<int>(picture.size()), picture};
+// An item of `size` bytes of '#' behind a move to it; "overrun" when the move wrote beyond it.
+template <typename Move>
+std::string itemAfter(size_t size, Move&& move) {
+  const std::string guard(8, '\xEE');
+  std::string area = guard + std::string(size, '#') + guard;
+  move(reinterpret_cast<uint8_t*>(area.data()) + guard.size());
+  return area.starts_with(guard) && area.ends_with(guard) ? area.substr(guard.size(), size) : "overrun";
 }
 
-inline RecordOf<QrtCurrency> currency(std::string_view text) {
-  return {static_cast<int>(text.size()), text};
+// The parts of a text between separators.
+inline std::vector<std::string> split(std::string_view text, std::string_view separator) {
+  std::vector<std::string> parts;
+  for (size_t end; (end = text.find(separator)) != text.npos; text.remove_prefix(end + separator.size()))
+    parts.emplace_back(text.substr(0, end));
+  parts.emplace_back(text);
+  return parts;
 }
-
-// An area of `size` bytes of '?' with guard bytes around it.
-class Guarded {
- public:
-  explicit Guarded(size_t size) : area_(guard + size + guard, filler), size_(size) {
-    area_.replace(guard, size, size, '?');
-  }
-  uint8_t* data() { return reinterpret_cast<uint8_t*>(area_.data()) + guard; }
-  bool intact() const {
-    const std::string band(guard, filler);
-    return area_.substr(0, guard) == band && area_.substr(guard + size_) == band;
-  }
-  std::string text() const { return area_.substr(guard, size_); }
-
- private:
-  static constexpr size_t guard = 8;
-  static constexpr char filler = '\xEE';
-  std::string area_;
-  size_t size_;
-};
 
 }  // namespace qrt::test
