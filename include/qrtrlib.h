@@ -254,8 +254,8 @@ QRT_API void* _qrtMalloc(uint32_t size, int32_t number, uint32_t flags);
  * Hash table of fixed size. Values are addresses that stay the caller's; 0 stands for none.
  * ------------------------------------------------------------------------------------------------------ */
 
-#define QRT_HASH_KEY_BY_REFERENCE \
-  1 /* a node keeps the address of the caller's key; any other mode copies it */
+/* Key mode: a node keeps the address of the caller's key. Any other mode copies the key. */
+#define QRT_HASH_KEY_BY_REFERENCE 1
 
 /* An empty table of `buckets` chains; null when `buckets` is below 1 or memory is short. */
 QRT_API QrtHashTable* _qrt_hash_create(int32_t buckets, int32_t keyMode);
@@ -289,9 +289,8 @@ QRT_API void _qrtInitHashCreate(QrtHashTable** slot, int32_t buckets, int32_t ke
 #define QRT_MESSAGE_NO_TRACEBACK 0x0400u
 #define QRT_MESSAGE_SEVERE 0x0800u      /* counts as severity 2, whatever the text says */
 #define QRT_MESSAGE_INFORMATION 0x1000u /* counts as severity 0, whatever the text says */
-#define QRT_MESSAGE_TEXT                                                   \
-  0x2000u /* formats into the caller's buffer: values are its address, its \
-             length, then those of the text */
+/* Formats into the caller's buffer: values are its address, its length, then those of the text. */
+#define QRT_MESSAGE_TEXT 0x2000u
 
 /* Where a thread stood: what a traceback starts from. */
 typedef struct QrtMachineContext {

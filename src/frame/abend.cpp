@@ -5,6 +5,8 @@
 
 #include <utility>
 
+#include "frame/catalogue.h"
+#include "frame/guard.h"
 #include "frame/hosting.h"
 #include "frame/message.h"
 #include "platform/exceptions.h"
@@ -43,6 +45,8 @@ void _qrtAbend() {
       messageCallback(1, hostTag, hostAbendText, static_cast<int32_t>(strlen(hostAbendText)));
     _qrtCleanUp();
     if (_qrtJmpCobStart.returnAddress == 0) platform::endAbnormally();  // nobody to go back to
+    // Without a run unit that took the block down, it still names a guard that the jump leaves behind.
+    if (qrtStorageBlock != nullptr) qrtStorageBlock->anchor = nullptr;
     qrtLongJump(&_qrtJmpCobStart, 1);
   }
   // What a signal interrupted may be in no state to be taken down.

@@ -8,7 +8,6 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <new>
 #include <string_view>
 
 #include "frame/hosting.h"
@@ -65,24 +64,33 @@ bool endsWithIgnoringCase(std::string_view text, std::string_view ending) {
          strncasecmp(text.data() + text.size() - ending.size(), ending.data(), ending.size()) == 0;
 }
 
-// The path that a template of NLSPATH stands for.
-platform::NativePath expand(std::string_view pattern, std::string_view language, std::string_view name) {
-  platform::NativePath path;
-  while (!pattern.empty()) {
-    const bool isToken = pattern.size() > 1 && pattern[0] == '%';
-    const char token = isToken ? static_cast<char>(pattern[1] | 0x20) : '\0';
-    const std::string_view part = token == 'l' ? language : token == 'n' ? name : pattern.substr(0, 1);
-    path.append(part);
-    pattern.remove_prefix(token == 'l' || token == 'n' ? 2 : 1);
+// Takes the part that stands for the catalogue's name from the end of a template; false when there is none.
+bool takeNamePart(std::string_view& pattern) {
+  for (const std::string_view part : {"%n.cat", "%n"}) {
+    if (!endsWithIgnoringCase(pattern, part)) continue;
+    pattern.remove_suffix(part.size());
+    return true;
   }
+  return false;
+}
+
+// The path that a template stands for; `folder` is what lies in front of its name part.
+platform::NativePath expand(std::string_view folder, std::string_view language, std::string_view name) {
+  platform::NativePath path;
+  while (!folder.empty()) {
+    const bool isLanguage = folder.starts_with("%l") || folder.starts_with("%L");
+    path.append(isLanguage ? language : folder.substr(0, 1));
+    folder.remove_prefix(isLanguage ? 2 : 1);
+  }
+  path.append(name);
   return path;
 }
 
 FILE* openFirst(std::string_view templates, std::string_view language, std::string_view name) {
   while (!templates.empty()) {
-    const std::string_view pattern = templates.substr(0, templates.find(';'));
+    std::string_view pattern = templates.substr(0, templates.find(';'));
     templates.remove_prefix(std::min(pattern.size() + 1, templates.size()));
-    if (!endsWithIgnoringCase(pattern, "%n") && !endsWithIgnoringCase(pattern, "%n.cat")) continue;
+    if (!takeNamePart(pattern)) continue;
     const platform::NativePath path = expand(pattern, language, name);
     if (!path.fits) continue;
     if (FILE* file = fopen(path.text, "rb")) return file;
@@ -91,6 +99,12 @@ FILE* openFirst(std::string_view templates, std::string_view language, std::stri
 }
 
 }  // namespace
+
+char hostAbendText[80] = "";
+
+const char* textProper(const char* catalogued) {
+  return catalogued + strnlen(catalogued, 2);
+}
 
 const char* catalogueText(const QrtCatalogue* catalogue, uint32_t number, uint32_t variant,
                           const char* otherwise) {
@@ -127,7 +141,9 @@ QrtCatalogue* _qrtCatopen(const char* name) {
     _qrtCatclose(catalogue);
     return nullptr;
   }
-  if (hosted()) keepHostAbendText(catalogueText(catalogue, message::exitNotice, 1, ""));
+  if (hosted())
+    snprintf(hostAbendText, sizeof(hostAbendText), "%s",
+             textProper(catalogueText(catalogue, message::exitNotice, 1, "")));
   return catalogue;
 }
 

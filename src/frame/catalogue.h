@@ -12,4 +12,11 @@ namespace qrt::frame {
 const char* catalogueText(const QrtCatalogue* catalogue, uint32_t number, uint32_t variant,
                           const char* otherwise);
 
+// The text proper of a catalogue's text: what stands behind the severity digit and its blank.
+const char* textProper(const char* catalogued);
+
+// What the abnormal end of a hosted run tells the host: the text proper of the exit notice, taken when a
+// hosted run opens a catalogue; empty without one.
+extern char hostAbendText[80];
+
 }  // namespace qrt::frame

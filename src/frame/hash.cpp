@@ -2,7 +2,6 @@
 #include <string.h>
 
 #include "frame/guard.h"
-#include "frame/message.h"
 #include "qrtrlib.h"
 
 namespace {

@@ -13,7 +13,8 @@ struct HostedHeader {
 };
 static_assert(sizeof(HostedHeader) == 8);
 
-bool hosted() {
+// Whether blocks hang on the list of the current run unit.
+bool blocksAreListed() {
   return _qrtIsTrax != 0 && _qrtRuncom != nullptr;
 }
 
@@ -31,7 +32,7 @@ HostedHeader** hostedList() {
 }  // namespace
 
 void* _qrtCheckMalloc(uint32_t size) {
-  if (!hosted()) return malloc(size);
+  if (!blocksAreListed()) return malloc(size);
   if (size > UINT32_MAX - sizeof(HostedHeader)) return nullptr;
   auto* header = static_cast<HostedHeader*>(malloc(size + sizeof(HostedHeader)));
   if (header == nullptr) return nullptr;
@@ -59,7 +60,7 @@ void _qrtCheckFree(void* block) {
 }
 
 void _qrtCheckFreeAll() {
-  if (!hosted()) return;
+  if (!blocksAreListed()) return;
   HostedHeader** head = hostedList();
   for (HostedHeader *block = *head, *next; block != nullptr; block = next) {
     next = block->next;

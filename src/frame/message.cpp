@@ -19,8 +19,6 @@
 
 namespace qrt::frame {
 
-char hostAbendText[80] = "";
-
 namespace {
 
 constexpr char catalogueName[] = "qrtremsg.cat";
@@ -231,14 +229,6 @@ void giveLines(std::string_view text) {
 }
 
 }  // namespace
-
-const char* textProper(const char* catalogued) {
-  return catalogued + strnlen(catalogued, 2);
-}
-
-void keepHostAbendText(const char* catalogued) {
-  snprintf(hostAbendText, sizeof(hostAbendText), "%s", textProper(catalogued));
-}
 
 }  // namespace qrt::frame
 

@@ -1,12 +1,10 @@
-// Numbers of the messages, and what the message writer shares with the ends of a run.
+// Numbers of the messages that the library names itself.
 #pragma once
 
-#include "qrtrlib.h"
+#include <stdint.h>
 
-namespace qrt::frame {
+namespace qrt::frame::message {
 
-// Numbers of the messages that more than one place names.
-namespace message {
 inline constexpr int32_t invalidSign = 39;
 inline constexpr int32_t invalidSeparateSign = 40;
 inline constexpr int32_t noGenerator = 202;
@@ -18,16 +16,5 @@ inline constexpr int32_t noSpace = 993;
 inline constexpr int32_t notFound = 994;
 inline constexpr int32_t signalTrapped = 995;
 inline constexpr int32_t controlRecord = 9999;
-}  // namespace message
 
-// What the abnormal end of a hosted run tells the host: the exit notice, without its severity; empty without
-// a catalogue.
-extern char hostAbendText[80];
-
-// Keeps the text proper of a catalogue's exit notice for that.
-void keepHostAbendText(const char* catalogued);
-
-// The text proper of a catalogue's text: what stands behind the severity digit and its blank.
-const char* textProper(const char* catalogued);
-
-}  // namespace qrt::frame
+}  // namespace qrt::frame::message

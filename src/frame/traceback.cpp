@@ -3,11 +3,10 @@
 
 #include <string.h>
 
-#include <algorithm>
+#include <string_view>
 
 #include "platform/exceptions.h"
 #include "platform/modules.h"
-#include "platform/paths.h"
 
 namespace qrt::frame {
 
@@ -62,9 +61,9 @@ struct Place {
   }
 
   void appendTo(MessageText& text) const {
-    const std::string_view name = selector == 4 ? third : selector == 2 || selector == 3 ? second : first;
-    const auto bare = std::find_if(name.rbegin(), name.rend(), platform::isSeparator).base();
-    text.appendPrinted("      %.*s : %i \n", static_cast<int>(name.end() - bare), &*bare, line);
+    std::string_view name = selector == 4 ? third : selector == 2 || selector == 3 ? second : first;
+    name.remove_prefix(name.find_last_of("\\/") + 1);
+    text.appendPrinted("      %.*s : %i \n", static_cast<int>(name.size()), name.data(), line);
   }
 };
 

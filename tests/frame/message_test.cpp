@@ -312,6 +312,7 @@ TEST(Message, CatalogueIsFoundByLanguageAndTemplates) {
                            {nullptr, "", false},
                            {nullptr, "plain/m.cat", false},
                            {nullptr, "plain/%nn", false},
+                           {nullptr, "plain/%N.cat", true},
                            {nullptr, "none/%n;;plain/%n", true},
                            {nullptr, "PLAIN/%n", false}}) {
     if (each.locale != nullptr)
