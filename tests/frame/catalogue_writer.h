@@ -2,6 +2,7 @@
 #pragma once
 
 #include <locale.h>
+#include <qrtrlib.h>
 #include <stdint.h>
 #include <stdlib.h>
 
@@ -13,8 +14,7 @@
 namespace qrt::test {
 
 struct CatalogueEntry {
-  uint16_t number;
-  uint16_t variant;
+  uint16_t number, variant;
   std::string text;
 };
 
@@ -35,48 +35,27 @@ inline std::string catalogueBytes(const std::vector<CatalogueEntry>& entries) {
   return bytes + texts;
 }
 
-// A temporary folder, gone with this object.
-struct Folder {
-  std::string path;
-
-  Folder() {
-    char name[] = "/tmp/qrtXXXXXX";
-    path = mkdtemp(name);
-  }
-  ~Folder() { std::filesystem::remove_all(path); }
-
-  void write(const std::string& name, const std::string& bytes) const {
-    const auto file = std::filesystem::path(path) / name;
-    std::filesystem::create_directories(file.parent_path());
-    std::ofstream(file, std::ios::binary) << bytes;
-  }
-};
-
-// Environment variables as they were, back at the end of this object's life.
-struct KeptEnvironment {
-  std::vector<std::pair<std::string, std::string>> values;  // of those that were set
-  static constexpr const char* variables[] = {"NLSPATH", "LC_ALL", "LC_MESSAGES", "LANG"};
-
-  KeptEnvironment() {
-    for (const char* variable : variables)
-      if (const char* value = getenv(variable)) values.emplace_back(variable, value);
-  }
-  ~KeptEnvironment() {
-    for (const char* variable : variables) unsetenv(variable);
-    for (const auto& [variable, value] : values) setenv(variable.c_str(), value.c_str(), 1);
-  }
-};
-
-// A catalogue that the library finds, in the default locale.
-struct Catalogue : Folder {
-  KeptEnvironment environment;
+// A catalogue in a folder of its own, which the library finds in the default locale while this object lives.
+struct Catalogue {
+  std::string path = "/tmp/qrtXXXXXX";
+  std::string before = getenv("NLSPATH") != nullptr ? getenv("NLSPATH") : "";
 
   explicit Catalogue(const std::vector<CatalogueEntry>& entries) {
-    write("qrtremsg.cat", catalogueBytes(entries));
-    for (const char* variable : KeptEnvironment::variables) unsetenv(variable);
+    path = mkdtemp(path.data());
+    std::ofstream(path + "/qrtremsg.cat", std::ios::binary) << catalogueBytes(entries);
+    for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) unsetenv(variable);
     setenv("NLSPATH", (path + "/%n").c_str(), 1);
     setlocale(LC_ALL, "C");
+    forget();
   }
+  ~Catalogue() {
+    setenv("NLSPATH", before.c_str(), 1);
+    std::filesystem::remove_all(path);
+    forget();
+  }
+
+  // Closes what the writer has open, so that the next message looks for a catalogue.
+  static void forget() { qrtWriteERRmsg(0, QRT_MESSAGE_CONTROL | 1); }
 };
 
 }  // namespace qrt::test
