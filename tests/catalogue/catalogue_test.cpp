@@ -1,11 +1,9 @@
 // The compiler of message catalogues: what it refuses and where, and what a reader of its own finds in the
 // result.
-#include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
+#include <fstream>
 #include <map>
-#include <random>
 
 #include "catalogue/compile.h"
 
@@ -42,45 +40,33 @@ TEST(CatalogueCompiler, RefusesWithTheLineAndTheReason) {
     std::string source;
     size_t line;
     const char* reason;
-  } cases[] = {
-      {"", 1, "no message"},
-      {"1 2 good\nMessage\n", 2, "number"},
-      {"1.2.3 2 a\n", 1, "blank"},
-      {"12", 1, "blank"},
-      {"-1 2 a", 1, "number"},
-      {"65536 2 a", 1, "65535"},
-      {"99999999999999999999 2 a", 1, "65535"},
-      {"1.0 2 a", 1, "variant"},
-      {"1. 2 a", 1, "variant"},
-      {"1.65536 2 a", 1, "variant"},
-      {"1 Not found", 1, "severity"},
-      {"1 4 a", 1, "severity"},
-      {"1 2", 1, "severity"},
-      {"1 2 \t\r\n", 1, "severity"},
-      {"1 2 a\n\n  b", 3, "continuation"},
-      {"# a\n b", 2, "continuation"},
-      {"1 2 a\n# b\n1.2 2 c\n01.1 1 d", 4, "line 1"},
-      {"1 2 a\n2 2 b \\t c", 2, "escape"},
-      {"1 2 a\\", 1, "escape"},
-      {std::string("1 2 a\n2 2 b\0c", 13), 2, "zero"},
-      {std::string("1 2 a\n#\0", 8), 2, "zero"},
-      {"1 2 a\n2 2 b\n  %", 2, "conversion"},
-      {"1 2 100% sure", 1, "conversion"},
-      {"1 2 %n", 1, "conversion"},
-      {"1 2 %*d", 1, "conversion"},
-      {"1 2 %.3s", 1, "conversion"},
-      {"1 2 %ld", 1, "conversion"},
-      {"1 2 %123d", 1, "width"},
-      {"1 2 %#d", 1, "flag"},
-      {"1 2 %05s", 1, "flag"},
-      {"1 2 %0$d", 1, "1 to 9"},
-      {"1 2 %10$d", 1, "1 to 9"},
-      {"1 2 %1$", 1, "conversion"},
-      {"1 2 %1$s %d", 1, "position"},
-      {"1 2 %1$s %1$d", 1, "both"},
-      {"1 2 %d%d%d%d%d%d%d%d%d%d", 1, "more than 9"},
-      {"1 2 " + filling + "\n2 2 " + filling + "\n3 2 " + filling + "\n4 2 a", 3, "10480"},
-  };
+  } cases[] = {{"", 1, "no message"},
+               {"1 2 good\nMessage\n", 2, "number"},
+               {"1.2.3 2 a\n", 1, "blank"},
+               {"65536 2 a", 1, "65535"},
+               {"1.0 2 a", 1, "variant"},
+               {"1.65536 2 a", 1, "variant"},
+               {"1 4 a", 1, "severity"},
+               {"1 2 \t\r\n", 1, "severity"},
+               {"1 2 a\n\n  b", 3, "continuation"},
+               {"1 2 a\n# b\n1.2 2 c\n01.1 1 d", 4, "line 1"},
+               {"1 2 a\n2 2 b \\t c", 2, "escape"},
+               {"1 2 a\\", 1, "escape"},
+               {std::string("1 2 a\n2 2 b\0c", 13), 2, "zero"},
+               {std::string("1 2 a\n#\0", 8), 2, "zero"},
+               {"1 2 a\n2 2 b\n  %", 2, "conversion"},
+               {"1 2 %n", 1, "conversion"},
+               {"1 2 %*d", 1, "conversion"},
+               {"1 2 %ld", 1, "conversion"},
+               {"1 2 %123d", 1, "width"},
+               {"1 2 %#d", 1, "flag"},
+               {"1 2 %05s", 1, "flag"},
+               {"1 2 %10$d", 1, "1 to 9"},
+               {"1 2 %1$", 1, "conversion"},
+               {"1 2 %1$s %d", 1, "position"},
+               {"1 2 %1$s %1$d", 1, "both"},
+               {"1 2 %d%d%d%d%d%d%d%d%d%d", 1, "more than 9"},
+               {"1 2 " + filling + "\n2 2 " + filling + "\n3 2 " + filling + "\n4 2 a", 3, "10480"}};
   for (const auto& item : cases) {
     SCOPED_TRACE(item.source.substr(0, 60));
     const Compilation compilation = compile(item.source);
@@ -91,13 +77,6 @@ TEST(CatalogueCompiler, RefusesWithTheLineAndTheReason) {
   }
 }
 
-TEST(CatalogueCompiler, ReportsEveryBadEntry) {
-  const Compilation compilation = compile("x\n1 2 fine\n1 2 again\n2 5 a\n");
-  std::vector<size_t> lines;
-  for (const auto& error : compilation.errors) lines.push_back(error.line);
-  EXPECT_EQ(lines, (std::vector<size_t>{1, 3, 4}));
-}
-
 TEST(CatalogueCompiler, JoinsAndUnescapes) {
   const Compilation compilation = compile(
       "# head\r\n\r\n65535.65535 3   a\\\\n\\n $5 \r\n\t  b %2$-8s %1$02x %1$c  \r\n0 0 last\n7.2 1 %9$+5d "
@@ -106,37 +85,9 @@ TEST(CatalogueCompiler, JoinsAndUnescapes) {
   EXPECT_EQ(readImage(compilation.image), (Messages{{{0, 1}, "0 last"},
                                                     {{7, 2}, "1 %9$+5d %1$#x"},
                                                     {{65535, 65535}, "3 a\\n\n $5 b %2$-8s %1$02x %1$c"}}));
-}
-
-TEST(CatalogueCompiler, FillsACatalogueToTheLastByte) {
-  const size_t room = qrt::catalogue::largestImage - 32 - 8 - 3;
-  const std::string text(room, 'x');
-  EXPECT_EQ(compile("1 2 " + text).image.size(), qrt::catalogue::largestImage);
-  EXPECT_EQ(compile("1 2 x" + text).errors.size(), 1u);
-}
-
-TEST(CatalogueCompiler, KeepsRandomMessages) {
-  std::mt19937 random(1017);
-  for (int round = 0; round < 200; ++round) {
-    Messages messages;
-    std::string source;
-    for (unsigned count = 1 + random() % 60; count > 0; --count) {
-      const std::pair key(int(random() % 65536), int(1 + random() % 3));
-      std::string text = std::to_string(random() % 4) + " >";
-      std::string written = text;
-      for (unsigned length = random() % 80; length > 0; --length) {
-        const char byte = static_cast<char>(1 + random() % 255);
-        if (byte == '%') continue;
-        text += byte;
-        written += byte == '\n' ? "\\n" : byte == '\\' ? "\\\\" : std::string(1, byte);
-      }
-      if (!messages.emplace(key, text + "<").second) continue;
-      source += std::to_string(key.first) + "." + std::to_string(key.second) + " " + written + "<\n";
-    }
-    const Compilation compilation = compile(source);
-    ASSERT_TRUE(compilation.errors.empty()) << source;
-    ASSERT_EQ(readImage(compilation.image), messages);
-  }
+  const std::string full(qrt::catalogue::largestImage - 32 - 8 - 3, 'x');
+  EXPECT_EQ(compile("1 2 " + full).image.size(), qrt::catalogue::largestImage);
+  EXPECT_EQ(compile("1 2 x" + full).errors.size(), 1u);
 }
 
 // The values that each message is written with: s a text, d a word. Its text may show less of them, but a
@@ -178,17 +129,10 @@ std::string shownValues(const std::string& text) {
   return shown;
 }
 
-std::vector<uint8_t> shippedImage() {
-  std::vector<uint8_t> image(qrt::catalogue::largestImage + 1);
-  FILE* const file = fopen(QRT_BUILD_DIRECTORY "/share/qrtrlib/qrtremsg.cat", "rb");
-  EXPECT_NE(file, nullptr);
-  image.resize(file == nullptr ? 0 : fread(image.data(), 1, image.size(), file));
-  if (file != nullptr) fclose(file);
-  return image;
-}
-
 TEST(ShippedCatalogue, HasATextForEachMessageThatFitsItsValues) {
-  const std::vector<uint8_t> image = shippedImage();
+  std::ifstream file(QRT_BUILD_DIRECTORY "/share/qrtrlib/qrtremsg.cat", std::ios::binary);
+  const std::vector<uint8_t> image(std::istreambuf_iterator<char>(file), {});
+  ASSERT_GE(image.size(), 32u);
   EXPECT_LE(image.size(), 9900u) << "leave room for what is still to come";
   Messages messages = readImage(image);
   for (const auto& [values, keys] : valuesOf)
@@ -201,30 +145,6 @@ TEST(ShippedCatalogue, HasATextForEachMessageThatFitsItsValues) {
         EXPECT_TRUE(shown[position] == ' ' || shown[position] == values[position]) << message.mapped();
     }
   for (const auto& [key, text] : messages) ADD_FAILURE() << key.first << "." << key.second << ": " << text;
-}
-
-// An era's last year is the year in which the next one starts; the last era goes on to the year 9999.
-TEST(ShippedCatalogue, ErasFollowEachOther) {
-  Messages messages = readImage(shippedImage());
-  for (const int variant : {1, 2}) {
-    const std::string text = messages[{216, variant}].substr(2);
-    EXPECT_LT(text.size(), 400u);
-    const char* rest = text.c_str();
-    int lastYear = 0;
-    int eras = 0;
-    while ((rest = strchr(rest, '{')) != nullptr) {
-      for (int name = 0; name < variant; ++name) rest = strchr(rest, '}') + 1;
-      int year = 0;
-      int years = 0;
-      ASSERT_EQ(sscanf(rest, "%d %*d %*d %d", &year, &years), 2) << rest;
-      if (eras++ > 0) {
-        EXPECT_EQ(lastYear, year);
-      }
-      lastYear = year + years - 1;
-    }
-    EXPECT_EQ(atoi(text.c_str()), eras);
-    EXPECT_EQ(lastYear, 9999);
-  }
 }
 
 }  // namespace
