@@ -7,6 +7,7 @@
 #include "decimal/checks.h"
 #include "decimal/convert.h"
 #include "decimal/packed.h"
+#include "decimal/register.h"
 #include "decimal/zoned.h"
 
 namespace qrt::decimal {
@@ -79,8 +80,10 @@ void placeSign(uint8_t* item, int32_t digits, bool negative) {
 template <Zoned to>
 uint8_t* packedToZoned(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
                        int32_t sourceDigits) {
-  const uint8_t lastByte = source[packedBytes(sourceDigits) - 1];
-  if (!isValid(source, packedBytes(sourceDigits))) [[unlikely]]
+  const int32_t bytes = packedBytes(sourceDigits);
+  const uint8_t lastByte = source[bytes - 1];
+  const bool valid = bytes >= 8 && bytes <= 16 ? isValidRegister(source, bytes) : isValid(source, bytes);
+  if (!valid) [[unlikely]]
     qrtWriteERRmsg((lastByte & 15) < 10 ? frame::message::invalidSign : frame::message::invalidDigit, 0);
   const bool nonZero = unpackDigits(source, digitsOf<to>(destination), destinationDigits, sourceDigits);
   if constexpr (to == Zoned::LS) {  // the one form that shows a negative zero

@@ -190,6 +190,7 @@ template <int32_t digits>
 }  // namespace
 
 bool isValid(const uint8_t* item, int32_t bytes) {
+  if (bytes >= 8 && bytes <= 16) return isValidRegister(item, bytes);
   uint32_t bad = 0;
   for (; bytes > 4; item += 4, bytes -= 4) bad |= nibblesAboveNine(loadWord(item));
   const uint32_t last = bytes == 4 ? loadWord(item) : loadPartialWord(item, bytes);

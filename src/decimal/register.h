@@ -159,4 +159,17 @@ inline RegisterDifference subtractRegisters(__m128i a, __m128i b) {
           (_mm_movemask_pd(_mm_castsi128_pd(borrowed)) & 2) != 0};
 }
 
+// Two overlapping halves of an item of 8 to 16 bytes, tested at once: a byte has a bad nibble when it is
+// above 0x9F or its low nibble is above 9, as only the sign's must be.
+inline bool isValidRegister(const uint8_t* item, int32_t bytes) {
+  const __m128i both =
+      _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(item)),
+                         _mm_loadl_epi64(reinterpret_cast<const __m128i*>(item + bytes - 8)));
+  const __m128i low = _mm_and_si128(both, _mm_set1_epi8(0x0F));
+  const __m128i excess = _mm_or_si128(_mm_subs_epu8(both, _mm_set1_epi8(static_cast<char>(0x9F))),
+                                      _mm_subs_epu8(low, _mm_set1_epi8(9)));
+  const int32_t good = _mm_movemask_epi8(_mm_cmpeq_epi8(excess, _mm_setzero_si128()));
+  return good == (bytes == 8 ? 0x7F7F : 0x7FFF) && item[bytes - 1] <= 0x9F;
+}
+
 }  // namespace qrt::decimal
