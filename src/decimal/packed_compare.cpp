@@ -9,16 +9,6 @@ namespace {
 
 // Where two magnitudes of equal length first differ, as -1, 0 or 1; the sign nibble doesn't count.
 int32_t compareMagnitudes(const uint8_t* a, const uint8_t* b, int32_t bytes) {
-  if (bytes == registerBytes) {
-    const __m128i blockA = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a));
-    const __m128i blockB = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b));
-    const int32_t unlike = _mm_movemask_epi8(_mm_cmpeq_epi8(blockA, blockB)) ^ 0xFFFF;
-    if (unlike == 0) return 0;
-    const int32_t first = __builtin_ctz(static_cast<uint32_t>(unlike));
-    const int32_t sign = first == registerBytes - 1 ? 4 : 0;
-    const int32_t difference = (a[first] >> sign) - (b[first] >> sign);
-    return (difference > 0) - (difference < 0);
-  }
   for (; bytes > 4; a += 4, b += 4, bytes -= 4) {
     const uint32_t wordA = loadWord(a), wordB = loadWord(b);
     if (wordA != wordB) return wordA > wordB ? 1 : -1;
@@ -34,13 +24,44 @@ bool anyByte(const uint8_t* bytes, int32_t count) {
   return false;
 }
 
-}  // namespace
+// The first and the last eight bytes of an item of 8 to 16, which may lie over each other.
+inline __m128i firstAndLast(const uint8_t* item, int32_t bytes) {
+  if (__builtin_constant_p(bytes) && bytes == registerBytes)
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(item));
+  return _mm_unpacklo_epi64(loadEight(item), loadEight(item + bytes - 8));
+}
 
-int32_t compare(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits) {
-  int32_t bytes1 = packedBytes(op1Digits), bytes2 = packedBytes(op2Digits);
+// The order of items that differ in their sign nibbles at most.
+[[gnu::noinline]] int32_t compareSigns(const uint8_t* op1, const uint8_t* op2, int32_t bytes) {
+  const bool negative = isNegativeSign(op1[bytes - 1]);
+  if (negative == isNegativeSign(op2[bytes - 1]) || !hasDigits(op1, bytes)) return 0;
+  return negative ? -1 : 1;
+}
+
+// Items of equal length from 8 to 16 bytes: the first byte in which they differ decides, and the sign of the
+// larger magnitude.
+[[gnu::always_inline]] inline int32_t compareInRegisters(const uint8_t* op1, const uint8_t* op2,
+                                                         int32_t bytes) {
+  const __m128i magnitude = _mm_set_epi32(static_cast<int32_t>(0xF0FFFFFF), -1, -1, -1);
+  const __m128i change =
+      _mm_and_si128(_mm_xor_si128(firstAndLast(op1, bytes), firstAndLast(op2, bytes)), magnitude);
+  const int32_t alike = _mm_movemask_epi8(_mm_cmpeq_epi8(change, _mm_setzero_si128()));
+  if (alike == 0xFFFF) return compareSigns(op1, op2, bytes);
+  const int32_t index = __builtin_ctz(static_cast<uint32_t>(~alike));
+  const int32_t first = bytes == registerBytes || index < 8 ? index : index - registerBytes + bytes;
+  const bool larger2 = op1[first] < op2[first];
+  // Nobody can guess which one is the larger: select it without a branch.
+  const uint8_t* const larger = __builtin_expect_with_probability(larger2, 1, 0.5) ? op2 : op1;
+  return 1 - 2 * (isNegativeSign(larger[bytes - 1]) ^ larger2);
+}
+
+// Items of any lengths.
+[[gnu::noinline]] int32_t compareItems(const uint8_t* op1, int32_t bytes1, const uint8_t* op2,
+                                       int32_t bytes2) {
+  const int32_t more = bytes1 - bytes2;
+  if (more == 0 && bytes1 >= 8 && bytes1 <= registerBytes) return compareInRegisters(op1, op2, bytes1);
   const int32_t sign1 = isNegativeSign(op1[bytes1 - 1]) ? -1 : 1;
   const int32_t sign2 = isNegativeSign(op2[bytes2 - 1]) ? -1 : 1;
-  const int32_t more = bytes1 - bytes2;
   if (more > 0) {
     if (anyByte(op1, more)) return sign1;
     op1 += more;
@@ -51,7 +72,14 @@ int32_t compare(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32
   }
   const int32_t order = compareMagnitudes(op1, op2, bytes1);
   if (order != 0) return order > 0 ? sign1 : -sign2;
-  return sign1 == sign2 || !hasDigits(op1, bytes1) ? 0 : sign1;
+  return compareSigns(op1, op2, bytes1);
+}
+
+}  // namespace
+
+int32_t compare(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits) {
+  if (((op1Digits ^ 31) | (op2Digits ^ 31)) == 0) return compareInRegisters(op1, op2, registerBytes);
+  return compareItems(op1, packedBytes(op1Digits), op2, packedBytes(op2Digits));
 }
 
 int32_t isZero(const uint8_t* op, int32_t opDigits) {

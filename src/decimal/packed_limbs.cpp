@@ -7,6 +7,7 @@
 
 #include "decimal/packed.h"
 #include "decimal/register.h"
+#include "decimal/tables.h"
 #include "frame/message.h"
 #include "qrtrlib.h"
 
@@ -15,7 +16,7 @@ namespace {
 
 constexpr uint32_t base = 100'000'000;
 constexpr int32_t limbBytes = 4;
-constexpr int32_t mostFactorLimbs = 8;     // 63 digits
+constexpr int32_t mostFactorLimbs = 8;     // 63 digits, unless the other factor has at most 7
 constexpr int32_t mostDividendLimbs = 12;  // 91 digits
 
 // The digits of an item without its leading zero bytes.
@@ -237,27 +238,35 @@ struct Remainder {
   int32_t digits;
 };
 
-// Both divisions; `remainder` is null for the one that has none.
-void divideItems(const Operand& dividend, const Operand& divisor, uint8_t* quotient, int32_t quotientDigits,
-                 const Remainder* remainder) {
-  const int32_t count = dividend.limbs(), divisorCount = divisor.limbs();
-  assert(count <= mostDividendLimbs && divisorCount <= mostDividendLimbs);
-  uint32_t rest[mostDividendLimbs + 1], by[mostDividendLimbs], result[wholeBlocks(mostDividendLimbs + 1)];
-  const bool validDividend = loadLimbs(dividend, rest), validDivisor = loadLimbs(divisor, by);
-  checkOperands(dividend, validDividend, divisor, validDivisor);
+// The cases of both divisions that need no division, operands of any length among them.
+void settleUndivided(const Operand& dividend, const Operand& divisor, uint8_t* quotient,
+                     int32_t quotientDigits, const Remainder* remainder) {
+  checkOperand(dividend.item, dividend.bytes);
+  checkOperand(divisor.item, divisor.bytes);
   if (divisor.isZero()) {
     qrtWriteERRmsg(frame::message::divisionByZero, 0);
     return;
   }
-  if (dividend.isZero() || dividend.bytes < divisor.bytes) {
-    if (remainder != nullptr) {
-      if (dividend.isZero())
-        storeZero(remainder->item, remainder->digits);
-      else
-        copyRight(dividend, remainder->item, packedBytes(remainder->digits));
-    }
-    return storeZero(quotient, quotientDigits);
+  if (remainder != nullptr) {
+    if (dividend.isZero())
+      storeZero(remainder->item, remainder->digits);
+    else
+      copyRight(dividend, remainder->item, packedBytes(remainder->digits));
   }
+  storeZero(quotient, quotientDigits);
+}
+
+// Both divisions; `remainder` is null for the one that has none.
+void divideItems(const Operand& dividend, const Operand& divisor, uint8_t* quotient, int32_t quotientDigits,
+                 const Remainder* remainder) {
+  if (divisor.isZero() || dividend.isZero() || dividend.bytes < divisor.bytes)
+    return settleUndivided(dividend, divisor, quotient, quotientDigits, remainder);
+
+  const int32_t count = dividend.limbs(), divisorCount = divisor.limbs();
+  assert(count <= mostDividendLimbs);
+  uint32_t rest[mostDividendLimbs + 1], by[mostDividendLimbs], result[wholeBlocks(mostDividendLimbs + 1)];
+  const bool validDividend = loadLimbs(dividend, rest), validDivisor = loadLimbs(divisor, by);
+  checkOperands(dividend, validDividend, divisor, validDivisor);
 
   int32_t quotientCount;
   uint32_t scale = 1;
@@ -293,20 +302,30 @@ void divideItems(const Operand& dividend, const Operand& divisor, uint8_t* quoti
   clearSpareNibble(remainder->item, remainder->digits);
 }
 
-}  // namespace
+// The magnitude of an item of any length times that of one with at most seven digits, without sign.
+void multiplyByShort(const Operand& item, const Operand& factor, uint8_t* result, int32_t bytes) {
+  assert(factor.bytes <= limbBytes);
+  uint32_t limbs[mostFactorLimbs];
+  loadLimbs(factor, limbs);
+  uint32_t carry = 0;
+  for (int32_t i = 1; i <= bytes; ++i) {
+    if (i <= item.bytes) carry += bcd_pair_value[item.item[item.bytes - i]] * (limbs[0] / 10);
+    result[bytes - i] = pair_value_bcd[carry % 100];
+    carry /= 100;
+  }
+}
 
-uint8_t* multiply(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits,
-                  int32_t op2Digits, int32_t op1Digits) {
-  const Operand first(op1, op1Digits), second(op2, op2Digits);
+void multiplyFactors(const Operand& first, const Operand& second, uint8_t* result, int32_t bytes) {
   const int32_t count1 = first.limbs(), count2 = second.limbs();
-  assert(count1 <= mostFactorLimbs && count2 <= mostFactorLimbs);
+  if (std::max(count1, count2) > mostFactorLimbs) [[unlikely]] {
+    checkOperand(first.item, first.bytes);
+    checkOperand(second.item, second.bytes);
+    return count1 > count2 ? multiplyByShort(first, second, result, bytes)
+                           : multiplyByShort(second, first, result, bytes);
+  }
   uint32_t factor1[mostFactorLimbs], factor2[mostFactorLimbs], product[2 * mostFactorLimbs];
   const bool valid1 = loadLimbs(first, factor1), valid2 = loadLimbs(second, factor2);
   checkOperands(first, valid1, second, valid2);
-  if (first.isZero() || second.isZero()) {
-    storeZero(result, resultDigits);
-    return result;
-  }
   int32_t productCount = blockLimbs;
   if (count1 <= 2 && count2 <= 2) {
     divideByTen(factor2, 2);
@@ -317,8 +336,22 @@ uint8_t* multiply(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32
     productCount = count1 + count2;
     clearUpToBlock(product, productCount);
   }
-  const int32_t bytes = packedBytes(resultDigits);
   storeLimbs(product, productCount, result, bytes);
+}
+
+}  // namespace
+
+uint8_t* multiply(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits,
+                  int32_t op2Digits, int32_t op1Digits) {
+  const Operand first(op1, op1Digits), second(op2, op2Digits);
+  if (first.isZero() || second.isZero()) {
+    checkOperand(first.item, first.bytes);
+    checkOperand(second.item, second.bytes);
+    storeZero(result, resultDigits);
+    return result;
+  }
+  const int32_t bytes = packedBytes(resultDigits);
+  multiplyFactors(first, second, result, bytes);
   result[bytes - 1] |= signNibble(first.negative != second.negative);
   clearSpareNibble(result, resultDigits);
   return result;
