@@ -43,25 +43,19 @@ Bytes digitsOf(const Bytes& item, Form form) {
   return Bytes(item.begin() + (form == LS), item.end() - (form == TS));
 }
 
-// What a member does after the move, written as its row reads: which byte is cleaned, and where the sign
-// comes from and goes to.
-struct Row {
-  enum { none, lastByte, firstMoved } cleaned;
-  enum { noSign, zone, signOfZone, zoneOfSign, sign, plus } placed;
-};
-#define PLACED(byte, TO, TS, LO, LS, US)              \
-  {                                                   \
-    {byte, TO}, {byte, TS}, {byte, LO}, {byte, LS}, { \
-      byte, US                                        \
-    }                                                 \
-  }
-#define BY_SIGN PLACED(Row::none, Row::zoneOfSign, Row::sign, Row::zoneOfSign, Row::sign, Row::noSign)
-#define BY_ZONE(byte) PLACED(byte, Row::zone, Row::signOfZone, Row::zone, Row::signOfZone, Row::noSign)
-const Row rows[5][5] = {BY_ZONE(Row::lastByte), BY_SIGN, BY_ZONE(Row::firstMoved), BY_SIGN,
-                        PLACED(Row::lastByte, Row::noSign, Row::plus, Row::noSign, Row::plus, Row::noSign)};
+// What a member does after the move: which byte is cleaned, by the source's form, and where the sign comes
+// from and goes to.
+enum Cleaned { nothing, lastByte, firstMoved };
+enum Placed { noSign, zone, signOfZone, zoneOfSign, sign, plus };
+const Cleaned cleaned[5] = {lastByte, nothing, firstMoved, nothing, lastByte};
+const Placed placed[5][5] = {{zone, signOfZone, zone, signOfZone, noSign},
+                             {zoneOfSign, sign, zoneOfSign, sign, noSign},
+                             {zone, signOfZone, zone, signOfZone, noSign},
+                             {zoneOfSign, sign, zoneOfSign, sign, noSign},
+                             {noSign, plus, noSign, plus, noSign}};
 
 Bytes model(Form from, Form to, const Bytes& source, int32_t digits) {
-  const Row& row = rows[from][to];
+  const Placed row = placed[from][to];
   const Bytes all = digitsOf(source, from);
   const auto count = static_cast<int32_t>(all.size());
   Bytes result(digits, '0');
@@ -71,15 +65,15 @@ Bytes model(Form from, Form to, const Bytes& source, int32_t digits) {
     nonZero = nonZero || (all[count - i] & 15) != 0;
   }
   const auto setZone = [&](size_t at, uint8_t zone) { result[at] = (result[at] & 15) | (zone & 0xF0); };
-  if (row.cleaned == Row::lastByte) setZone(digits - 1, 0x30);
-  if (row.cleaned == Row::firstMoved) setZone(std::max(0, digits - count), 0x30);
+  if (cleaned[from] == lastByte) setZone(digits - 1, 0x30);
+  if (cleaned[from] == firstMoved) setZone(std::max(0, digits - count), 0x30);
   const size_t signed_ = to == TO ? digits - 1 : 0;
   const uint8_t sourceSign = from == TO || from == TS ? source.back() : source.front();
   uint8_t separateSign = '+';
-  if (row.placed == Row::zone) setZone(signed_, nonZero ? sourceSign : 0x30);
-  if (row.placed == Row::zoneOfSign && sourceSign == '-' && nonZero) setZone(signed_, 0x70);
-  if (row.placed == Row::signOfZone && (sourceSign & 0x40) != 0 && nonZero) separateSign = '-';
-  if (row.placed == Row::sign && nonZero) separateSign = sourceSign;
+  if (row == zone) setZone(signed_, nonZero ? sourceSign : 0x30);
+  if (row == zoneOfSign && sourceSign == '-' && nonZero) setZone(signed_, 0x70);
+  if (row == signOfZone && (sourceSign & 0x40) != 0 && nonZero) separateSign = '-';
+  if (row == sign && nonZero) separateSign = sourceSign;
   if (separate(to)) result.insert(to == LS ? result.begin() : result.end(), separateSign);
   return result;
 }
