@@ -648,7 +648,7 @@ QRT_API void packed_add(const uint8_t* longer, int32_t longBytes, const uint8_t*
 
 /* Packs the low-order digits of zoned bytes, zones and all, into a positive packed item; unpacks the low-order
    digits of a packed item, whatever its sign, into plain zoned bytes. `*nonZero` is 0 when only zeros were moved,
-   not 0 otherwise. */
+   not 0 otherwise. Source and destination don't overlap. */
 QRT_API void _Convert_Znd_To_Pckd(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
                                   int32_t sourceDigits, uint32_t* nonZero);
 QRT_API void _Convert_Pckd_To_ZndUS(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
@@ -718,9 +718,8 @@ QRT_API long double _qrtcBCD_CONV_Pckd_To_EFlt(const uint8_t* source, int32_t so
 
 /* Float to packed: the value times 10 to the -scale, cut to a whole number, so that the scale has the
    opposite sign of the way back; each returns destination. A magnitude below 1e-19 or above 10 to the
-   (destinationDigits
-   + 19), and a NaN, gives zero. In a field of more than 11 bytes behind the first digit, or too short for the
-   value, the digits that the mantissa can't tell are cleared. */
+   (destinationDigits + 19), and a NaN, gives zero. In a field that has more than 10 bytes behind its first
+   byte with a digit, or is too short for the value, the digits that the mantissa can't tell are cleared. */
 QRT_API uint8_t* _qrtcBCD_CONV_SFlt_To_Pckd(float value, uint8_t* destination, int32_t destinationDigits,
                                             int32_t scale);
 QRT_API uint8_t* _qrtcBCD_CONV_LFlt_To_Pckd(double value, uint8_t* destination, int32_t destinationDigits,

@@ -1,13 +1,51 @@
-// Packed-decimal shifts. Digits are counted from the units upwards, bytes from the item's end: byte b holds
-// digit 2b in its high nibble and digit 2b - 1, or the sign when b is 0, in its low one.
+// Packed-decimal shifts: in a register when both items have at most 31 digits, else byte by byte. Digits are
+// counted from the units upwards, bytes from the item's end: byte b holds digit 2b in its high nibble and
+// digit 2b - 1, or the sign when b is 0, in its low one.
 //
 //      byte      2       1       0
 //            | 4 : 3 | 2 : 1 | 0 : sign |
+#include <algorithm>
+
 #include "decimal/packed.h"
+#include "decimal/register.h"
 #include "decimal/tables.h"
 
 namespace qrt::decimal {
 namespace {
+
+bool fitRegisters(int32_t digits1, int32_t digits2) {
+  return std::max(digits1, digits2) <= registerDigits;
+}
+
+__m128i loadDigits(const uint8_t* item, int32_t digits) {
+  return _mm_and_si128(loadItem(item, packedBytes(digits)), placesOfDigits(digits));
+}
+
+uint8_t* storeDigits(__m128i value, uint8_t sign, uint8_t* item, int32_t digits) {
+  storeItem(_mm_or_si128(value, wordInRegister(sign)), item, packedBytes(digits));
+  return item;
+}
+
+// The highest digit dropped comes to lie where the sign nibble was.
+uint8_t* shiftDownInRegister(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
+                             int32_t sourceDigits, int32_t shift, bool rounded) {
+  const bool negative = isNegativeSign(source[packedBytes(sourceDigits) - 1]);
+  __m128i value = moveNibblesDown(loadDigits(source, sourceDigits), std::min(shift, registerDigits + 1));
+  if (rounded) {
+    const uint32_t one = (lowWord(value) & 15) > 4 ? 0x10 : 0;
+    value = addRegisters(_mm_and_si128(value, placesOfDigits(registerDigits)), wordInRegister(one));
+  }
+  value = _mm_and_si128(value, placesOfDigits(destinationDigits));
+  return storeDigits(value, signNibble(negative && anyBit(value)), destination, destinationDigits);
+}
+
+uint8_t* shiftUpInRegister(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
+                           int32_t sourceDigits, int32_t shift) {
+  const uint8_t sign = source[packedBytes(sourceDigits) - 1] & 0x0F;
+  const __m128i value = moveNibblesUp(loadDigits(source, sourceDigits), std::min(shift, registerDigits + 1));
+  return storeDigits(_mm_and_si128(value, placesOfDigits(destinationDigits)), sign, destination,
+                     destinationDigits);
+}
 
 // The digits of a source; those that it doesn't have are zeros.
 struct Digits {
@@ -56,6 +94,8 @@ void addOne(uint8_t* item, int32_t bytes) {
 
 uint8_t* shiftDown(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
                    int32_t sourceDigits, int32_t shift, bool rounded) {
+  if (fitRegisters(destinationDigits, sourceDigits)) [[likely]]
+    return shiftDownInRegister(source, destination, destinationDigits, sourceDigits, shift, rounded);
   const Digits digits(source, sourceDigits);
   const bool negative = digits.negative();
   const int32_t bytes = packedBytes(destinationDigits);
@@ -71,6 +111,8 @@ uint8_t* shiftDown(const uint8_t* source, uint8_t* destination, int32_t destinat
 
 uint8_t* shiftLeft(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
                    int32_t sourceDigits, int32_t shift) {
+  if (fitRegisters(destinationDigits, sourceDigits)) [[likely]]
+    return shiftUpInRegister(source, destination, destinationDigits, sourceDigits, shift);
   const Digits digits(source, sourceDigits);
   const uint8_t sign = digits.sign();
   const int32_t bytes = packedBytes(destinationDigits);

@@ -4,6 +4,7 @@
 
 #include <emmintrin.h>
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 
@@ -12,6 +13,7 @@
 namespace qrt::decimal {
 
 inline constexpr int32_t registerBytes = 16;
+inline constexpr int32_t registerDigits = 31;
 
 inline __m128i reverseBytes(__m128i x) {
   x = _mm_shuffle_epi32(x, _MM_SHUFFLE(1, 0, 3, 2));
@@ -74,6 +76,36 @@ inline __m128i bitsOf(int32_t bytes) {
 
 inline __m128i everyNibble(uint32_t nibble) {
   return _mm_set1_epi32(static_cast<int32_t>(0x11111111 * nibble));
+}
+
+// Ones over that many digits from the units up, up to 31; the sign nibble is left out.
+inline __m128i placesOfDigits(int32_t digits) {
+  alignas(16) static constexpr auto masks = [] {
+    std::array<std::array<uint8_t, registerBytes>, registerDigits + 1> rows{};
+    for (int32_t count = 0; count <= registerDigits; ++count)
+      for (int32_t nibble = 1; nibble <= count; ++nibble)
+        rows[count][nibble / 2] |= nibble % 2 == 0 ? 0x0F : 0xF0;
+    return rows;
+  }();
+  return _mm_load_si128(reinterpret_cast<const __m128i*>(masks[digits].data()));
+}
+
+// The register moved by up to 32 whole nibbles. A lane shifted by 64 bits or more is zero, and a count below
+// zero is one of those: of the two ways from one lane into the other, at most the right one adds something.
+inline __m128i moveNibblesDown(__m128i x, int32_t nibbles) {
+  const __m128i upper = _mm_srli_si128(x, 8);
+  const int32_t bits = 4 * nibbles;
+  const __m128i across = _mm_or_si128(_mm_sll_epi64(upper, _mm_cvtsi32_si128(64 - bits)),
+                                      _mm_srl_epi64(upper, _mm_cvtsi32_si128(bits - 64)));
+  return _mm_or_si128(_mm_srl_epi64(x, _mm_cvtsi32_si128(bits)), across);
+}
+
+inline __m128i moveNibblesUp(__m128i x, int32_t nibbles) {
+  const __m128i lower = _mm_slli_si128(x, 8);
+  const int32_t bits = 4 * nibbles;
+  const __m128i across = _mm_or_si128(_mm_srl_epi64(lower, _mm_cvtsi32_si128(64 - bits)),
+                                      _mm_sll_epi64(lower, _mm_cvtsi32_si128(bits - 64)));
+  return _mm_or_si128(_mm_sll_epi64(x, _mm_cvtsi32_si128(bits)), across);
 }
 
 inline bool anyBit(__m128i x) {

@@ -58,12 +58,6 @@ constexpr uint32_t nibblesAboveNine(uint32_t word) {
   return ((word | word << 1) << 1) & word & 0x88888888;
 }
 
-// The word with a 9 in place of each nibble above 9.
-constexpr uint32_t onlyDigits(uint32_t word) {
-  const uint32_t bad = nibblesAboveNine(word) >> 3;
-  return (word & ~(bad * 15)) | bad * 9;
-}
-
 // The sum of two words of digits and a carry, which is replaced by the carry out. Adding 6 to each nibble
 // first makes decimal carries binary ones; nibbles that sent no carry get their 6 back. A word of fewer
 // digits has its carry out in the nibble above them.
@@ -81,25 +75,6 @@ inline uint32_t subtractDigits(uint32_t a, uint32_t b, uint8_t& borrow) {
   borrow = _subborrow_u32(borrow, a, b, &difference);
   const uint32_t borrowed = (a ^ b ^ difference) & carryPlaces;
   return difference - (borrowed >> 2 | borrowed >> 3 | ((0u - borrow) & 0x60000000));
-}
-
-// The value of eight digits: neighbours join in pairs, fours and all.
-constexpr uint32_t valueOfDigits(uint32_t digits) {
-  const uint32_t pairs = digits - 6 * (digits >> 4 & 0x0F0F0F0F);
-  const uint32_t fours = (pairs & 0x00FF00FF) + 100 * (pairs >> 8 & 0x00FF00FF);
-  return (fours & 0xFFFF) + 10000 * (fours >> 16);
-}
-
-// The eight digits of a value below 10 to the 8th. The quotients by 100 and 10 are exact reciprocal
-// multiplications in the range of their operands.
-constexpr uint32_t digitsOfValue(uint32_t value) {
-  const uint32_t high = value / 10000;
-  const uint32_t fours = value + high * (0x10000 - 10000);
-  const uint32_t hundreds = ((fours & 0xFFFF) * 5243 >> 19) | ((fours >> 16) * 5243 >> 19) << 16;
-  const uint32_t pairs = fours + hundreds * (0x100 - 100);
-  const uint32_t tensBelow = (pairs & 0x00FF00FF) * 103 >> 10 & 0x000F000F;
-  const uint32_t tensAbove = (pairs >> 8 & 0x00FF00FF) * 103 >> 10 & 0x000F000F;
-  return pairs + 6 * (tensBelow | tensAbove << 8);
 }
 
 }  // namespace qrt::decimal

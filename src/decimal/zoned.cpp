@@ -7,12 +7,11 @@
 //                           d8 ...................... d22      15 digits and the sign
 #include "decimal/zoned.h"
 
-#include <emmintrin.h>
-
 #include <algorithm>
 #include <cstring>
 
 #include "decimal/packed.h"
+#include "decimal/register.h"
 #include "decimal/words.h"
 #include "qrtrlib.h"
 
@@ -84,10 +83,6 @@ __m128i spread(__m128i packed) {
 __m128i gather(__m128i digits) {
   const __m128i pairs = _mm_or_si128(_mm_slli_epi16(digits, 4), _mm_srli_epi16(digits, 8));
   return _mm_packus_epi16(_mm_and_si128(pairs, _mm_set1_epi16(255)), _mm_setzero_si128());
-}
-
-bool anyBit(__m128i block) {
-  return _mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_setzero_si128())) != 0xFFFF;
 }
 
 // A last block without its sign nibble, for the test on zero.

@@ -58,7 +58,7 @@ Float valueByBytes(const std::string& digits, bool (*counts)(bool odd, size_t pa
   return value * 10 + (counts(odd, pairs) ? Float(digits.back() - '0') : Float(0));
 }
 
-TEST(ConvertFloat, PackedToSingleAndDouble) {
+TEST(ConvertFloat, PackedToEveryFloat) {
   for (int round = 0; round < 20000; ++round) {
     const std::string digits = anyDigits();
     const auto scale = static_cast<int32_t>(below(63)) - 31;
@@ -66,34 +66,21 @@ TEST(ConvertFloat, PackedToSingleAndDouble) {
     const Bytes item = packedOf(digits, minus ? 0xD : 0xF);
     const auto count = static_cast<int32_t>(digits.size());
     double value = valueByBytes<double>(digits, [](bool, size_t) { return true; });
-    if (digits.size() <= 15) {
-      ASSERT_EQ(value, strtod(digits.c_str(), nullptr));
-    }
+    long double extended = valueByBytes<long double>(digits, [](bool, size_t before) { return before < 10; });
+    ASSERT_TRUE(count > 15 || value == strtod(digits.c_str(), nullptr)) << digits;
+    ASSERT_TRUE(count > 19 || extended == strtold(digits.c_str(), nullptr)) << digits;
     value = (minus ? -value : value) * doublePower(-scale);
     const double result = _qrtcBCD_CONV_Pckd_To_LFlt(item.data(), count, scale);
     ASSERT_EQ(result, value) << digits << ' ' << scale;
     ASSERT_EQ(std::signbit(result), minus);  // a negative zero too
     ASSERT_EQ(_qrtcBCD_CONV_Pckd_To_SFlt(item.data(), count, scale), static_cast<float>(value));
-  }
-}
 
-TEST(ConvertFloat, PackedToExtended) {
-  for (int round = 0; round < 20000; ++round) {
-    const std::string digits = anyDigits();
-    const auto scale = static_cast<int32_t>(below(63)) - 31;
-    const bool minus = below(2) != 0;
-    const Bytes item = packedOf(digits, minus ? 0xB : 0xC);
-    long double value = valueByBytes<long double>(digits, [](bool, size_t before) { return before < 10; });
-    if (digits.size() <= 19) {
-      ASSERT_EQ(value, strtold(digits.c_str(), nullptr));
-    }
-    value *= extendedPower(-scale);
-    if (value > 1.001e31L) value = HUGE_VALL;
-    if (value < 1e-19L) value = 0;
-    const long double result =
-        _qrtcBCD_CONV_Pckd_To_EFlt(item.data(), static_cast<int32_t>(digits.size()), scale);
-    ASSERT_EQ(result, minus ? -value : value) << digits << ' ' << scale;
-    ASSERT_EQ(std::signbit(result), minus && value != 0);
+    extended *= extendedPower(-scale);
+    if (extended > 1.001e31L) extended = HUGE_VALL;
+    if (extended < 1e-19L) extended = 0;
+    const long double wide = _qrtcBCD_CONV_Pckd_To_EFlt(item.data(), count, scale);
+    ASSERT_EQ(wide, minus ? -extended : extended) << digits << ' ' << scale;
+    ASSERT_EQ(std::signbit(wide), minus && extended != 0);
   }
 }
 
@@ -149,19 +136,6 @@ TEST(ConvertFloat, ExtendedToPackedByRule) {
   }
 }
 
-TEST(ConvertFloat, WholeNumbersComeThroughExactly) {
-  for (int round = 0; round < 5000; ++round) {
-    const auto number = static_cast<int64_t>(random_()) >> 14 >> below(49);
-    std::string digits = std::to_string(number < 0 ? -number : number);
-    digits.insert(0, 17 - digits.size(), '0');
-    const Bytes expected = packedOf(digits, number < 0 ? 0xD : 0xC);
-    uint8_t result[9];
-    _qrtcBCD_CONV_LFlt_To_Pckd(static_cast<double>(number), result, 17, 0);
-    ASSERT_EQ(hexadecimal(result, 9), hexadecimal(expected.data(), 9));
-    ASSERT_EQ(_qrtcBCD_CONV_Pckd_To_LFlt(result, 17, 0), static_cast<double>(number));
-  }
-}
-
 TEST(ConvertFloat, EdgesOfTheRange) {
   const struct {
     long double value;
@@ -169,6 +143,7 @@ TEST(ConvertFloat, EdgesOfTheRange) {
     const char* expected;
   } cases[] = {
       {1.5, 3, -1, "015C"},
+      {-9007199254740991.0L, 17, 0, "09007199254740991D"},
       {-0.5L, 3, 0, "000C"},
       {1e-20L, 3, -31, "000C"},
       {1e-19L, 3, -20, "010C"},
@@ -184,9 +159,10 @@ TEST(ConvertFloat, EdgesOfTheRange) {
     const Bytes result = convert(value, digits, scale);
     EXPECT_EQ(hexadecimal(result.data(), result.size()), expected) << static_cast<double>(value);
   }
-  uint8_t single[2];
-  _qrtcBCD_CONV_SFlt_To_Pckd(-0.25f, single, 2, -2);
-  EXPECT_EQ(hexadecimal(single, 2), "025D");
+  uint8_t narrower[4];
+  _qrtcBCD_CONV_SFlt_To_Pckd(-0.25f, narrower, 2, -2);
+  _qrtcBCD_CONV_LFlt_To_Pckd(-0.125, narrower + 2, 3, -3);
+  EXPECT_EQ(hexadecimal(narrower, 4), "025D125D");
 }
 
 }  // namespace

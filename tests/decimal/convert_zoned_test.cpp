@@ -1,4 +1,6 @@
-// Conversions between packed and zoned items beside a naive model that works digit by digit from the rules.
+// Conversions between packed and zoned items beside a naive model that works digit by digit from the rules,
+// and beside the plain movers of digits.
+#include <decimal/plain.h>
 #include <qrtrlib.h>
 
 #include <random>
@@ -7,6 +9,7 @@
 
 namespace {
 
+namespace plain = qrt::decimal::plain;
 using qrt::test::hexadecimal;
 using qrt::test::Reported;
 using qrt::test::reportsOf;
@@ -40,42 +43,19 @@ Bytes digitsOf(const Bytes& item, Form form) {
   return Bytes(item.begin() + (form == LS), item.end() - (form == TS));
 }
 
-// What a member does after the move, written as its row reads: which byte is cleaned, and where the sign
-// comes from and goes to.
-struct Row {
-  enum { none, lastByte, firstMoved } cleaned;
-  enum { noSign, zone, signOfZone, zoneOfSign, sign, plus } placed;
-};
-const Row rows[5][5] = {
-    {{Row::lastByte, Row::zone},
-     {Row::lastByte, Row::signOfZone},
-     {Row::lastByte, Row::zone},
-     {Row::lastByte, Row::signOfZone},
-     {Row::lastByte, Row::noSign}},
-    {{Row::none, Row::zoneOfSign},
-     {Row::none, Row::sign},
-     {Row::none, Row::zoneOfSign},
-     {Row::none, Row::sign},
-     {Row::none, Row::noSign}},
-    {{Row::firstMoved, Row::zone},
-     {Row::firstMoved, Row::signOfZone},
-     {Row::firstMoved, Row::zone},
-     {Row::firstMoved, Row::signOfZone},
-     {Row::firstMoved, Row::noSign}},
-    {{Row::none, Row::zoneOfSign},
-     {Row::none, Row::sign},
-     {Row::none, Row::zoneOfSign},
-     {Row::none, Row::sign},
-     {Row::none, Row::noSign}},
-    {{Row::lastByte, Row::noSign},
-     {Row::lastByte, Row::plus},
-     {Row::lastByte, Row::noSign},
-     {Row::lastByte, Row::plus},
-     {Row::lastByte, Row::noSign}},
-};
+// What a member does after the move: which byte is cleaned, by the source's form, and where the sign comes
+// from and goes to.
+enum Cleaned { nothing, lastByte, firstMoved };
+enum Placed { noSign, zone, signOfZone, zoneOfSign, sign, plus };
+const Cleaned cleaned[5] = {lastByte, nothing, firstMoved, nothing, lastByte};
+const Placed placed[5][5] = {{zone, signOfZone, zone, signOfZone, noSign},
+                             {zoneOfSign, sign, zoneOfSign, sign, noSign},
+                             {zone, signOfZone, zone, signOfZone, noSign},
+                             {zoneOfSign, sign, zoneOfSign, sign, noSign},
+                             {noSign, plus, noSign, plus, noSign}};
 
 Bytes model(Form from, Form to, const Bytes& source, int32_t digits) {
-  const Row& row = rows[from][to];
+  const Placed row = placed[from][to];
   const Bytes all = digitsOf(source, from);
   const auto count = static_cast<int32_t>(all.size());
   Bytes result(digits, '0');
@@ -85,28 +65,15 @@ Bytes model(Form from, Form to, const Bytes& source, int32_t digits) {
     nonZero = nonZero || (all[count - i] & 15) != 0;
   }
   const auto setZone = [&](size_t at, uint8_t zone) { result[at] = (result[at] & 15) | (zone & 0xF0); };
-  if (row.cleaned == Row::lastByte) setZone(digits - 1, 0x30);
-  if (row.cleaned == Row::firstMoved) setZone(std::max(0, digits - count), 0x30);
+  if (cleaned[from] == lastByte) setZone(digits - 1, 0x30);
+  if (cleaned[from] == firstMoved) setZone(std::max(0, digits - count), 0x30);
   const size_t signed_ = to == TO ? digits - 1 : 0;
   const uint8_t sourceSign = from == TO || from == TS ? source.back() : source.front();
   uint8_t separateSign = '+';
-  switch (row.placed) {
-    case Row::zone:
-      setZone(signed_, nonZero ? sourceSign : 0x30);
-      break;
-    case Row::zoneOfSign:
-      if (sourceSign == '-' && nonZero) setZone(signed_, 0x70);
-      break;
-    case Row::signOfZone:
-      separateSign = nonZero && (sourceSign & 0x40) != 0 ? '-' : '+';
-      break;
-    case Row::sign:
-      separateSign = nonZero ? sourceSign : '+';
-      break;
-    case Row::plus:
-    case Row::noSign:
-      break;
-  }
+  if (row == zone) setZone(signed_, nonZero ? sourceSign : 0x30);
+  if (row == zoneOfSign && sourceSign == '-' && nonZero) setZone(signed_, 0x70);
+  if (row == signOfZone && (sourceSign & 0x40) != 0 && nonZero) separateSign = '-';
+  if (row == sign && nonZero) separateSign = sourceSign;
   if (separate(to)) result.insert(to == LS ? result.begin() : result.end(), separateSign);
   return result;
 }
@@ -149,10 +116,8 @@ Bytes convert(QrtDecimalConversion* member, const Bytes& source, int32_t sourceD
   Bytes area(bytes + 2 * margin, 0xEE);
   uint8_t* const destination = area.data() + margin;
   EXPECT_EQ(member(source.data(), destination, digits, sourceDigits), destination);
-  for (int32_t i = 0; i < margin; ++i) {
-    EXPECT_EQ(area[i], 0xEE);
-    EXPECT_EQ(area[margin + bytes + i], 0xEE);
-  }
+  EXPECT_EQ(std::count(area.begin(), area.begin() + margin, 0xEE), margin);
+  EXPECT_EQ(std::count(area.end() - margin, area.end(), 0xEE), margin);
   return Bytes(destination, destination + bytes);
 }
 
@@ -195,53 +160,29 @@ TEST(ConvertZoned, BadSeparateSignsAreReportedAndCopied) {
   EXPECT_EQ(reported.output, "042C");
 }
 
-bool isNegative(uint8_t signNibble) {
-  return signNibble == 0xB || signNibble == 0xD;
-}
-
-TEST(ConvertZoned, PackedToZonedDigitByDigit) {
-  for (int round = 0; round < 6000; ++round) {
-    const auto to = Form(round % 5);
+TEST(ConvertZoned, PackedToZonedAndBack) {
+  for (int round = 0; round < 10000; ++round) {
+    const auto form = Form(round % 5);
     const int32_t digits = anyLength(), sourceDigits = anyLength();
+    uint32_t nonZero;
     const uint8_t sign = static_cast<uint8_t>(10 + random_() % 6);
-    const Bytes source = anyPacked(sourceDigits, sign);
-    Bytes expected(digits, '0');
-    bool nonZero = false;
-    for (int32_t i = 0; i < std::min(digits, sourceDigits); ++i) {
-      const int32_t nibble = 2 * (sourceDigits / 2) - i;
-      const uint8_t digit = nibble % 2 == 0 ? source[nibble / 2] >> 4 : source[nibble / 2] & 15;
-      expected[digits - 1 - i] |= digit;
-      nonZero = nonZero || digit != 0;
-    }
-    const bool minus = isNegative(sign) && (nonZero || to == LS);
-    if (minus && (to == TO || to == LO)) expected[to == TO ? digits - 1 : 0] |= 0x40;
-    if (separate(to)) expected.insert(to == LS ? expected.begin() : expected.end(), minus ? '-' : '+');
-    ASSERT_EQ(convert(packedToZoned[to], source, sourceDigits, digits, bytesOf(to, digits)), expected)
-        << to << ' ' << digits << ' ' << hexadecimal(source.data(), source.size());
-  }
-}
+    const Bytes packed = anyPacked(sourceDigits, sign);
+    Bytes expected(digits);
+    plain::unpackDigits(packed.data(), expected.data(), digits, sourceDigits, &nonZero);
+    bool minus = (sign == 0xB || sign == 0xD) && (nonZero != 0 || form == LS);
+    if (minus && (form == TO || form == LO)) expected[form == TO ? digits - 1 : 0] |= 0x40;
+    if (separate(form)) expected.insert(form == LS ? expected.begin() : expected.end(), minus ? '-' : '+');
+    ASSERT_EQ(convert(packedToZoned[form], packed, sourceDigits, digits, bytesOf(form, digits)), expected)
+        << form << ' ' << digits << ' ' << hexadecimal(packed.data(), packed.size());
 
-TEST(ConvertZoned, ZonedToPackedDigitByDigit) {
-  for (int round = 0; round < 6000; ++round) {
-    const auto from = Form(round % 5);
-    const int32_t digits = anyLength(), sourceDigits = anyLength();
-    const Bytes source = anyZoned(from, sourceDigits, false);
-    const Bytes all = digitsOf(source, from);
-    Bytes expected(digits / 2 + 1, 0);
-    bool nonZero = false;
-    for (int32_t i = 0; i < std::min(digits, sourceDigits); ++i) {
-      const int32_t nibble = 2 * (digits / 2) - i;
-      const uint8_t digit = all[sourceDigits - 1 - i] & 15;
-      expected[nibble / 2] |= static_cast<uint8_t>(nibble % 2 == 0 ? digit << 4 : digit);
-      nonZero = nonZero || digit != 0;
-    }
-    const bool minus = from == TO   ? (source.back() & 0x40) != 0
-                       : from == LO ? (source.front() & 0x40) != 0
-                       : from == TS ? source.back() == '-'
-                                    : from == LS && source.front() == '-';
-    expected.back() |= minus && nonZero ? 0xD : 0xC;
-    ASSERT_EQ(convert(zonedToPacked[from], source, sourceDigits, digits, digits / 2 + 1), expected)
-        << from << ' ' << hexadecimal(source.data(), source.size());
+    const Bytes zoned = anyZoned(form, sourceDigits, false);
+    expected.resize(digits / 2 + 1);
+    plain::packDigits(digitsOf(zoned, form).data(), expected.data(), digits, sourceDigits, &nonZero);
+    const uint8_t signByte = form == TO || form == TS ? zoned.back() : zoned.front();
+    minus = form != US && (separate(form) ? signByte == '-' : (signByte & 0x40) != 0);
+    if (minus && nonZero != 0) expected.back() ^= 0xC ^ 0xD;
+    ASSERT_EQ(convert(zonedToPacked[form], zoned, sourceDigits, digits, digits / 2 + 1), expected)
+        << form << ' ' << hexadecimal(zoned.data(), zoned.size());
   }
 }
 
