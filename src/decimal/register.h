@@ -84,7 +84,7 @@ inline __m128i placesOfDigits(int32_t digits) {
     std::array<std::array<uint8_t, registerBytes>, registerDigits + 1> rows{};
     for (int32_t count = 0; count <= registerDigits; ++count)
       for (int32_t nibble = 1; nibble <= count; ++nibble)
-        rows[count][nibble / 2] |= nibble % 2 == 0 ? 0x0F : 0xF0;
+        rows[count][nibble / 2] |= static_cast<uint8_t>(nibble % 2 == 0 ? 0x0F : 0xF0);
     return rows;
   }();
   return _mm_load_si128(reinterpret_cast<const __m128i*>(masks[digits].data()));
