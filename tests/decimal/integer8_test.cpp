@@ -56,7 +56,8 @@ void checkDivision(Entry entry, Integer dividend, Integer divisor, Divisor passe
   Integer quotient = 0x5A5A;
   Remainder remainder[] = {0x5A5A, 0x5A5A};
   const int32_t code = entry(&quotient, remainder, &dividend, passed);
-  const bool turnsOver = static_cast<int64_t>(dividend) == INT64_MIN && divisor + 1 == 0 && Integer(-1) < 0;
+  const bool turnsOver =
+      static_cast<int64_t>(dividend) == INT64_MIN && divisor == Integer(-1) && Integer(-1) < 0;
   EXPECT_EQ(code, divisor == 0 ? 1 : turnsOver ? -1 : 0);
   EXPECT_EQ(remainder[1], Remainder{0x5A5A});
   if (code != 0) {
