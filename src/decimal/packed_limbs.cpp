@@ -98,6 +98,20 @@ inline void storeLimbs(const uint32_t* limbs, int32_t count, uint8_t* item, int3
   if (bytes > 0) memset(item, 0, static_cast<size_t>(bytes));
 }
 
+// Limbs of one block, below 10 to the 31st, as an item without sign in a register.
+inline __m128i itemOfLimbs(__m128i limbs) {
+  const __m128i digits = digitsOfValues(limbs);
+  return _mm_or_si128(_mm_slli_epi64(digits, 4), _mm_slli_si128(_mm_srli_epi64(digits, 60), 8));
+}
+
+// Stores a register right-aligned: under leading zeros, or cut on the left.
+inline void storeRegister(__m128i value, uint8_t* item, int32_t bytes) {
+  const int32_t above = bytes - registerBytes;
+  if (above <= 0) return storeItem(value, item, bytes);
+  memset(item, 0, static_cast<size_t>(above));
+  storeItem(value, item + above, registerBytes);
+}
+
 inline void clearUpToBlock(uint32_t* limbs, int32_t count) {
   for (int32_t i = count; i < wholeBlocks(count); ++i) limbs[i] = 0;
 }
@@ -282,11 +296,16 @@ void divideItems(const Operand& dividend, const Operand& divisor, uint8_t* quoti
                               : divideLimbs(rest, count, by, divisorCount, result);
     quotientCount = count - divisorCount + 1;
   }
-  result[quotientCount] = multiplyBy(result, quotientCount, 10);
-  clearUpToBlock(result, quotientCount + 1);
-
   const int32_t quotientBytes = packedBytes(quotientDigits);
-  storeLimbs(result, quotientCount + 1, quotient, quotientBytes);
+  if (count <= blockLimbs) {
+    clearUpToBlock(result, quotientCount);
+    const __m128i limbs = _mm_loadu_si128(reinterpret_cast<const __m128i*>(result));
+    storeRegister(itemOfLimbs(limbs), quotient, quotientBytes);
+  } else {
+    result[quotientCount] = multiplyBy(result, quotientCount, 10);
+    clearUpToBlock(result, quotientCount + 1);
+    storeLimbs(result, quotientCount + 1, quotient, quotientBytes);
+  }
   const bool opposite = dividend.negative != divisor.negative;
   quotient[quotientBytes - 1] |= signNibble(opposite && hasDigits(quotient, quotientBytes));
   clearSpareNibble(quotient, quotientDigits);
@@ -352,20 +371,11 @@ uint8_t* multiplyInRegister(const uint8_t* op1, const uint8_t* op2, uint8_t* res
   uint32_t factors[blockLimbs], product[blockLimbs];
   _mm_storeu_si128(reinterpret_cast<__m128i*>(factors), valuesOfDigits(both));
   multiplyPairs(factors, factors + 2, product);
-  const __m128i digits =
-      digitsOfValues(_mm_set_epi32(static_cast<int32_t>(product[3]), static_cast<int32_t>(product[2]),
-                                   static_cast<int32_t>(product[1]), static_cast<int32_t>(product[0])));
-  const uint8_t sign = signNibble(opposite && anyBit(digits));
   const __m128i item =
-      _mm_or_si128(_mm_or_si128(_mm_slli_epi64(digits, 4), _mm_slli_si128(_mm_srli_epi64(digits, 60), 8)),
-                   _mm_cvtsi32_si128(sign));
-  const int32_t bytes = packedBytes(resultDigits), above = bytes - registerBytes;
-  if (above > 0) {
-    memset(result, 0, static_cast<size_t>(above));
-    storeItem(item, result + above, registerBytes);
-  } else {
-    storeItem(item, result, bytes);
-  }
+      itemOfLimbs(_mm_set_epi32(static_cast<int32_t>(product[3]), static_cast<int32_t>(product[2]),
+                                static_cast<int32_t>(product[1]), static_cast<int32_t>(product[0])));
+  const uint8_t sign = signNibble(opposite && anyBit(item));
+  storeRegister(_mm_or_si128(item, _mm_cvtsi32_si128(sign)), result, packedBytes(resultDigits));
   clearSpareNibble(result, resultDigits);
   return result;
 }
