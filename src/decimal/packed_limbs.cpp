@@ -98,6 +98,20 @@ inline void storeLimbs(const uint32_t* limbs, int32_t count, uint8_t* item, int3
   if (bytes > 0) memset(item, 0, static_cast<size_t>(bytes));
 }
 
+// Limbs of one block, below 10 to the 31st, as an item without sign in a register.
+inline __m128i itemOfLimbs(__m128i limbs) {
+  const __m128i digits = digitsOfValues(limbs);
+  return _mm_or_si128(_mm_slli_epi64(digits, 4), _mm_slli_si128(_mm_srli_epi64(digits, 60), 8));
+}
+
+// Stores a register right-aligned: under leading zeros, or cut on the left.
+inline void storeRegister(__m128i value, uint8_t* item, int32_t bytes) {
+  const int32_t above = bytes - registerBytes;
+  if (above <= 0) return storeItem(value, item, bytes);
+  memset(item, 0, static_cast<size_t>(above));
+  storeItem(value, item + above, registerBytes);
+}
+
 inline void clearUpToBlock(uint32_t* limbs, int32_t count) {
   for (int32_t i = count; i < wholeBlocks(count); ++i) limbs[i] = 0;
 }
@@ -282,11 +296,16 @@ void divideItems(const Operand& dividend, const Operand& divisor, uint8_t* quoti
                               : divideLimbs(rest, count, by, divisorCount, result);
     quotientCount = count - divisorCount + 1;
   }
-  result[quotientCount] = multiplyBy(result, quotientCount, 10);
-  clearUpToBlock(result, quotientCount + 1);
-
   const int32_t quotientBytes = packedBytes(quotientDigits);
-  storeLimbs(result, quotientCount + 1, quotient, quotientBytes);
+  if (count <= blockLimbs) {
+    clearUpToBlock(result, quotientCount);
+    const __m128i limbs = _mm_loadu_si128(reinterpret_cast<const __m128i*>(result));
+    storeRegister(itemOfLimbs(limbs), quotient, quotientBytes);
+  } else {
+    result[quotientCount] = multiplyBy(result, quotientCount, 10);
+    clearUpToBlock(result, quotientCount + 1);
+    storeLimbs(result, quotientCount + 1, quotient, quotientBytes);
+  }
   const bool opposite = dividend.negative != divisor.negative;
   quotient[quotientBytes - 1] |= signNibble(opposite && hasDigits(quotient, quotientBytes));
   clearSpareNibble(quotient, quotientDigits);
@@ -326,23 +345,47 @@ void multiplyFactors(const Operand& first, const Operand& second, uint8_t* resul
   uint32_t factor1[mostFactorLimbs], factor2[mostFactorLimbs], product[2 * mostFactorLimbs];
   const bool valid1 = loadLimbs(first, factor1), valid2 = loadLimbs(second, factor2);
   checkOperands(first, valid1, second, valid2);
-  int32_t productCount = blockLimbs;
-  if (count1 <= 2 && count2 <= 2) {
-    divideByTen(factor2, 2);
-    multiplyPairs(factor1, factor2, product);
-  } else {
-    divideByTen(factor2, count2);
-    multiplyLimbs(factor1, count1, factor2, count2, product);
-    productCount = count1 + count2;
-    clearUpToBlock(product, productCount);
+  divideByTen(factor2, count2);
+  multiplyLimbs(factor1, count1, factor2, count2, product);
+  clearUpToBlock(product, count1 + count2);
+  storeLimbs(product, count1 + count2, result, bytes);
+}
+
+constexpr int32_t mostShortDigits = 15;
+
+// The usual case: factors of at most 15 digits, which share a register, and a product that fits one. The same
+// result as by multiplyFactors().
+uint8_t* multiplyInRegister(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits,
+                            int32_t op2Digits, int32_t op1Digits) {
+  const int32_t bytes1 = packedBytes(op1Digits), bytes2 = packedBytes(op2Digits);
+  const bool opposite = isNegativeSign(op1[bytes1 - 1]) != isNegativeSign(op2[bytes2 - 1]);
+  __m128i both = _mm_unpacklo_epi64(loadItem(op1, bytes1), loadItem(op2, bytes2));
+  const __m128i signs = _mm_set_epi32(0, 8, 0, 8);
+  const __m128i bad = _mm_xor_si128(_mm_and_si128(aboveNine(both), everyNibble(8)), signs);
+  both = _mm_srli_epi64(both, 4);
+  if (anyBit(bad)) [[unlikely]] {
+    checkOperand(op1, bytes1);
+    checkOperand(op2, bytes2);
+    both = onlyDigits(both);
   }
-  storeLimbs(product, productCount, result, bytes);
+  uint32_t factors[blockLimbs], product[blockLimbs];
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(factors), valuesOfDigits(both));
+  multiplyPairs(factors, factors + 2, product);
+  const __m128i item =
+      itemOfLimbs(_mm_set_epi32(static_cast<int32_t>(product[3]), static_cast<int32_t>(product[2]),
+                                static_cast<int32_t>(product[1]), static_cast<int32_t>(product[0])));
+  const uint8_t sign = signNibble(opposite && anyBit(item));
+  storeRegister(_mm_or_si128(item, _mm_cvtsi32_si128(sign)), result, packedBytes(resultDigits));
+  clearSpareNibble(result, resultDigits);
+  return result;
 }
 
 }  // namespace
 
 uint8_t* multiply(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits,
                   int32_t op2Digits, int32_t op1Digits) {
+  if (op1Digits <= mostShortDigits && op2Digits <= mostShortDigits)
+    return multiplyInRegister(op1, op2, result, resultDigits, op2Digits, op1Digits);
   const Operand first(op1, op1Digits), second(op2, op2Digits);
   if (first.isZero() || second.isZero()) {
     checkOperand(first.item, first.bytes);
