@@ -24,7 +24,8 @@ bool anyByte(const uint8_t* bytes, int32_t count) {
   return false;
 }
 
-// The first and the last eight bytes of an item of 8 to 16, which may lie over each other.
+// The first and the last eight bytes of an item of 9 to 16, which may lie over each other; the
+// sign nibble is in the last ones only.
 inline __m128i firstAndLast(const uint8_t* item, int32_t bytes) {
   if (__builtin_constant_p(bytes) && bytes == registerBytes)
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(item));
@@ -38,7 +39,7 @@ inline __m128i firstAndLast(const uint8_t* item, int32_t bytes) {
   return negative ? -1 : 1;
 }
 
-// Items of equal length from 8 to 16 bytes: the first byte in which they differ decides, and the sign of the
+// Items of equal length from 9 to 16 bytes: the first byte in which they differ decides, and the sign of the
 // larger magnitude.
 [[gnu::always_inline]] inline int32_t compareInRegisters(const uint8_t* op1, const uint8_t* op2,
                                                          int32_t bytes) {
@@ -59,7 +60,7 @@ inline __m128i firstAndLast(const uint8_t* item, int32_t bytes) {
 [[gnu::noinline]] int32_t compareItems(const uint8_t* op1, int32_t bytes1, const uint8_t* op2,
                                        int32_t bytes2) {
   const int32_t more = bytes1 - bytes2;
-  if (more == 0 && bytes1 >= 8 && bytes1 <= registerBytes) return compareInRegisters(op1, op2, bytes1);
+  if (more == 0 && bytes1 > 8 && bytes1 <= registerBytes) return compareInRegisters(op1, op2, bytes1);
   const int32_t sign1 = isNegativeSign(op1[bytes1 - 1]) ? -1 : 1;
   const int32_t sign2 = isNegativeSign(op2[bytes2 - 1]) ? -1 : 1;
   if (more > 0) {
