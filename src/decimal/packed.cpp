@@ -110,22 +110,31 @@ void subtractMagnitudes(Operand longer, Operand shorter, uint8_t* result, int32_
 alignas(16) constexpr uint8_t keptBytes[32] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
                                                0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
 
-// The usual case: operands and result of up to 31 digits, each in a register. The same result as by
-// sumOfItems(). `digits` is the count of all three when the caller knows it, else 0.
-template <int32_t digits>
+// Each item's last nibble, and no other, must be above 9.
+template <int lanes>
+[[gnu::always_inline]] inline bool haveBadNibbles(__m128i a, __m128i b) {
+  if constexpr (lanes == 1) {
+    const __m128i signs = _mm_set_epi32(0, 8, 0, 8);
+    return anyBit(_mm_xor_si128(_mm_and_si128(aboveNine(_mm_unpacklo_epi64(a, b)), everyNibble(8)), signs));
+  } else {
+    const __m128i sign = _mm_set_epi32(0, 0, 0, 8);
+    const __m128i bad = _mm_or_si128(_mm_xor_si128(aboveNine(a), sign), _mm_xor_si128(aboveNine(b), sign));
+    return anyBit(_mm_and_si128(bad, everyNibble(8)));
+  }
+}
+
+// The usual case: operands and result of up to 31 digits, each in a register. `digits` is the count of all
+// three when the caller knows it, else 0.
+template <int32_t digits, typename Set>
 [[gnu::always_inline]] inline uint8_t* sumInRegisters(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
                                                       int32_t resultDigits, int32_t op2Digits,
                                                       int32_t op1Digits, bool opposite2) {
   if (digits != 0) resultDigits = op2Digits = op1Digits = digits;
+  constexpr int lanes = digits == 15 ? 1 : 2;
   const int32_t bytes1 = packedBytes(op1Digits), bytes2 = packedBytes(op2Digits);
   const int32_t bytes = packedBytes(resultDigits);
-  __m128i a = loadItem(op1, bytes1), b = loadItem(op2, bytes2);
-
-  // Each item's last nibble, and no other, must be above 9.
-  const __m128i sign = _mm_set_epi32(0, 0, 0, 8);
-  const __m128i bad = _mm_or_si128(_mm_xor_si128(_mm_and_si128(aboveNine(a), everyNibble(8)), sign),
-                                   _mm_xor_si128(_mm_and_si128(aboveNine(b), everyNibble(8)), sign));
-  if (anyBit(bad)) [[unlikely]] {
+  __m128i a = loadItem<Set>(op1, bytes1), b = loadItem<Set>(op2, bytes2);
+  if (haveBadNibbles<lanes>(a, b)) [[unlikely]] {
     reportBadBytes(op1, bytes1);
     reportBadBytes(op2, bytes2);
   }
@@ -135,28 +144,32 @@ template <int32_t digits>
   a = _mm_and_si128(a, magnitude);
   b = _mm_and_si128(b, magnitude);
   if (negative == negative2) {
-    a = addRegisters(a, b);
+    a = addRegisters<lanes>(a, b);
   } else {
-    RegisterDifference difference = subtractRegisters(a, b);
+    RegisterDifference difference = subtractRegisters<lanes>(a, b);
     if (difference.borrow) {  // the second magnitude is the larger one
-      difference = subtractRegisters(_mm_setzero_si128(), difference.value);
+      difference = subtractRegisters<lanes>(_mm_setzero_si128(), difference.value);
       negative = negative2;
     }
     a = difference.value;
   }
 
-  if (bytes < registerBytes)
+  if (bytes < lanes * registerBytes / 2)
     a = _mm_and_si128(a,
                       _mm_loadu_si128(reinterpret_cast<const __m128i*>(keptBytes + registerBytes - bytes)));
   a = _mm_or_si128(a, _mm_cvtsi32_si128(signNibble(negative && anyBit(a))));
-  storeItem(a, result, bytes);
+  storeItem<Set>(a, result, bytes);
   clearSpareNibble(result, resultDigits);
   return result;
 }
 
 // op1 + op2 for items of any length, op2 taken with the other sign when `opposite2` is set.
-[[gnu::noinline]] uint8_t* sumOfItems(Operand op1, Operand op2, bool opposite2, uint8_t* result,
-                                      int32_t resultDigits) {
+[[gnu::noinline]] uint8_t* sumOfItems(const uint8_t* item1, const uint8_t* item2, uint8_t* result,
+                                      int32_t resultDigits, int32_t op2Digits, int32_t op1Digits,
+                                      bool opposite2) {
+  if ((op1Digits | op2Digits | resultDigits) < 2 * registerBytes)
+    return sumInRegisters<0, Sse2>(item1, item2, result, resultDigits, op2Digits, op1Digits, opposite2);
+  const Operand op1{item1, packedBytes(op1Digits)}, op2{item2, packedBytes(op2Digits)};
   checkOperand(op1.item, op1.bytes);
   checkOperand(op2.item, op2.bytes);
   const bool negative1 = op1.negative();
@@ -173,21 +186,28 @@ template <int32_t digits>
   return result;
 }
 
-[[gnu::always_inline]] inline uint8_t* sum(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
-                                           int32_t resultDigits, int32_t op2Digits, int32_t op1Digits,
-                                           bool opposite2) {
-  const auto allHave = [&](int32_t digits) {
-    return ((op1Digits ^ digits) | (op2Digits ^ digits) | (resultDigits ^ digits)) == 0;
-  };
-  if (allHave(31)) return sumInRegisters<31>(op1, op2, result, resultDigits, op2Digits, op1Digits, opposite2);
-  if (allHave(15)) return sumInRegisters<15>(op1, op2, result, resultDigits, op2Digits, op1Digits, opposite2);
-  if ((op1Digits | op2Digits | resultDigits) < 2 * registerBytes)
-    return sumInRegisters<0>(op1, op2, result, resultDigits, op2Digits, op1Digits, opposite2);
-  return sumOfItems({op1, packedBytes(op1Digits)}, {op2, packedBytes(op2Digits)}, opposite2, result,
-                    resultDigits);
+// The most frequent cases: all three have `digits` digits.
+template <int32_t digits>
+[[gnu::always_inline]] inline uint8_t* sumInRegisters(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
+                                                      bool opposite2) {
+  return Ssse3::available()
+             ? sumInRegisters<digits, Ssse3>(op1, op2, result, digits, digits, digits, opposite2)
+             : sumInRegisters<digits, Sse2>(op1, op2, result, digits, digits, digits, opposite2);
 }
 
 }  // namespace
+
+// op1 + op2, or op1 - op2 when `opposite2` is set.
+template <bool opposite2>
+[[gnu::always_inline]] inline uint8_t* sum(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
+                                           int32_t resultDigits, int32_t op2Digits, int32_t op1Digits) {
+  const auto allHave = [&](int32_t digits) {
+    return ((op1Digits ^ digits) | (op2Digits ^ digits) | (resultDigits ^ digits)) == 0;
+  };
+  if (allHave(31)) return sumInRegisters<31>(op1, op2, result, opposite2);
+  if (allHave(15)) return sumInRegisters<15>(op1, op2, result, opposite2);
+  return sumOfItems(op1, op2, result, resultDigits, op2Digits, op1Digits, opposite2);
+}
 
 bool isValid(const uint8_t* item, int32_t bytes) {
   if (bytes >= 8 && bytes <= 16) return isValidRegister(item, bytes);
@@ -210,16 +230,6 @@ bool hasDigits(const uint8_t* item, int32_t bytes) {
   }
   for (int32_t i = 0; i < bytes; ++i) any |= item[i];
   return any != 0;
-}
-
-uint8_t* add(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits, int32_t op2Digits,
-             int32_t op1Digits) {
-  return sum(op1, op2, result, resultDigits, op2Digits, op1Digits, false);
-}
-
-uint8_t* subtract(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits,
-                  int32_t op2Digits, int32_t op1Digits) {
-  return sum(op1, op2, result, resultDigits, op2Digits, op1Digits, true);
 }
 
 uint8_t* absolute(const uint8_t* source, uint8_t* destination, int32_t, int32_t sourceDigits) {

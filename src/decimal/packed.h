@@ -41,10 +41,9 @@ void checkOperand(const uint8_t* item, int32_t bytes);
 // Whether an item has a digit that isn't 0.
 bool hasDigits(const uint8_t* item, int32_t bytes);
 
-uint8_t* add(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits, int32_t op2Digits,
+template <bool opposite2>
+uint8_t* sum(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits, int32_t op2Digits,
              int32_t op1Digits);
-uint8_t* subtract(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits,
-                  int32_t op2Digits, int32_t op1Digits);
 uint8_t* multiply(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits,
                   int32_t op2Digits, int32_t op1Digits);
 uint8_t* divide(const uint8_t* dividend, const uint8_t* divisor, uint8_t* quotient, int32_t quotientDigits,

@@ -15,16 +15,38 @@ namespace qrt::decimal {
 inline constexpr int32_t registerBytes = 16;
 inline constexpr int32_t registerDigits = 31;
 
-inline __m128i reverseBytes(__m128i x) {
-  x = _mm_shuffle_epi32(x, _MM_SHUFFLE(1, 0, 3, 2));
-  x = _mm_shufflelo_epi16(x, _MM_SHUFFLE(0, 1, 2, 3));
-  x = _mm_shufflehi_epi16(x, _MM_SHUFFLE(0, 1, 2, 3));
-  return _mm_or_si128(_mm_slli_epi16(x, 8), _mm_srli_epi16(x, 8));
-}
-
 inline __m128i loadEight(const uint8_t* bytes) {
   return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes));
 }
+
+// Byte reversal by the instructions of SSE2.
+struct Sse2 {
+  static __m128i reverse(__m128i x) {
+    x = _mm_shuffle_epi32(x, _MM_SHUFFLE(1, 0, 3, 2));
+    x = _mm_shufflelo_epi16(x, _MM_SHUFFLE(0, 1, 2, 3));
+    x = _mm_shufflehi_epi16(x, _MM_SHUFFLE(0, 1, 2, 3));
+    return _mm_or_si128(_mm_slli_epi16(x, 8), _mm_srli_epi16(x, 8));
+  }
+  // Of the lower eight bytes, the upper ones being zero.
+  static __m128i reverseEight(__m128i x) { return _mm_srli_si128(reverse(x), 8); }
+};
+
+// The same in one instruction. Only for processors that have SSSE3.
+struct Ssse3 {
+  static __m128i reverse(__m128i x) {
+    return shuffle(x, _mm_set_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15));
+  }
+  static __m128i reverseEight(__m128i x) {
+    return shuffle(x, _mm_set_epi8(-1, -1, -1, -1, -1, -1, -1, -1, 0, 1, 2, 3, 4, 5, 6, 7));
+  }
+  static bool available() { return __builtin_cpu_supports("ssse3"); }
+
+ private:
+  static __m128i shuffle(__m128i x, __m128i places) {
+    __asm__("pshufb %1, %0" : "+x"(x) : "xm"(places));
+    return x;
+  }
+};
 
 inline uint32_t lowWord(__m128i x) {
   return static_cast<uint32_t>(_mm_cvtsi128_si32(x));
@@ -41,10 +63,12 @@ inline __m128i bitsOf(int32_t bytes) {
 
 // The item of 1 to 16 bytes, sign nibble and all. Unless a block fits, its first and its last bytes are
 // taken, which may lie over each other; storeItem() does the same.
+template <typename Set = Sse2>
 [[gnu::always_inline]] inline __m128i loadItem(const uint8_t* item, int32_t bytes) {
-  if (bytes == 16) return reverseBytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(item)));
+  if (bytes == 16) return Set::reverse(_mm_loadu_si128(reinterpret_cast<const __m128i*>(item)));
+  if (bytes == 8) return Set::reverseEight(loadEight(item));
   if (bytes > 8) {
-    const __m128i lanes = reverseBytes(_mm_unpacklo_epi64(loadEight(item), loadEight(item + bytes - 8)));
+    const __m128i lanes = Set::reverse(_mm_unpacklo_epi64(loadEight(item), loadEight(item + bytes - 8)));
     const __m128i first = _mm_srl_epi64(_mm_unpackhi_epi64(lanes, lanes), bitsOf(16 - bytes));
     return _mm_unpacklo_epi64(lanes, first);
   }
@@ -56,13 +80,16 @@ inline __m128i bitsOf(int32_t bytes) {
 }
 
 // The low-order bytes of a register as an item of 1 to 16 bytes.
+template <typename Set = Sse2>
 [[gnu::always_inline]] inline void storeItem(__m128i value, uint8_t* item, int32_t bytes) {
   if (bytes == 16) {
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(item), reverseBytes(value));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(item), Set::reverse(value));
+  } else if (bytes == 8) {
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(item), Set::reverseEight(value));
   } else if (bytes > 8) {
     const __m128i upper = _mm_sll_epi64(_mm_unpackhi_epi64(value, value), bitsOf(16 - bytes));
     const __m128i first = _mm_or_si128(upper, _mm_srl_epi64(value, bitsOf(bytes - 8)));
-    const __m128i blocks = reverseBytes(_mm_unpacklo_epi64(value, first));
+    const __m128i blocks = Set::reverse(_mm_unpacklo_epi64(value, first));
     _mm_storel_epi64(reinterpret_cast<__m128i*>(item), blocks);
     _mm_storel_epi64(reinterpret_cast<__m128i*>(item + bytes - 8), _mm_unpackhi_epi64(blocks, blocks));
   } else if (bytes >= 4) {
@@ -164,31 +191,33 @@ inline __m128i digitsOfValues(__m128i values) {
   return _mm_add_epi8(_mm_add_epi8(pairs, twice), _mm_add_epi8(twice, twice));
 }
 
-// The sum of two numbers; a carry out of the upper lane is lost. Adding 6 to each nibble first makes decimal
+// The sum of two numbers; a carry out of the last lane is lost. Adding 6 to each nibble first makes decimal
 // carries binary ones; nibbles that sent no carry get their 6 back.
+template <int lanes = 2>
 inline __m128i addRegisters(__m128i a, __m128i b) {
   const __m128i biased = _mm_add_epi64(a, everyNibble(6));
   const __m128i both = _mm_and_si128(biased, b), either = _mm_or_si128(biased, b);
   const auto carries = [&](__m128i sum) { return _mm_or_si128(both, _mm_andnot_si128(sum, either)); };
   __m128i sum = _mm_add_epi64(biased, b);
-  sum = _mm_add_epi64(sum, intoUpperLane(carries(sum)));
+  if constexpr (lanes == 2) sum = _mm_add_epi64(sum, intoUpperLane(carries(sum)));
   return _mm_sub_epi64(sum, sixes(_mm_andnot_si128(carries(sum), everyNibble(8))));
 }
 
 struct RegisterDifference {
   __m128i value;
-  bool borrow;  // out of the upper lane
+  bool borrow;  // out of the last lane
 };
 
+template <int lanes = 2>
 inline RegisterDifference subtractRegisters(__m128i a, __m128i b) {
   const __m128i only = _mm_andnot_si128(a, b);  // what sends a borrow, and what passes one on or sends one
   const __m128i either = _mm_or_si128(b, _mm_xor_si128(a, _mm_set1_epi32(-1)));
   const auto borrows = [&](__m128i rest) { return _mm_or_si128(only, _mm_and_si128(either, rest)); };
   __m128i rest = _mm_sub_epi64(a, b);
-  rest = _mm_sub_epi64(rest, intoUpperLane(borrows(rest)));
+  if constexpr (lanes == 2) rest = _mm_sub_epi64(rest, intoUpperLane(borrows(rest)));
   const __m128i borrowed = borrows(rest);
   return {_mm_sub_epi64(rest, sixes(_mm_and_si128(borrowed, everyNibble(8)))),
-          (_mm_movemask_pd(_mm_castsi128_pd(borrowed)) & 2) != 0};
+          (_mm_movemask_pd(_mm_castsi128_pd(borrowed)) & lanes) != 0};
 }
 
 // Two overlapping halves of an item of 8 to 16 bytes, tested at once: a byte has a bad nibble when it is

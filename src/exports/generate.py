@@ -6,6 +6,8 @@ A table line is one of
                                                        VALUE is what comes back after a caught failure
   direct  SYMBOL                                       a function defined under its exported name
   data    SYMBOL                                       an exported variable
+  source  FILE                                         the source that is compiled together with the entries of
+                                                       this table, so that hot inner functions can be inlined
 Braces in NAME, as in {TO,TS}, make one entry for each choice; $1, $2... in RESULT, PARAMETERS, INNER and VALUE
 stand for the chosen texts. A name followed by braces of pairs, {Int1:int8_t,...}, gives $1 the first half and
 $1' the second. "#" starts a comment; a line that ends in "\\" goes on in the next.
@@ -108,10 +110,13 @@ def main():
 
     symbols, faults = {}, []
     for table in options.tables:
-        body = []
+        body, sources = [], ""
         for number, line in logical_lines(table):
             place = f"{table}:{number}"
             kind, _, rest = line.partition(" ")
+            if kind == "source":
+                sources += f'#include "{rest.strip()}"\n'
+                continue
             for text in expand(rest.strip()):
                 if kind == "guarded":
                     entry = ENTRY.match(text)
@@ -122,14 +127,14 @@ def main():
                 elif kind in ("direct", "data"):
                     name = text
                 else:
-                    sys.exit(f"{place}: '{kind}' is neither guarded, direct nor data")
+                    sys.exit(f"{place}: '{kind}' is neither guarded, direct, data nor source")
                 if name in symbols:
                     faults.append(f"{place}: {name} stands already in {symbols[name]}")
                 symbols[name] = place
         # The inner functions are known to lie in the library, so that calls to them need no table.
         includes = ('#include <cstdint>\n#include <cstring>\n\n#include "qrtrlib.h"\n\n'
                     '#pragma GCC visibility push(hidden)\n#include "exports/inner.h"\n'
-                    '#pragma GCC visibility pop\n\nusing namespace qrt;\n\nextern "C" {\n\n')
+                    f'#pragma GCC visibility pop\n{sources}\nusing namespace qrt;\n\nextern "C" {{\n\n')
         (options.output / f"{table.stem}.cpp").write_text(
             f"// Made from {table.name}; don't edit.\n{includes}{''.join(body)}}}\n")
 
