@@ -23,8 +23,9 @@ constexpr uint32_t eightDigits = 100'000'000, nineDigits = 1'000'000'000;
 // Eight digits as four packed bytes in the order of storage. The two halves of four digits a, b, c, d become
 // the lanes a, ab, abc, abcd by multiplications with reciprocals; each lane less ten times its left neighbour
 // is a digit. (The reciprocals are those of Wojciech Mula's conversion of integers to text.)
-uint32_t packEight(uint32_t value) {
-  const __m128i both = _mm_cvtsi32_si128(static_cast<int32_t>(value / 10'000 | value % 10'000 << 16));
+uint32_t packEight(uint32_t value, uint32_t upperFour) {
+  const uint32_t lowerFour = value - upperFour * 10'000;
+  const __m128i both = _mm_cvtsi32_si128(static_cast<int32_t>(upperFour | lowerFour << 16));
   // Lanes 4 * abcd, four times over, then 4 * efgh.
   const __m128i halves = _mm_slli_epi16(_mm_unpacklo_epi16(both, both), 2);
   const __m128i fours = _mm_unpacklo_epi32(halves, halves);
@@ -49,50 +50,40 @@ uint32_t takeDigits(Number& number, uint32_t power) {
 }  // namespace
 
 template <typename Integer>
-Integer packedToInteger(const uint8_t* source, int32_t sourceDigits) {
+[[gnu::always_inline]] inline Integer packedToInteger(const uint8_t* source, int32_t sourceDigits) {
   const auto value = packedMagnitude<Word<Integer>>(source, sourceDigits);
   const bool negative = std::is_signed_v<Integer> && isNegativeSign(source[packedBytes(sourceDigits) - 1]);
   return static_cast<Integer>(negative ? 0 - value : value);
 }
 
 template <typename Integer>
-void packedToInteger8(const uint8_t* source, int32_t sourceDigits, Integer* result) {
+[[gnu::always_inline]] inline void packedToInteger8(const uint8_t* source, int32_t sourceDigits,
+                                                    Integer* result) {
   const Integer value = packedToInteger<Integer>(source, sourceDigits);
   memcpy(result, &value, sizeof value);
 }
 
 template <typename Integer>
-uint8_t* integerToPacked(Integer value, uint8_t* destination, int32_t destinationDigits) {
+[[gnu::always_inline]] inline uint8_t* integerToPacked(Integer value, uint8_t* destination,
+                                                       int32_t destinationDigits) {
   const bool negative = value < 0;
   auto rest = negative ? 0 - static_cast<Word<Integer>>(value) : static_cast<Word<Integer>>(value);
   uint8_t* const last = destination + packedBytes(destinationDigits) - 1;
   const uint32_t lowOrder = takeDigits(rest, nineDigits);
   *last = static_cast<uint8_t>(lowOrder % 10 << 4 | positiveSign);
   uint8_t* at = last;
-  uint32_t eight = lowOrder / 10;
-  for (; at - destination >= 4; eight = takeDigits(rest, eightDigits))
-    storeWord(at -= 4, __builtin_bswap32(packEight(eight)));
-  if (at > destination)
+  uint32_t eight = lowOrder / 10, four = lowOrder / 100'000;
+  for (; at - destination > 4; eight = takeDigits(rest, eightDigits), four = eight / 10'000)
+    storeWord(at -= 4, __builtin_bswap32(packEight(eight, four)));
+  if (at - destination == 4)
+    storeWord(destination, __builtin_bswap32(packEight(eight, four)));
+  else if (at > destination)
     storePartialWord(destination, static_cast<int32_t>(at - destination),
-                     __builtin_bswap32(packEight(eight)));
+                     __builtin_bswap32(packEight(eight, four)));
   clearSpareNibble(destination, destinationDigits);
   if (negative && (*last != 0x0C || std::any_of(destination, last, [](uint8_t pair) { return pair != 0; })))
     *last ^= positiveSign ^ negativeSign;
   return destination;
 }
-
-#define INTEGER(type)                                           \
-  template type packedToInteger<type>(const uint8_t*, int32_t); \
-  template uint8_t* integerToPacked<type>(type, uint8_t*, int32_t);
-INTEGER(int8_t)
-INTEGER(uint8_t)
-INTEGER(int16_t)
-INTEGER(uint16_t)
-INTEGER(int32_t)
-INTEGER(uint32_t)
-INTEGER(int64_t)
-INTEGER(uint64_t)
-template void packedToInteger8<int64_t>(const uint8_t*, int32_t, int64_t*);
-template void packedToInteger8<uint64_t>(const uint8_t*, int32_t, uint64_t*);
 
 }  // namespace qrt::decimal

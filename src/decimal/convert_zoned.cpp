@@ -78,8 +78,8 @@ void placeSign(uint8_t* item, int32_t digits, bool negative) {
 }  // namespace
 
 template <Zoned to>
-uint8_t* packedToZoned(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
-                       int32_t sourceDigits) {
+[[gnu::always_inline]] inline uint8_t* packedToZoned(const uint8_t* source, uint8_t* destination,
+                                                     int32_t destinationDigits, int32_t sourceDigits) {
   const int32_t bytes = packedBytes(sourceDigits);
   const uint8_t lastByte = source[bytes - 1];
   const bool valid = bytes >= 8 && bytes <= 16 ? isValidRegister(source, bytes) : isValid(source, bytes);
@@ -97,8 +97,8 @@ uint8_t* packedToZoned(const uint8_t* source, uint8_t* destination, int32_t dest
 }
 
 template <Zoned from>
-uint8_t* zonedToPacked(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
-                       int32_t sourceDigits) {
+[[gnu::always_inline]] inline uint8_t* zonedToPacked(const uint8_t* source, uint8_t* destination,
+                                                     int32_t destinationDigits, int32_t sourceDigits) {
   const uint8_t sign = signByte<from>(source, sourceDigits);
   const bool nonZero = packDigits(digitsOf<from>(source), destination, destinationDigits, sourceDigits);
   bool negative = false;
@@ -138,21 +138,5 @@ uint8_t* zonedToZoned(const uint8_t* source, uint8_t* destination, int32_t desti
   }
   return destination;
 }
-
-#define ZONED_TO_ZONED(from, to) \
-  template uint8_t* zonedToZoned<Zoned::from, Zoned::to>(const uint8_t*, uint8_t*, int32_t, int32_t);
-#define ZONED(form)                                                                         \
-  template uint8_t* packedToZoned<Zoned::form>(const uint8_t*, uint8_t*, int32_t, int32_t); \
-  template uint8_t* zonedToPacked<Zoned::form>(const uint8_t*, uint8_t*, int32_t, int32_t); \
-  ZONED_TO_ZONED(form, TO)                                                                  \
-  ZONED_TO_ZONED(form, TS)                                                                  \
-  ZONED_TO_ZONED(form, LO)                                                                  \
-  ZONED_TO_ZONED(form, LS)                                                                  \
-  ZONED_TO_ZONED(form, US)
-ZONED(TO)
-ZONED(TS)
-ZONED(LO)
-ZONED(LS)
-ZONED(US)
 
 }  // namespace qrt::decimal

@@ -106,10 +106,6 @@ void subtractMagnitudes(Operand longer, Operand shorter, uint8_t* result, int32_
     qrtWriteERRmsg((last & 15) < 10 ? frame::message::invalidSign : frame::message::invalidDigit, 0);
 }
 
-// What keeps the low-order bytes of a register: read from the byte that lies 16 less that many bytes ahead.
-alignas(16) constexpr uint8_t keptBytes[32] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
-                                               0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
-
 // Each item's last nibble, and no other, must be above 9.
 template <int lanes>
 [[gnu::always_inline]] inline bool haveBadNibbles(__m128i a, __m128i b) {
@@ -154,9 +150,7 @@ template <int32_t digits, typename Set>
     a = difference.value;
   }
 
-  if (bytes < lanes * registerBytes / 2)
-    a = _mm_and_si128(a,
-                      _mm_loadu_si128(reinterpret_cast<const __m128i*>(keptBytes + registerBytes - bytes)));
+  if (bytes < lanes * registerBytes / 2) a = keepBytes(a, bytes);
   a = _mm_or_si128(a, _mm_cvtsi32_si128(signNibble(negative && anyBit(a))));
   storeItem<Set>(a, result, bytes);
   clearSpareNibble(result, resultDigits);

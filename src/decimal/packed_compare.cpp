@@ -78,7 +78,8 @@ inline __m128i firstAndLast(const uint8_t* item, int32_t bytes) {
 
 }  // namespace
 
-int32_t compare(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits) {
+[[gnu::always_inline]] inline int32_t compare(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits,
+                                              int32_t op1Digits) {
   if (((op1Digits ^ 31) | (op2Digits ^ 31)) == 0) return compareInRegisters(op1, op2, registerBytes);
   return compareItems(op1, packedBytes(op1Digits), op2, packedBytes(op2Digits));
 }

@@ -2,6 +2,7 @@
 // sign nibble as a zero, so an item of value v enters as 10v: four bytes make a limb, and a value that is a
 // multiple of ten goes back the same way.
 #include <algorithm>
+#include <bit>
 #include <cassert>
 #include <cstring>
 
@@ -151,6 +152,37 @@ inline uint32_t divideBy(uint32_t* limbs, int32_t count, uint32_t divisor) {
   return remainder;
 }
 
+// The nearest double of a value below 2 to the 63rd.
+inline double toDouble(uint64_t value) {
+  const double upper = static_cast<double>(static_cast<int32_t>(value >> 32));
+  const uint64_t lowerOnTop =
+      uint64_t{0x43300000} << 32 | static_cast<uint32_t>(value);  // 2 to the 52nd more
+  return upper * 0x1p32 + (std::bit_cast<double>(lowerOnTop) - 0x1p52);
+}
+
+// The quotient by a divisor of two limbs, one limb a step: a quotient in floating point is right or one off,
+// which the remainder shows. Returns the remainder.
+inline uint64_t divideByPair(const uint32_t* limbs, int32_t count, const uint32_t* divisor,
+                             uint32_t* quotient) {
+  const uint64_t by = uint64_t{divisor[1]} * base + divisor[0];
+  const double inverse = 1 / toDouble(by);
+  uint64_t rest = limbs[count - 1];
+  for (int32_t i = count - 2; i >= 0; --i) {
+    uint32_t guess =
+        static_cast<uint32_t>(static_cast<int32_t>((toDouble(rest) * base + limbs[i]) * inverse));
+    rest = rest * base + limbs[i] - guess * by;
+    if (static_cast<int64_t>(rest) < 0) {
+      rest += by;
+      --guess;
+    } else if (rest >= by) {
+      rest -= by;
+      ++guess;
+    }
+    quotient[i] = guess;
+  }
+  return rest;
+}
+
 // Two limbs by two.
 inline void multiplyPairs(const uint32_t* a, const uint32_t* b, uint32_t* product) {
   const Division first = divideByBase(uint64_t{a[0]} * b[0]);
@@ -181,8 +213,7 @@ inline void multiplyLimbs(const uint32_t* a, int32_t countA, const uint32_t* b, 
 
 // Subtracts factor times the divisor from the limbs at `part`, which has one limb more. The factor may be one
 // too large: then the divisor is added back and the factor that was right comes back.
-__attribute__((always_inline)) inline uint32_t subtractMultiple(uint32_t* part, const uint32_t* divisor,
-                                                                int32_t count, uint32_t factor) {
+inline uint32_t subtractMultiple(uint32_t* part, const uint32_t* divisor, int32_t count, uint32_t factor) {
   uint32_t carry = 0, borrow = 0;
   const auto take = [&borrow](uint32_t& limb, uint32_t amount) {
     const int32_t difference = static_cast<int32_t>(limb - amount - borrow);
@@ -206,12 +237,11 @@ __attribute__((always_inline)) inline uint32_t subtractMultiple(uint32_t* part, 
   return factor - 1;
 }
 
-// Division of limbs by two or more limbs (Knuth, The Art of Computer Programming, volume 2, 4.3.1,
+// Division of limbs by three or more limbs (Knuth, The Art of Computer Programming, volume 2, 4.3.1,
 // algorithm D). `dividend` has room for one limb more and is left holding the remainder times the scaling
 // factor that comes back.
-__attribute__((always_inline)) inline uint32_t divideLimbs(uint32_t* dividend, int32_t count,
-                                                           uint32_t* divisor, int32_t divisorCount,
-                                                           uint32_t* quotient) {
+uint32_t divideLimbs(uint32_t* dividend, int32_t count, uint32_t* divisor, int32_t divisorCount,
+                     uint32_t* quotient) {
   const uint32_t scale = base / (divisor[divisorCount - 1] + 1);
   multiplyBy(divisor, divisorCount, scale);
   dividend[count] = multiplyBy(dividend, count, scale);
@@ -271,8 +301,8 @@ void settleUndivided(const Operand& dividend, const Operand& divisor, uint8_t* q
 }
 
 // Both divisions; `remainder` is null for the one that has none.
-void divideItems(const Operand& dividend, const Operand& divisor, uint8_t* quotient, int32_t quotientDigits,
-                 const Remainder* remainder) {
+[[gnu::noinline]] void divideItems(const Operand& dividend, const Operand& divisor, uint8_t* quotient,
+                                   int32_t quotientDigits, const Remainder* remainder) {
   if (divisor.isZero() || dividend.isZero() || dividend.bytes < divisor.bytes)
     return settleUndivided(dividend, divisor, quotient, quotientDigits, remainder);
 
@@ -291,23 +321,29 @@ void divideItems(const Operand& dividend, const Operand& divisor, uint8_t* quoti
     memset(rest + 1, 0, sizeof(uint32_t) * (count - 1));
     quotientCount = count;
     exact = rest[0] == 0;
+  } else if (divisorCount == 2) {
+    const uint64_t left = divideByPair(rest, count, by, result);
+    rest[0] = static_cast<uint32_t>(left % base);
+    rest[1] = static_cast<uint32_t>(left / base);
+    quotientCount = count - 1;
   } else {
-    scale = divisorCount == 2 ? divideLimbs(rest, count, by, 2, result)
-                              : divideLimbs(rest, count, by, divisorCount, result);
+    scale = divideLimbs(rest, count, by, divisorCount, result);
     quotientCount = count - divisorCount + 1;
   }
   const int32_t quotientBytes = packedBytes(quotientDigits);
+  const bool opposite = dividend.negative != divisor.negative;
   if (count <= blockLimbs) {
     clearUpToBlock(result, quotientCount);
-    const __m128i limbs = _mm_loadu_si128(reinterpret_cast<const __m128i*>(result));
-    storeRegister(itemOfLimbs(limbs), quotient, quotientBytes);
+    __m128i item = itemOfLimbs(_mm_loadu_si128(reinterpret_cast<const __m128i*>(result)));
+    if (quotientBytes < registerBytes) item = keepBytes(item, quotientBytes);
+    item = _mm_or_si128(item, _mm_cvtsi32_si128(signNibble(opposite && anyBit(item))));
+    storeRegister(item, quotient, quotientBytes);
   } else {
     result[quotientCount] = multiplyBy(result, quotientCount, 10);
     clearUpToBlock(result, quotientCount + 1);
     storeLimbs(result, quotientCount + 1, quotient, quotientBytes);
+    quotient[quotientBytes - 1] |= signNibble(opposite && hasDigits(quotient, quotientBytes));
   }
-  const bool opposite = dividend.negative != divisor.negative;
-  quotient[quotientBytes - 1] |= signNibble(opposite && hasDigits(quotient, quotientBytes));
   clearSpareNibble(quotient, quotientDigits);
 
   if (remainder == nullptr) return;
@@ -355,8 +391,9 @@ constexpr int32_t mostShortDigits = 15;
 
 // The usual case: factors of at most 15 digits, which share a register, and a product that fits one. The same
 // result as by multiplyFactors().
-uint8_t* multiplyInRegister(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits,
-                            int32_t op2Digits, int32_t op1Digits) {
+[[gnu::always_inline]] inline uint8_t* multiplyInRegister(const uint8_t* op1, const uint8_t* op2,
+                                                          uint8_t* result, int32_t resultDigits,
+                                                          int32_t op2Digits, int32_t op1Digits) {
   const int32_t bytes1 = packedBytes(op1Digits), bytes2 = packedBytes(op2Digits);
   const bool opposite = isNegativeSign(op1[bytes1 - 1]) != isNegativeSign(op2[bytes2 - 1]);
   __m128i both = _mm_unpacklo_epi64(loadItem(op1, bytes1), loadItem(op2, bytes2));
@@ -380,12 +417,9 @@ uint8_t* multiplyInRegister(const uint8_t* op1, const uint8_t* op2, uint8_t* res
   return result;
 }
 
-}  // namespace
-
-uint8_t* multiply(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32_t resultDigits,
-                  int32_t op2Digits, int32_t op1Digits) {
-  if (op1Digits <= mostShortDigits && op2Digits <= mostShortDigits)
-    return multiplyInRegister(op1, op2, result, resultDigits, op2Digits, op1Digits);
+// Factors of any length.
+[[gnu::noinline]] uint8_t* multiplyItems(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
+                                         int32_t resultDigits, int32_t op2Digits, int32_t op1Digits) {
   const Operand first(op1, op1Digits), second(op2, op2Digits);
   if (first.isZero() || second.isZero()) {
     checkOperand(first.item, first.bytes);
@@ -400,16 +434,27 @@ uint8_t* multiply(const uint8_t* op1, const uint8_t* op2, uint8_t* result, int32
   return result;
 }
 
-uint8_t* divide(const uint8_t* dividend, const uint8_t* divisor, uint8_t* quotient, int32_t quotientDigits,
-                int32_t divisorDigits, int32_t dividendDigits) {
+}  // namespace
+
+[[gnu::always_inline]] inline uint8_t* multiply(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
+                                                int32_t resultDigits, int32_t op2Digits, int32_t op1Digits) {
+  return op1Digits <= mostShortDigits && op2Digits <= mostShortDigits
+             ? multiplyInRegister(op1, op2, result, resultDigits, op2Digits, op1Digits)
+             : multiplyItems(op1, op2, result, resultDigits, op2Digits, op1Digits);
+}
+
+[[gnu::always_inline]] inline uint8_t* divide(const uint8_t* dividend, const uint8_t* divisor,
+                                              uint8_t* quotient, int32_t quotientDigits,
+                                              int32_t divisorDigits, int32_t dividendDigits) {
   divideItems(Operand(dividend, dividendDigits), Operand(divisor, divisorDigits), quotient, quotientDigits,
               nullptr);
   return quotient;
 }
 
-void divideWithRemainder(const uint8_t* dividend, const uint8_t* divisor, uint8_t* quotient,
-                         uint8_t* remainder, int32_t remainderDigits, int32_t quotientDigits,
-                         int32_t divisorDigits, int32_t dividendDigits) {
+[[gnu::always_inline]] inline void divideWithRemainder(const uint8_t* dividend, const uint8_t* divisor,
+                                                       uint8_t* quotient, uint8_t* remainder,
+                                                       int32_t remainderDigits, int32_t quotientDigits,
+                                                       int32_t divisorDigits, int32_t dividendDigits) {
   const Remainder rest{remainder, remainderDigits};
   divideItems(Operand(dividend, dividendDigits), Operand(divisor, divisorDigits), quotient, quotientDigits,
               &rest);

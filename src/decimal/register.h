@@ -101,6 +101,13 @@ template <typename Set = Sse2>
   }
 }
 
+// The low-order bytes of a register, zeros above them.
+inline __m128i keepBytes(__m128i x, int32_t bytes) {
+  static constexpr uint8_t ones[32] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                                       0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+  return _mm_and_si128(x, _mm_loadu_si128(reinterpret_cast<const __m128i*>(ones + registerBytes - bytes)));
+}
+
 inline __m128i everyNibble(uint32_t nibble) {
   return _mm_set1_epi32(static_cast<int32_t>(0x11111111 * nibble));
 }

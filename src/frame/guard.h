@@ -4,8 +4,10 @@
 
 #include "qrtrlib.h"
 
-// The block of threadStorage(); null until that was asked for, or a guard armed.
+// The block of threadStorage(); null until that was asked for, or a guard armed. It stands beside the jump
+// primitives, with the head of the exception chain.
 extern "C" QrtThreadStorage* qrtStorageBlock;
+extern "C" struct QrtGuardRoots qrtGuardRoots;
 
 namespace qrt::frame {
 
@@ -18,8 +20,10 @@ struct Guard {
 static_assert(offsetof(Guard, storage) == 32 && offsetof(Guard, outer) == 36);
 
 // Makes the guard the innermost one: what threadStorage() and ?_qrtsetjmp do, in one call. Returns 0, and
-// comes back with another value on a jump to it.
-extern "C" int32_t qrtArmGuard(Guard* guard) __attribute__((returns_twice, regparm(1)));
+// comes back with another value on a jump to it. The roots are always qrtGuardRoots: an entry has its address
+// at hand.
+extern "C" int32_t qrtArmGuard(Guard* guard, QrtGuardRoots* roots = &qrtGuardRoots)
+    __attribute__((returns_twice, regparm(2)));
 
 inline void disarm(const Guard& guard) {
   guard.storage->anchor = guard.outer;

@@ -1,26 +1,32 @@
 // The jump primitives and the arming of a guard, at machine level. The buffer is QrtJumpBuffer: EBP 0, return
 // address 4, ESP 8, EBX 12, ESI 16, EDI 20, head of the exception chain 24, x87 control word 28. A Guard goes
 // on with the storage block 32 and the guard around it 36.
-  .hidden qrtExceptionChain
-  .hidden qrtStorageBlock
   .hidden qrtMakeStorageBlock
+
+// What a guard saves and links itself to: the head of the exception chain, and the block of threadStorage().
+  .hidden qrtExceptionChain, qrtStorageBlock, qrtGuardRoots
+  .globl qrtExceptionChain, qrtStorageBlock, qrtGuardRoots
+  .bss
+  .balign 8
+qrtGuardRoots:
+qrtExceptionChain:
+  .long 0
+qrtStorageBlock:
+  .long 0
   .text
 
-// Fills the buffer at EAX for the caller of the routine that this opens. Leaves the global offset table's
-// address in ECX; uses EDX.
+// Fills the buffer at EAX for the caller of the routine that this opens, with qrtGuardRoots at EDX. Uses ECX.
   .macro fill_buffer
   movl (%esp), %ecx
-  leal 4(%esp), %edx
   movl %ebp, (%eax)
   movl %ecx, 4(%eax)
-  movl %edx, 8(%eax)
+  leal 4(%esp), %ecx
   movl %ebx, 12(%eax)
+  movl %ecx, 8(%eax)
+  movl (%edx), %ecx
   movl %esi, 16(%eax)
   movl %edi, 20(%eax)
-  call addressInCx
-  addl $_GLOBAL_OFFSET_TABLE_, %ecx
-  movl qrtExceptionChain@GOTOFF(%ecx), %edx
-  movl %edx, 24(%eax)
+  movl %ecx, 24(%eax)
   movl $0, 28(%eax)
   fnstcw 28(%eax)
   .endm
@@ -30,21 +36,24 @@
   .type "?_qrtsetjmp", @function
 "?_qrtsetjmp":
   .cfi_startproc
+  call addressInCx
+  addl $_GLOBAL_OFFSET_TABLE_, %ecx
   movl 4(%esp), %eax
+  leal qrtGuardRoots@GOTOFF(%ecx), %edx
   fill_buffer
   xorl %eax, %eax
   ret
   .cfi_endproc
   .size "?_qrtsetjmp", .-"?_qrtsetjmp"
 
-// int32_t qrtArmGuard(Guard*), the argument in EAX.
+// int32_t qrtArmGuard(Guard*, GuardRoots*), the arguments in EAX and EDX.
   .globl qrtArmGuard
   .hidden qrtArmGuard
   .type qrtArmGuard, @function
 qrtArmGuard:
   .cfi_startproc
   fill_buffer
-  movl qrtStorageBlock@GOTOFF(%ecx), %edx
+  movl 4(%edx), %edx
   testl %edx, %edx
   jz 2f
 1:

@@ -25,8 +25,6 @@ int32_t (*messageCallback)(int32_t flag, const char* tag, const char* text, int3
 void (*abnormalEndCallback)() = nullptr;
 }  // namespace qrt::frame
 
-QrtThreadStorage* qrtStorageBlock = nullptr;
-
 // Called by the arming of the first guard as well.
 extern "C" QrtThreadStorage* qrtMakeStorageBlock();
 

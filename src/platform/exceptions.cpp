@@ -6,9 +6,8 @@
 #include <iterator>
 
 extern "C" {
-// Read and restored by the jump primitives.
+// Stands beside the jump primitives, which read and restore it.
 extern qrt::platform::HandlerLink* qrtExceptionChain;
-qrt::platform::HandlerLink* qrtExceptionChain = nullptr;
 }
 
 namespace qrt::platform {
