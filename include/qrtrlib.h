@@ -172,10 +172,13 @@ typedef struct QrtProgramBlock {
   uint32_t nameLength;                   /* 16: bytes */
   uint32_t flags;                        /* 20: QRT_PROGRAM_* and QRT_OPTION_* */
   QrtPlle* plle;                         /* 24: null while the program isn't bound to a run unit */
-  const uint8_t* reserved28;             /* 28 */
+  const uint8_t* inverseTable;           /* 28: collating table, 256 bytes; null for none; set by _qrtcCollSeq */
   QrtFileDescription** fileDescriptions; /* 32 */
   char* upsi;                            /* 36: set to the run unit's UPSI switches at the first entry */
-  uint32_t reserved40[5];
+  const uint8_t* sortedTable;  /* 40: the bytes in collating order; set by _qrtcCollSeq */
+  const uint8_t* ebcdicTable;  /* 44: native images of the EBCDIC bytes; set by _qrtcEBCDIC */
+  const uint8_t* ebcdicTable2; /* 48: the same */
+  uint32_t reserved52[2];
   int32_t yearWindow;      /* 60: first year of the window, negative when relative to the current year */
   uint32_t* runUnitShared; /* 64: set, from level 5.1.1 on, to a word that all programs share */
 } QrtProgramBlock;
@@ -1200,6 +1203,138 @@ QRT_API void _qrtLineSeqOpen(QrtFcb* file, QrtProgramEntry* program);
 QRT_API void _qrtLineSeqRead(QrtFcb* file, QrtProgramEntry* program);
 QRT_API void _qrtLineSeqWrite(QrtFcb* file, QrtProgramEntry* program);
 QRT_API void _qrtLineSeqClose(QrtFcb* file, QrtProgramEntry* program);
+
+/* ======================================================================================================
+ * Code pages and national text
+ *
+ * National text is UTF-16 in native byte order. Its lengths are in bytes; an odd last byte doesn't count. Names of
+ * code pages are those of ICU, or "QMC-" and the number of a page of that family.
+ *
+ * A process runs with one pair of code pages: the ASCII side is the code set of the locale (LC_ALL, LC_CTYPE, LANG),
+ * the EBCDIC side comes from the locale's row in LCCP_Tbl or from EBCDIC_CODEPAGE. The names with a leading underscore
+ * are guarded, the others are the same services without a guard. Results other than 0 are ICU status codes: 4 no such
+ * converter, 11 the result was cut, and so on.
+ * ====================================================================================================== */
+
+/* A locale and its code pages; a name is terminated, and empty for none. */
+typedef struct QrtLocaleRow {
+  char key[6];                /*  0: as in EN_US */
+  uint8_t doubleByteSpace[2]; /*  6: in the locale's multi-byte code page; two blanks without one */
+  char ebcdic[15];            /*  8 */
+  char ebcdicEuro[15];        /* 23: with the euro sign; what a run gets by default */
+  char others[6][15];         /* 38: of PC systems and open systems; for information */
+} QrtLocaleRow;
+
+#define QRT_LOCALE_ROWS 53
+
+QRT_DATA const QrtLocaleRow LCCP_Tbl[QRT_LOCALE_ROWS]; /* a locale that isn't in it gets the row of EN_US */
+
+/* State of the services, for inspection. */
+QRT_DATA int32_t Uerror;            /* code of the last ICU call */
+QRT_DATA int32_t rc;                /* result of the last conversion */
+QRT_DATA void* ucnv_1;              /* converter of the running conversion */
+QRT_DATA int32_t save_converter;    /* 1 when that one is kept for the next call */
+QRT_DATA int32_t sourceLen;         /* of the last conversion: bytes, or units of national text */
+QRT_DATA int32_t targetLen;
+QRT_DATA int32_t resultChars;       /* units */
+QRT_DATA int32_t resultBytes;
+QRT_DATA uint32_t msgflag;          /* flags of the messages that the services write */
+QRT_DATA char str_null[1];
+QRT_DATA const uint16_t Uspace;     /* the national space, which pads */
+QRT_DATA char RT_locale[121];       /* the locale in the form ll_CC.code-set */
+QRT_DATA const char* lp;            /* what the locale query returned */
+QRT_DATA char ll_CC[6];             /* language and country */
+QRT_DATA char ll[3];                /* language */
+QRT_DATA char ascii_CP[50];         /* the pair, by name */
+QRT_DATA char ebcdic_CP[52];
+QRT_DATA char CP_str[32];           /* the last code page name that a caller gave */
+QRT_DATA const char* CP_1;
+QRT_DATA uint32_t icu_data_var;
+
+/* Prepares the services, which each of them does by itself; releases what they keep. A run unit does both. */
+QRT_API void qrtUInit(void);
+QRT_API void _qrtUInit(void);
+QRT_API void qrtUTerm(void);
+QRT_API void _qrtUTerm(void);
+
+/* Converts between a code page and national text. `selector` chooses the code page: 0 the ASCII side, -1 the EBCDIC
+   side, else the length of the name at `codePage`, at most 31 bytes, which is opened for this call. *targetBytes is
+   the room, and becomes the bytes written. Characters without a counterpart become the substitution character of the
+   target. A result that doesn't fit is cut by ToUnicode, which returns 11 and the bytes that fit; FromUnicode
+   returns 11 and leaves *targetBytes alone, as both do with any other error. Messages 221, 222. */
+QRT_API int32_t qrtConvToUnicode(const void* source, int32_t sourceBytes, void* target, int32_t* targetBytes,
+                                 const char* codePage, int32_t selector);
+QRT_API int32_t _qrtConvToUnicode(const void* source, int32_t sourceBytes, void* target, int32_t* targetBytes,
+                                  const char* codePage, int32_t selector);
+QRT_API int32_t qrtConvFromUnicode(const void* source, int32_t sourceBytes, void* target, int32_t* targetBytes,
+                                   const char* codePage, int32_t selector);
+QRT_API int32_t _qrtConvFromUnicode(const void* source, int32_t sourceBytes, void* target, int32_t* targetBytes,
+                                    const char* codePage, int32_t selector);
+
+/* -1, 0 or 1 by the collation of the locale, trailing spaces apart; a positive code, and message 224, when that can't
+   be opened (a code of 1 doesn't come). */
+QRT_API int32_t qrtCompareUnicode(const void* first, int32_t firstBytes, const void* second, int32_t secondBytes);
+QRT_API int32_t _qrtCompareUnicode(const void* first, int32_t firstBytes, const void* second, int32_t secondBytes);
+
+/* Moves whole characters and pads with spaces. A negative targetBytes justifies to the right: a text that is too long
+   then loses its first characters. */
+QRT_API void qrtMoveUnicode(void* target, int32_t targetBytes, const void* source, int32_t sourceBytes);
+QRT_API void _qrtMoveUnicode(void* target, int32_t targetBytes, const void* source, int32_t sourceBytes);
+
+/* Case mapping by the locale. *targetBytes is the room and becomes the length of the result, which may differ from
+   the source's; message 225 leaves it alone. The target may lie on the source. */
+QRT_API void qrtLowerCaseUnicode(void* target, int32_t* targetBytes, const void* source, int32_t sourceBytes);
+QRT_API void _qrtLowerCaseUnicode(void* target, int32_t* targetBytes, const void* source, int32_t sourceBytes);
+QRT_API void qrtUpperCaseUnicode(void* target, int32_t* targetBytes, const void* source, int32_t sourceBytes);
+QRT_API void _qrtUpperCaseUnicode(void* target, int32_t* targetBytes, const void* source, int32_t sourceBytes);
+
+/* From one side of the pair to the other. *room is the room at `target` and becomes what is not used; a text that is
+   too long is cut without a word. An error leaves *room as it was. The target may be the source. */
+QRT_API int32_t qrtUniAtoE(const void* source, int32_t sourceBytes, void* target, int32_t* room);
+QRT_API int32_t _qrtUniAtoE(const void* source, int32_t sourceBytes, void* target, int32_t* room);
+QRT_API int32_t qrtUniEtoA(const void* source, int32_t sourceBytes, void* target, int32_t* room);
+QRT_API int32_t _qrtUniEtoA(const void* source, int32_t sourceBytes, void* target, int32_t* room);
+
+/* Settles the pair once in a process and puts it into the run unit's record. Message 230 when EBCDIC_CODEPAGE is
+   unknown or belongs to another locale. */
+QRT_API void qrtSetLocaleCP(void);
+QRT_API void _qrtSetLocaleCP(void);
+
+/* The same, and copies the two names, of up to 22 and 18 bytes with their terminators. */
+QRT_API void qrtGetLocaleCP(char* locale, char* ebcdicCodePage);
+QRT_API void _qrtGetLocaleCP(char* locale, char* ebcdicCodePage);
+
+/* Settles the pair where that hasn't been done. */
+QRT_API void qrtcSetCodePages(void);
+QRT_API void _qrtcSetCodePages(void);
+
+/* Bytes of the longest character: in the locale; in a code page (0, and message 221, when there is none). */
+QRT_API int32_t qrtGetMBCurMax(void);
+QRT_API int32_t _qrtGetMBCurMax(void);
+QRT_API int32_t qrtGetMaxCharSize(const char* codePage);
+
+/* The CCSID of a code page. 0; or 1 when the page has none, 2 when there is no such page, *ccsid then being -1. */
+QRT_API int32_t qrtGetCCSID(const char* codePage, int32_t* ccsid);
+QRT_API int32_t _qrtGetCCSID(const char* codePage, int32_t* ccsid);
+
+/* 0 when the name of that many bytes is a code page, else 1. */
+QRT_API int32_t qrtValidateCPID(const char* name, int32_t length);
+QRT_API int32_t _qrtValidateCPID(const char* name, int32_t length);
+
+/* From the native side to EBCDIC. *targetLength is the room, which cuts the result, and becomes the bytes written; 0
+   with an error. A negative sourceLength marks double-byte text whose result has no shift bytes around it; a negative
+   *targetLength asks for a shift-in behind a text that leaves a shift open. One shift byte alone is copied. */
+QRT_API int32_t qrtConvToEBCDIC(const void* source, int32_t sourceLength, void* target, int32_t* targetLength);
+QRT_API int32_t _qrtConvToEBCDIC(const void* source, int32_t sourceLength, void* target, int32_t* targetLength);
+
+/* From EBCDIC to the native side, the rest of the field filled with blanks. A negative sourceLength marks double-byte
+   text, whose shift bytes are put in order first; a negative *targetLength justifies to the right. */
+QRT_API int32_t qrtConvToASCII(const void* source, int32_t sourceLength, void* target, int32_t* targetLength);
+QRT_API int32_t _qrtConvToASCII(const void* source, int32_t sourceLength, void* target, int32_t* targetLength);
+
+/* Guarded. Fill the collating tables of a program: those of the EBCDIC side; those of the locale. */
+QRT_API void _qrtcEBCDIC(QrtProgramBlock* program);
+QRT_API void _qrtcCollSeq(QrtProgramBlock* program);
 
 #ifdef __cplusplus
 }

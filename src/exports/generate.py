@@ -133,7 +133,7 @@ def main():
                 symbols[name] = place
         # Nothing that an inlined function changes is read behind a caught failure.
         if sources:
-            sources += '#pragma GCC diagnostic ignored "-Wclobbered"\n'
+            sources += '#ifndef __clang__\n#pragma GCC diagnostic ignored "-Wclobbered"\n#endif\n'
         # The inner functions are known to lie in the library, so that calls to them need no table.
         includes = ('#include <cstdint>\n#include <cstring>\n\n#include "qrtrlib.h"\n\n'
                     '#pragma GCC visibility push(hidden)\n#include "exports/inner.h"\n'

@@ -11,6 +11,7 @@
 #include "fileio/status.h"
 #include "frame/guard.h"
 #include "frame/message.h"
+#include "nls/collating.h"
 #include "statement/accept.h"
 #include "statement/deedit.h"
 #include "statement/display.h"

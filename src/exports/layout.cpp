@@ -21,8 +21,12 @@ AT(QrtProgramBlock, name, 12);
 AT(QrtProgramBlock, nameLength, 16);
 AT(QrtProgramBlock, flags, 20);
 AT(QrtProgramBlock, plle, 24);
+AT(QrtProgramBlock, inverseTable, 28);
 AT(QrtProgramBlock, fileDescriptions, 32);
 AT(QrtProgramBlock, upsi, 36);
+AT(QrtProgramBlock, sortedTable, 40);
+AT(QrtProgramBlock, ebcdicTable, 44);
+AT(QrtProgramBlock, ebcdicTable2, 48);
 AT(QrtProgramBlock, yearWindow, 60);
 AT(QrtProgramBlock, runUnitShared, 64);
 
@@ -110,6 +114,12 @@ AT(QrtExponentiation, baseFraction, 8);
 AT(QrtExponentiation, resultDigits, 12);
 AT(QrtExponentiation, resultFraction, 14);
 AT(QrtExponentiation, resultIntegers, 16);
+
+static_assert(sizeof(QrtLocaleRow) == 128);
+AT(QrtLocaleRow, doubleByteSpace, 6);
+AT(QrtLocaleRow, ebcdic, 8);
+AT(QrtLocaleRow, ebcdicEuro, 23);
+AT(QrtLocaleRow, others, 38);
 
 #undef AT
 

@@ -206,6 +206,7 @@ void takeRunUnitDown(EndReason reason, int32_t code) {
 
   reportInterruptedSort();
   closePrograms();
+  qrtUTerm();
   freeTables();
   popRunUnit();
   freeStorage();
@@ -241,6 +242,7 @@ void _qrtRunUnitInit() {
   if (unit->programTable == nullptr || unit->fileTable == nullptr) qrtWriteERRmsg(message::outOfMemory, 0);
   pushRunUnit();
   expectMainProgram();
+  _qrtUInit();
 }
 
 void _qrtRunUnitTerm(int32_t returnCode) {

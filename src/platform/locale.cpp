@@ -1,10 +1,12 @@
 // The locale of the system and of the process.
 #include "platform/locale.h"
 
+#include <ctype.h>
 #include <langinfo.h>
 #include <locale.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 
 #include <string_view>
 
@@ -52,6 +54,32 @@ void adoptSystemLocale() {
 
 const char* codeSetName() {
   return nl_langinfo(CODESET);
+}
+
+const char* characterLocale() {
+  const char* const name = setlocale(LC_CTYPE, "");
+  return name != nullptr ? name : setlocale(LC_CTYPE, nullptr);
+}
+
+int32_t longestCharacter() {
+  return static_cast<int32_t>(MB_CUR_MAX);
+}
+
+char toUpper(char letter) {
+  return static_cast<char>(toupper(static_cast<unsigned char>(letter)));
+}
+
+int32_t collate(const char* first, const char* second) {
+  return strcoll(first, second);
+}
+
+CollationSwitch::CollationSwitch(const char* locale) : previous(strdup(setlocale(LC_COLLATE, nullptr))) {
+  setlocale(LC_COLLATE, locale);
+}
+
+CollationSwitch::~CollationSwitch() {
+  if (previous != nullptr) setlocale(LC_COLLATE, previous);
+  free(previous);
 }
 
 }  // namespace qrt::platform

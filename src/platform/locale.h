@@ -2,6 +2,7 @@
 #pragma once
 
 #include <stddef.h>
+#include <stdint.h>
 
 namespace qrt::platform {
 
@@ -15,5 +16,31 @@ void adoptSystemLocale();
 
 // The name of the code set of the process's locale. The text holds until the locale changes.
 const char* codeSetName();
+
+// The name of the locale of characters that the environment asks for, which the process takes; the name of the
+// one in force when the system doesn't know it. The text holds until the locale changes.
+const char* characterLocale();
+
+// Bytes of the longest character in the process's locale.
+int32_t longestCharacter();
+
+// By the process's locale.
+char toUpper(char letter);
+
+// The order of two terminated texts under the process's collation: below, at or above 0.
+int32_t collate(const char* first, const char* second);
+
+// Switches the process's collation and puts it back at the end of the scope. A locale that the system doesn't
+// know changes nothing.
+class CollationSwitch {
+ public:
+  explicit CollationSwitch(const char* locale);
+  ~CollationSwitch();
+  CollationSwitch(const CollationSwitch&) = delete;
+  CollationSwitch& operator=(const CollationSwitch&) = delete;
+
+ private:
+  char* previous;
+};
 
 }  // namespace qrt::platform

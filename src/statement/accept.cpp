@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "frame/guard.h"
+#include "nls/code_pages.h"
 #include "platform/clock.h"
 #include "platform/errors.h"
 #include "platform/streams.h"
@@ -110,9 +111,15 @@ void reportError(const char* verb, int32_t error) {
   if (error != 0) qrtWriteERRmsg(readFailed, ofStandardInput, verb, error);
 }
 
-// Spaces to the end of a receiver.
-void pad(uint8_t* receiver, int32_t from, int32_t length) {
-  if (from < length) memset(receiver + from, ' ', static_cast<size_t>(length - from));
+// Spaces to the end of a receiver: double-byte ones, when they are asked for and only whole ones are missing.
+void pad(uint8_t* receiver, int32_t from, int32_t length, bool doubleByte) {
+  if (from >= length) return;
+  if (!doubleByte || (length - from) % 2 != 0) {
+    memset(receiver + from, ' ', static_cast<size_t>(length - from));
+    return;
+  }
+  const uint8_t* const space = nls::doubleByteSpace();
+  for (; from < length; from += 2) memcpy(receiver + from, space, 2);
 }
 
 // The text of the first date or time source in `flags`; empty when there is none.
@@ -139,14 +146,14 @@ void accept(uint8_t flags, int32_t length, uint8_t* receiver) {
   if (length < 1) return;
   if ((flags & (QRT_ACCEPT_SYSIN | QRT_ACCEPT_CONSOLE)) != 0) {
     const Reading reading = acceptStream<Bytes>(flags, receiver, length);
-    if (reading.units > 0) pad(receiver, reading.units, length);
+    if (reading.units > 0) pad(receiver, reading.units, length, (flags & QRT_ACCEPT_DOUBLE_BYTE) != 0);
     return reportError("ACCEPT", reading.error);
   }
   char text[64];
   const std::string_view moved = clockText(flags, text).substr(0, static_cast<size_t>(length));
   if (moved.empty()) return;
   memcpy(receiver, moved.data(), moved.size());
-  pad(receiver, static_cast<int32_t>(moved.size()), length);
+  pad(receiver, static_cast<int32_t>(moved.size()), length, false);
 }
 
 void acceptUnicode(uint8_t flags, const int32_t* length, void* receiver) {
