@@ -32,7 +32,7 @@ struct Cell {
 
 constexpr size_t mostStates = 21;
 constexpr std::string_view classSamples = "+0.CDRB,";  // a character of each class from 1 on
-constexpr uint8_t commaClass = 8, otherClass = 9;
+constexpr uint8_t otherClass = classSamples.size() + 1;
 constexpr size_t columns = 16;  // one for each class; the rest only makes a row's address cheap
 
 struct Grammar {
@@ -52,9 +52,9 @@ constexpr std::array<uint8_t, 256> classesOf(bool pointIsComma) {
   return classes;
 }
 
-// Reads a table: a row for each state, in it a cell for each class. A cell is the next state behind the
-// letter of its action, if it has one, or "." for an invalid character; the last class stands for those
-// missing.
+// Reads a table: a row for each state, in it a cell for each class. A cell is the next state, behind the
+// letter of its action if it has one, or "." for an invalid character, as are the cells that a row leaves
+// out.
 constexpr Grammar grammarOf(const char* function, std::string_view table) {
   constexpr std::string_view letters = " sdpmc.";
   Grammar grammar{function, {classesOf(false), classesOf(true)}, {}};
