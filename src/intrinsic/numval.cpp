@@ -45,7 +45,8 @@ constexpr std::array<uint8_t, 256> classesOf(bool pointIsComma) {
   std::array<uint8_t, 256> classes;
   classes.fill(otherClass);
   classes[' '] = 0;
-  for (uint8_t at = 0; at < classSamples.size(); ++at) classes[classSamples[at]] = at + 1;
+  for (size_t at = 0; at < classSamples.size(); ++at)
+    classes[classSamples[at]] = static_cast<uint8_t>(at + 1);
   classes['-'] = classes['+'];
   for (char digit = '1'; digit <= '9'; ++digit) classes[digit] = classes['0'];
   if (pointIsComma) std::swap(classes['.'], classes[',']);
