@@ -920,6 +920,60 @@ QRT_API void _qrtcMoveVarLenOverlap(uint8_t* target, int32_t targetLength, const
                                     int32_t sourceLength);
 
 /* ======================================================================================================
+ * NUMVAL, NUMVAL-C, LOWER-CASE, UPPER-CASE and REVERSE
+ *
+ * _qrtc entries take bytes, _qrtu entries UTF-16 in native byte order, of which they look at the low bytes
+ * only. Lengths are in bytes; a negative one is 0, and an odd last byte of UTF-16 isn't looked at. Nothing
+ * needs an alignment.
+ * ====================================================================================================== */
+
+/* Values of QrtNumvalControl.currencySource; with any other there is no currency sign. */
+#define QRT_CURRENCY_BYTE 1     /* the one character `currency` of the control block */
+#define QRT_CURRENCY_ARGUMENT 2 /* the string that the call gives; of length 0 it is none */
+
+/* The program's ways to write numbers. */
+typedef struct QrtNumvalControl {
+  uint8_t currency;       /* 0: the currency sign */
+  uint8_t decimalPoint;   /* 1: "," for DECIMAL-POINT IS COMMA; anything else is the normal form */
+  int16_t currencySource; /* 2: QRT_CURRENCY_BYTE or QRT_CURRENCY_ARGUMENT; for NUMVAL-C only */
+} QrtNumvalControl;
+
+/* Guarded. The value of a number text. Between spaces that stand anywhere but inside a number: "+" or "-",
+   digits with or without a decimal point, then, unless the sign led, "+", "-", "CR" or "DB" in upper case; a
+   lone "C" or "D" at the end says nothing. The value is the nearest long double, rounded once more for a
+   double.
+   Message 97: there is no digit; the result is 0. 151: more than 31 digits; the result is their value. 152:
+   an invalid character, with its position from 1; the result is 0. */
+QRT_API void _qrtcNumval(const QrtNumvalControl* control, int32_t length, const void* string, double* result);
+QRT_API void _qrtuNumval(const QrtNumvalControl* control, int32_t length, const void* string, double* result);
+
+/* Guarded. The same with an extended result: 10 bytes are written. */
+QRT_API void _qrtcNumval16(const QrtNumvalControl* control, int32_t length, const void* string, void* result);
+QRT_API void _qrtuNumval16(const QrtNumvalControl* control, int32_t length, const void* string, void* result);
+
+/* Guarded. The same for NUMVAL-C: a currency sign may stand ahead of the number, behind a sign that leads, and
+   each comma among the digits ahead of the point must have a digit or the end right behind it. Message 155: a
+   currency string begins or ends with a space, or holds a digit or one of "+,-."; the first such character is
+   told, and the string is used all the same. */
+QRT_API void _qrtcNumvalC(const QrtNumvalControl* control, int32_t length, const void* string,
+                          int32_t currencyLength, const void* currency, double* result);
+QRT_API void _qrtuNumvalC(const QrtNumvalControl* control, int32_t length, const void* string,
+                          int32_t currencyLength, const void* currency, double* result);
+QRT_API void _qrtcNumvalC16(const QrtNumvalControl* control, int32_t length, const void* string,
+                            int32_t currencyLength, const void* currency, void* result);
+QRT_API void _qrtuNumvalC16(const QrtNumvalControl* control, int32_t length, const void* string,
+                            int32_t currencyLength, const void* currency, void* result);
+
+/* Guarded. Copies text with the letters "A" to "Z" in lower case, or "a" to "z" in upper case, whatever the
+   code page. The areas are the same or apart. */
+QRT_API void _qrtToLower(int32_t length, const uint8_t* source, uint8_t* destination);
+QRT_API void _qrtToUpper(int32_t length, const uint8_t* source, uint8_t* destination);
+
+/* Guarded. Copies text backwards, by bytes or by UTF-16 units; the areas are apart. */
+QRT_API void _qrtcReverse(int32_t length, const void* source, void* destination);
+QRT_API void _qrtcReverseUnicode(int32_t length, const void* source, void* destination);
+
+/* ======================================================================================================
  * DISPLAY, ACCEPT and STOP
  * ====================================================================================================== */
 

@@ -11,6 +11,8 @@
 #include "fileio/status.h"
 #include "frame/guard.h"
 #include "frame/message.h"
+#include "intrinsic/letters.h"
+#include "intrinsic/numval.h"
 #include "nls/collating.h"
 #include "statement/accept.h"
 #include "statement/deedit.h"

@@ -100,6 +100,10 @@ AT(QrtNumEditPicture, picture, 5);
 AT(QrtNumDeeditPicture, picture, 2);
 AT(QrtCurrency, text, 2);
 
+static_assert(sizeof(QrtNumvalControl) == 4);
+AT(QrtNumvalControl, decimalPoint, 1);
+AT(QrtNumvalControl, currencySource, 2);
+
 AT(QrtDisplayControl, target, 4);
 AT(QrtDisplayControl, flags, 5);
 AT(QrtDisplayControl, decimalPoint, 6);

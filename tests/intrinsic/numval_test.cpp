@@ -1,0 +1,182 @@
+// NUMVAL and NUMVAL-C through all their entries, under a catalogue in which no message ends the run;
+// LOWER-CASE, UPPER-CASE and REVERSE.
+#include <ctype.h>
+#include <qrtrlib.h>
+#include <stdio.h>
+
+#include <algorithm>
+#include <random>
+
+#include "frame/catalogue_writer.h"
+#include "intrinsic/plain_numval.h"
+#include "statement/pictures.h"
+#include "support/allocation.h"
+#include "support/process.h"
+
+using namespace qrt::test;
+
+namespace {
+
+struct Call {
+  bool isNumvalC;
+  QrtNumvalControl control;
+  std::string argument, currency;
+
+  qrt::intrinsic::PlainNumval read() const {
+    return qrt::intrinsic::plainNumval(control, argument, isNumvalC, currency);
+  }
+};
+
+// Makes the call and writes its result area to standard error, behind the messages. A wide text is UTF-16
+// with high bytes that must not matter.
+template <typename Numval, typename NumvalC>
+void make(const Call& call, bool wide, Numval numval, NumvalC numvalC) {
+  const auto text = [&](const std::string& bytes) {
+    std::string units;
+    for (const char byte : bytes) units += {byte, static_cast<char>(units.size() * 37)};
+    return wide ? units : bytes;
+  };
+  const std::string argument = text(call.argument), currency = text(call.currency);
+  const auto length = static_cast<int32_t>(argument.size()), more = static_cast<int32_t>(currency.size());
+  std::string area(16, '\xEE');
+  auto* result = reinterpret_cast<double*>(area.data());
+  if (call.isNumvalC)
+    numvalC(&call.control, length, argument.data(), more, currency.data(), result);
+  else
+    numval(&call.control, length, argument.data(), result);
+  fwrite(area.data(), 1, area.size(), stderr);
+}
+
+std::string expectedOf(const Call& call) {
+  const auto plain = call.read();
+  std::string messages;
+  for (const auto& [number, byte, position] : plain.reports) {
+    messages += "QRT" + std::to_string(1000 + number).substr(1) + "I  ";
+    if (position > 0) messages += std::to_string(byte) + " " + std::to_string(position) + " ";
+    messages += call.isNumvalC ? "NUMVAL-C\n\n" : "NUMVAL\n\n";
+  }
+  const long double value = strtold(plain.text.c_str(), nullptr);
+  const auto rounded = static_cast<double>(value);
+  const auto area = [](const void* bytes, size_t size) {
+    return std::string(static_cast<const char*>(bytes), size) + std::string(16 - size, '\xEE');
+  };
+  const std::string both = messages + area(&rounded, 8) + messages + area(&value, 10);
+  return both + both;
+}
+
+void expectAllAsRead(const std::vector<Call>& calls) {
+  const char *plain = "0 %s", *withByte = "0 %d %d %s";
+  const Catalogue catalogue(
+      {usualControl, {97, 1, plain}, {151, 1, plain}, {152, 1, withByte}, {155, 1, withByte}});
+  const Ended ended = inChild([&] {
+    for (const Call& call : calls) {
+      make(call, false, _qrtcNumval, _qrtcNumvalC);
+      make(call, false, _qrtcNumval16, _qrtcNumvalC16);
+      make(call, true, _qrtuNumval, _qrtuNumvalC);
+      make(call, true, _qrtuNumval16, _qrtuNumvalC16);
+    }
+  });
+  size_t from = 0;
+  for (const Call& call : calls) {
+    const std::string expected = expectedOf(call);
+    ASSERT_EQ(ended.err.substr(from, expected.size()), expected)
+        << "'" << call.argument << "' currency '" << call.currency << "'";
+    from += expected.size();
+  }
+  ASSERT_EQ(ended.err.size(), from);
+}
+
+TEST(Numval, KnownTexts) {
+  // N for NUMVAL or C for NUMVAL-C, decimal point, currency source; argument; currency; what is reported,
+  // value.
+  constexpr std::string_view rows =
+      "N.0| -12.5 ||-12.5;N.0|12.5-||-12.5;N.0|12.5CR||-12.5;N.0|12.5 DB||-12.5;N.0|12C||12;N.0|-0||-0;"
+      "N.0|-12.5-||152@6 0;N.0|12.5cr||152@5 0;N.0|.5||.5;N.0|5.||5.;N.0|  ||97 0;N.0|.||97 0;N.0|||97 0;"
+      "N.0|.0000000000000000000000000022||.0000000000000000000000000022;"  // a power of ten that isn't exact
+      "N.0|1 2||152@3 0;N,0|1,5||1,5;N,0|1.5||152@2 0;C.1|$1,234.50||1234.50;C.1| - $ 12||-12;"
+      "C,1|$1.234,5CR||-1234,5;C.1|1,,2||152@3 0;C.1|1,||1;C.1|1.2,3||152@4 0;C.1|$-||97 0;"
+      "C.1|$-12||152@3 0;C.0|$1||152@1 0;C.2|$1||152@1 0;C.2|EUR 10|EUR|10;C.2|EU|EUR|152@1 0;"
+      "C.2|+CR1|CR|+1;C.2|EUR 1|EUR |155@4 1;C.2|E 9R1|E 9R|155@3 1;C.2|| E+|155@1 97 0;"
+      "C.2|x|U-|155@2 152@1 0;C.1|1|EUR |1";
+  std::vector<Call> calls;
+  for (const std::string& row : split(rows, ";")) {
+    auto column = split(row, "|");
+    const std::string& form = column[0];
+    const QrtNumvalControl control = {'$', static_cast<uint8_t>(form[1]),
+                                      static_cast<int16_t>(form[2] - '0')};
+    calls.push_back({form[0] == 'C', control, column[1], column[2]});
+    const auto read = calls.back().read();
+    std::string told;
+    for (const auto& [number, byte, position] : read.reports)
+      told += std::to_string(number) + (position > 0 ? "@" + std::to_string(position) : "") + " ";
+    std::replace(column[3].begin(), column[3].end(), ',', '.');
+    EXPECT_EQ(told + read.text, column[3]) << row;
+  }
+  expectAllAsRead(calls);
+}
+
+TEST(Numval, ReadsTheGrammar) {
+  std::mt19937 random(20);
+  const auto any = [&](std::vector<std::string> choices) { return choices[random() % choices.size()]; };
+  const auto digits = [&] {
+    std::string text(random() % 4 == 0 ? random() % 24 : 0, '0');
+    for (uint32_t more = random() % (random() % 40 == 0 ? 600 : 20); more > 0; --more)
+      text += static_cast<char>('0' + random() % 10);
+    return text;
+  };
+  std::vector<Call> calls(20000);
+  for (auto& [isNumvalC, control, text, currency] : calls) {
+    isNumvalC = random() % 2 == 0;
+    control = {static_cast<uint8_t>("$CBx\xA4"[random() % 5]), static_cast<uint8_t>(".,;"[random() % 3]),
+               static_cast<int16_t>(random() % 3)};
+    currency = any({"EUR", "$", "CR", "D", "F S", "\xE2\x82\xAC", "", " E", "E ", "E1", "-"});
+    // It follows the grammar, for a while at least.
+    text = any({"", "", " "}) + any({"", "", "+", "-"}) + any({"", " "});
+    text += any({"", currency, {static_cast<char>(control.currency)}}) + any({"", " "}) + digits();
+    while (random() % 3 == 0) text += any({",", ".", ""}) + digits();
+    text += any({"", "", " "}) + any({"", "", "+", "-", "CR", "DB", "C", "D"}) + any({"", " "});
+    while (random() % 3 == 0)
+      text.insert(random() % (text.size() + 1), any({" ", "-", "5", ".", "C", "B", "r"}));
+  }
+  expectAllAsRead(calls);
+}
+
+TEST(Numval, TakesNoMemoryAndEndsTheRunOnAnInvalidText) {
+  constexpr QrtNumvalControl control = {'$', '.', QRT_CURRENCY_BYTE};
+  double result = 0;
+  if (canFailAllocations) {
+    threadStorage();
+    const FailingAllocation counted(0);
+    _qrtcNumvalC(&control, 34, "$123456789012345678901234567.8901C", 0, nullptr, &result);
+    EXPECT_EQ(counted.requests(), 0);
+  }
+  const Ended ended = inChild([&] { _qrtcNumvalC(&control, 5, "$12 3", 0, nullptr, &result); });
+  EXPECT_EQ(ended.exitCode, 3);
+  EXPECT_EQ(ended.err.find("QRT152S  FUNCTION NUMVAL-C: byte 5 of the argument is invalid: hexadecimal 33"),
+            0);
+}
+
+TEST(Letters, CaseAndReverse) {
+  for (int32_t length = -1; length < 300; ++length) {
+    std::string text(std::max(length, 0), '\0');
+    for (size_t at = 0; at < text.size(); ++at) text[at] = static_cast<char>(at);
+    std::string lower = text, upper = text, units = text;
+    std::transform(text.begin(), text.end(), lower.begin(), [](uint8_t byte) { return tolower(byte); });
+    std::transform(text.begin(), text.end(), upper.begin(), [](uint8_t byte) { return toupper(byte); });
+    for (size_t at = 0, last = text.size() / 2 * 2; at < last; at += 2)  // half a unit stays as it was
+      units.replace(at, 2, text, last - at - 2, 2);
+
+    const auto expect = [&](auto entry, bool inPlace, const std::string& expected) {
+      std::string area = "#" + text + "#";
+      auto* to = reinterpret_cast<uint8_t*>(area.data() + 1);
+      entry(length, inPlace ? to : reinterpret_cast<const uint8_t*>(text.data()), to);
+      ASSERT_EQ(area, "#" + expected + "#");
+    };
+    expect(_qrtToLower, false, lower);
+    expect(_qrtToUpper, true, upper);
+    expect(_qrtcReverse, false, std::string(text.rbegin(), text.rend()));
+    expect(_qrtcReverseUnicode, false, units);
+  }
+}
+
+}  // namespace
