@@ -40,10 +40,6 @@ struct CodePagePair {
 
 CodePagePair settled;
 
-bool isSettled() {
-  return _qrtProccom != nullptr ? _qrtProccom->localeCodePageIndex >= 0 : settled.row >= 0;
-}
-
 template <size_t size>
 void assign(char (&target)[size], std::string_view text) {
   target[text.copy(target, size - 1)] = 0;
@@ -155,6 +151,10 @@ const uint8_t* doubleByteSpace() {
   return LCCP_Tbl[_qrtProccom != nullptr ? _qrtProccom->localeCodePageIndex : settled.row].doubleByteSpace;
 }
 
+bool isPairSettled() {
+  return _qrtProccom != nullptr ? _qrtProccom->localeCodePageIndex >= 0 : settled.row >= 0;
+}
+
 void adoptCodePages() {
   if (_qrtRuncom == nullptr || _qrtRuncom->localeName[0] != 0 || settled.row < 0) return;
   memcpy(_qrtRuncom->localeName, settled.localeName, sizeof settled.localeName);
@@ -182,7 +182,7 @@ using namespace qrt::nls;
 
 void qrtSetLocaleCP() {
   setDataDirectoryOnce();
-  if (!isSettled()) {
+  if (!isPairSettled()) {
     takeLocale();
     const std::string_view key(RT_locale, keyLength);
     settled.row = rowOfLocale(key);
@@ -199,7 +199,7 @@ void qrtGetLocaleCP(char* locale, char* ebcdicCodePage) {
 }
 
 void qrtcSetCodePages() {
-  if (isSettled()) return;
+  if (isPairSettled()) return;
   char locale[sizeof settled.localeName], ebcdicCodePage[sizeof settled.ebcdicCodePage];
   qrtGetLocaleCP(locale, ebcdicCodePage);
 }

@@ -9,6 +9,9 @@ namespace qrt::nls {
 // The two bytes of the double-byte space of the process's locale. Settles the pair where it isn't yet.
 const uint8_t* doubleByteSpace();
 
+// Whether this process record has its pair.
+bool isPairSettled();
+
 // Gives the current run unit the settled pair if it has none yet.
 void adoptCodePages();
 

@@ -64,18 +64,36 @@ Converter openOption(const UConverter* page, const char* option, UErrorCode& sta
 }  // namespace
 
 Converter openConverter(std::string_view name, UErrorCode& status) {
+  if (name.empty() || name.size() > longestCodePageName) {
+    status = U_FILE_ACCESS_ERROR;  // what ICU says of a name that it doesn't know
+    return {};
+  }
   if (const auto page = numberedPage(name)) {
     Converter plain(ucnv_openCCSID(page->number, numberedPlatform, &status));
     if (plain == nullptr || !page->swapsLineFeed) return plain;
     return openOption(plain.get(), UCNV_SWAP_LFNL_OPTION_STRING, status);
   }
   char terminated[longestCodePageName + 1];
-  if (name.empty() || name.size() > longestCodePageName) {
-    status = U_FILE_ACCESS_ERROR;  // what ICU says of a name that it doesn't know
-    return {};
-  }
   terminated[name.copy(terminated, longestCodePageName)] = 0;
   return Converter(ucnv_open(terminated, &status));
+}
+
+int32_t toUnicode(UConverter* converter, const void* source, int32_t bytes, UChar* target, int32_t room,
+                  UErrorCode& status) {
+  ucnv_resetToUnicode(converter);
+  const char* from = static_cast<const char*>(source);
+  UChar* to = target;
+  ucnv_toUnicode(converter, &to, target + room, &from, from + bytes, nullptr, true, &status);
+  return static_cast<int32_t>(to - target);
+}
+
+int32_t fromUnicode(UConverter* converter, const UChar* source, int32_t units, void* target, int32_t room,
+                    UErrorCode& status) {
+  ucnv_resetFromUnicode(converter);
+  char* const start = static_cast<char*>(target);
+  char* to = start;
+  ucnv_fromUnicode(converter, &to, start + room, &source, source + units, nullptr, true, &status);
+  return static_cast<int32_t>(to - start);
 }
 
 int32_t canonicalName(const UConverter* converter, char* name, int32_t capacity) {

@@ -29,6 +29,13 @@ using Converter = std::unique_ptr<UConverter, ConverterCloser>;
 // "-kx70" is the variant of that page with line feed and new line exchanged.
 Converter openConverter(std::string_view name, UErrorCode& status);
 
+// Whole texts, without the terminator that ICU's own calls of this kind write. Lengths are bytes and units;
+// the result is what was stored. U_BUFFER_OVERFLOW_ERROR says that it was cut.
+int32_t toUnicode(UConverter* converter, const void* source, int32_t bytes, UChar* target, int32_t room,
+                  UErrorCode& status);
+int32_t fromUnicode(UConverter* converter, const UChar* source, int32_t units, void* target, int32_t room,
+                    UErrorCode& status);
+
 // A converter's canonical name, with "qmc" ahead of the number of a page of that family. Returns its length;
 // the text is terminated and cut to `capacity`.
 int32_t canonicalName(const UConverter* converter, char* name, int32_t capacity);

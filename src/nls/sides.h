@@ -13,21 +13,26 @@ inline constexpr int32_t asciiSide = 0, ebcdicSide = -1;
 // message 221 reported, when it can't be opened; each call tries again.
 UConverter* converterOf(int32_t side);
 
-// A map of single bytes from one side of the pair to the other. A byte whose image isn't one byte, or not
-// by itself, has `notDirect` set.
+// A map of single bytes from one side of the pair to the other. A byte whose image isn't one byte, or not by
+// itself, isn't direct.
 struct DirectMap {
-  static constexpr uint16_t notDirect = 0x100;
   bool made;
-  bool complete;  // no byte is notDirect
-  bool partial;   // some are
-  uint16_t image[256];
+  int32_t directBytes;  // how many there are
+  bool isDirect[256];
+  uint8_t image[256];
 };
 
-// Bytes that aren't direct make a text one for the converters.
+// False, and nothing done, when a byte isn't direct.
 bool mapDirectly(const DirectMap& map, const uint8_t* source, uint8_t* target, int32_t count);
 
-// Built at first use of that direction by the converters themselves.
-const DirectMap& directMap(int32_t from, UConverter* source, UConverter* target);
+// The map of each direction. The converters themselves make it; that is done at first use.
+inline DirectMap directMaps[2];
+
+inline const DirectMap& directMap(int32_t from) {
+  return directMaps[from == asciiSide ? 0 : 1];
+}
+
+void makeDirectMap(int32_t from, UConverter* source, UConverter* target);
 
 void forgetDirectMaps();
 

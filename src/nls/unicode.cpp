@@ -95,10 +95,14 @@ using CaseMapping = int32_t(UChar*, int32_t, const UChar*, int32_t, const char*,
 void mapCase(CaseMapping* mapping, void* target, int32_t* targetBytes, const void* source,
              int32_t sourceBytes) {
   begin();
+  const int32_t room = charactersOf(*targetBytes), count = charactersOf(sourceBytes);
+  const auto* const text = static_cast<const UChar*>(source);
   UErrorCode status = U_ZERO_ERROR;
-  const int32_t length =
-      mapping(static_cast<UChar*>(target), charactersOf(*targetBytes), static_cast<const UChar*>(source),
-              charactersOf(sourceBytes), ll_CC, &status);
+  const int32_t length = mapping(nullptr, 0, text, count, ll_CC, &status);  // only counts
+  if (status == U_BUFFER_OVERFLOW_ERROR && length <= room) {
+    status = U_ZERO_ERROR;
+    mapping(static_cast<UChar*>(target), length, text, count, ll_CC, &status);  // no room for a terminator
+  }
   Uerror = codeOf(status);
   if (Uerror > 0) {
     qrtWriteERRmsg(caseUnchanged, msgflag, Uerror);
@@ -119,14 +123,13 @@ void mapCase(CaseMapping* mapping, void* target, int32_t* targetBytes, const voi
   rc = 0;
   ucnv_1 = targetSide;
   UErrorCode status = U_ZERO_ERROR;
-  resultBytes = ucnv_fromUChars(targetSide, static_cast<char*>(target), given, work.as<UChar>(),
-                                charactersOf(workBytes), &status);
+  resultBytes = fromUnicode(targetSide, work.as<UChar>(), charactersOf(workBytes), target, given, status);
   Uerror = codeOf(status);
   if (Uerror != 0 && Uerror != resultWasCut) {
     qrtWriteERRmsg(cannotConvert, msgflag, Uerror);
     return rc = Uerror;
   }
-  *room = given - std::min(resultBytes, given);
+  *room = given - resultBytes;
   return 0;
 }
 
@@ -136,17 +139,19 @@ int32_t convertSides(int32_t from, int32_t to, const void* source, int32_t sourc
   begin();
   sourceBytes = std::max(sourceBytes, 0);
   const int32_t given = std::max(*room, 0);
-  UConverter* const sourceSide = converterOf(from);
-  if (sourceSide == nullptr) return rc = Uerror;
-  UConverter* const targetSide = converterOf(to);
-  if (targetSide == nullptr) return rc = Uerror;
+  const DirectMap& map = directMap(from);
+  if (!map.made) {
+    UConverter *const sourceSide = converterOf(from), *const targetSide =
+                                                          sourceSide != nullptr ? converterOf(to) : nullptr;
+    if (targetSide == nullptr) return rc = Uerror;
+    makeDirectMap(from, sourceSide, targetSide);
+  }
   const int32_t count = std::min(sourceBytes, given);
-  const DirectMap& map = directMap(from, sourceSide, targetSide);
   if (mapDirectly(map, static_cast<const uint8_t*>(source), static_cast<uint8_t*>(target), count)) {
     *room = given - count;
     return 0;
   }
-  return convertByUnicode(from, source, sourceBytes, targetSide, target, room);
+  return convertByUnicode(from, source, sourceBytes, converterOf(to), target, room);
 }
 
 }  // namespace
@@ -167,7 +172,8 @@ UConverter* converterOf(int32_t side) {
 using namespace qrt::nls;
 
 void qrtUInit() {
-  if (ready) return adoptCodePages();
+  if (ready && isPairSettled()) return adoptCodePages();
+  qrtUTerm();  // what was made for another process record
   ready = true;
   setDataDirectoryOnce();
   qrtSetLocaleCP();
@@ -196,11 +202,9 @@ int32_t qrtConvToUnicode(const void* source, int32_t sourceBytes, void* target, 
   sourceLen = std::max(sourceBytes, 0);
   targetLen = charactersOf(*targetBytes);
   UErrorCode status = U_ZERO_ERROR;
-  resultChars = ucnv_toUChars(converter, static_cast<UChar*>(target), targetLen,
-                              static_cast<const char*>(source), sourceLen, &status);
+  resultChars = toUnicode(converter, source, sourceLen, static_cast<UChar*>(target), targetLen, status);
   rc = Uerror = codeOf(status);
   if (Uerror == resultWasCut) {
-    resultChars = targetLen;
     qrtWriteERRmsg(cannotConvert, msgflag | QRT_MESSAGE_INFORMATION, Uerror);
   } else if (Uerror > 0) {
     qrtWriteERRmsg(cannotConvert, msgflag, Uerror);
@@ -219,8 +223,8 @@ int32_t qrtConvFromUnicode(const void* source, int32_t sourceBytes, void* target
   sourceLen = charactersOf(sourceBytes);
   targetLen = std::max(*targetBytes, 0);
   UErrorCode status = U_ZERO_ERROR;
-  resultBytes = ucnv_fromUChars(converter, static_cast<char*>(target), targetLen,
-                                static_cast<const UChar*>(source), sourceLen, &status);
+  resultBytes =
+      fromUnicode(converter, static_cast<const UChar*>(source), sourceLen, target, targetLen, status);
   rc = Uerror = codeOf(status);
   if (Uerror > 0) {
     qrtWriteERRmsg(cannotConvert, msgflag, Uerror);
