@@ -974,6 +974,143 @@ QRT_API void _qrtcReverse(int32_t length, const void* source, void* destination)
 QRT_API void _qrtcReverseUnicode(int32_t length, const void* source, void* destination);
 
 /* ======================================================================================================
+ * SEARCH ALL, and the refresh of independent segments
+ * ====================================================================================================== */
+
+/* Bit of QrtSearchKey.type: the key ascends; without it, it descends. */
+#define QRT_SEARCH_ASCENDING 0x80
+
+/* The other bits of QrtSearchKey.type. Any other type is text, collated when its low bit is clear and then
+   only on the table's side; it ascends, except 0x60, 0x61 and 0x06. */
+#define QRT_SEARCH_TEXT 0x08        /* bytes, collated when the program has a collating table */
+#define QRT_SEARCH_PLAIN_TEXT 0x09  /* bytes as they are */
+#define QRT_SEARCH_NATIONAL 0x04    /* national or double-byte text, bytes as they are */
+#define QRT_SEARCH_ZONED 0x10       /* ASCII digits; bit 0x40 of the sign digit stands for minus */
+#define QRT_SEARCH_HOST_ZONED 0x11  /* EBCDIC digits; zone 0xD of the sign digit stands for minus */
+#define QRT_SEARCH_ZONED_PAIRS 0x02 /* two bytes a digit, the first one as in QRT_SEARCH_ZONED */
+#define QRT_SEARCH_PACKED 0x20
+#define QRT_SEARCH_BINARY 0x40      /* signed, low-order byte first */
+#define QRT_SEARCH_HOST_BINARY 0x41 /* signed, high-order byte first */
+
+/* A key of the table, in the order of the KEY phrase. Zoned keys have their sign on the last digit. */
+typedef struct QrtSearchKey {
+  uint8_t type;    /* 0: QRT_SEARCH_* */
+  uint8_t length;  /* 1: bytes */
+  uint16_t offset; /* 2: in the table entry, bytes */
+} QrtSearchKey;
+
+/* The fixed part of a SEARCH ALL. Behind the keys follow a 32-bit length in bytes for each WHEN condition,
+   then a byte of QRT_SEARCH_SEPARATE_SIGN and so on for each. Condition i is on key i; the keys of all
+   conditions have at most 256 bytes. */
+typedef struct QrtSearchControl {
+  uint16_t subscriptCount; /* 0: outer dimensions of the table */
+  uint16_t keyCount;       /* 2: keys of the table */
+  uint16_t conditionCount; /* 4: WHEN conditions, not more than keys */
+  uint16_t reserved6;      /* 6 */
+  QrtSearchKey keys[1];    /* 8: as many as keyCount says */
+} QrtSearchControl;
+
+/* Bits that tell how an argument of a zoned key is signed, and one of a text key when the two top bits of its
+   byte are QRT_SEARCH_SIGNED_TEXT. Without a separate sign it is the zone of the last or the first digit. */
+#define QRT_SEARCH_SEPARATE_SIGN 0x10
+#define QRT_SEARCH_LEADING_SIGN 0x20
+#define QRT_SEARCH_SIGNED_TEXT 0x40
+
+/* The argument of a WHEN condition: in the form of the key, as long as the key or longer. What is compared
+   are as many bytes as the key has: the last ones of a number, but of QRT_SEARCH_BINARY and of text the
+   first. */
+typedef struct QrtSearchArgument {
+  const uint8_t* kept;  /* 0: the bytes that are compared */
+  const uint8_t* whole; /* 4: the whole argument with its separate sign */
+} QrtSearchArgument;
+
+/* Guarded. Searches a table in order of its keys, of `entryCount` entries of `entrySize` bytes, by halves.
+   The offset in bytes of the first matching entry that is met, from the start of the instance that the
+   subscripts choose; -1 when there is none, and when caught. `subscripts` are the addresses of byte offsets
+   that are added up to find that instance; the word at offset 28 of `programContext` is the address of the
+   collating table, 0 for none. The part of an argument that its key has no room for must be padding: leading
+   zero digits, sign bytes of binary data, trailing spaces of text (0x40 with the type's low bit); otherwise
+   nothing matches. Zero with a minus is zero, in the table too. */
+QRT_API int32_t _qrtcSrchAll(const QrtSearchControl* control, const uint8_t* table, int32_t entryCount,
+                             int32_t entrySize, const QrtSearchArgument* arguments,
+                             const int32_t* const* subscripts, const void* programContext);
+
+/* Guarded. Puts altered GO TO targets back to their initial state: those of `count` words in `live` whose
+   byte in `segments`, a priority digit as a character, is `segment`; for a transfer from segment `current` to
+   `target`, those of the target if it is above "1" and another one; for GO TO DEPENDING, with targets[index-1]. */
+QRT_API void _qrtcRfshUncond(uint8_t segment, int32_t count, uint32_t* live, const uint32_t* initial,
+                             const uint8_t* segments);
+QRT_API void _qrtcRfshCond(uint8_t current, int32_t count, uint8_t target, uint32_t* live,
+                           const uint32_t* initial, const uint8_t* segments);
+QRT_API void _qrtcRfshGoDepend(int32_t index, uint8_t current, int32_t count, const uint8_t* targets,
+                               uint32_t* live, const uint32_t* initial, const uint8_t* segments);
+
+/* ======================================================================================================
+ * Comparison of text, and class conditions
+ * ====================================================================================================== */
+
+/* Guarded. -1, 0 or 1: the order of two texts under a collating table of 256 bytes, the shorter one followed
+   by spaces. A negative length, of one operand, makes it a figurative constant of that many bytes, repeated
+   or cut to the other's length. */
+QRT_API int32_t _qrtcCmpACS(const uint8_t* op1, int32_t length1, const uint8_t* op2, int32_t length2,
+                            const uint8_t* table);
+
+/* Guarded. -1, 0 or 1: the order of a text and a literal repeated to its length, byte by byte. 0 for lengths
+   below 1. */
+QRT_API int32_t _qrtcCmpMultiByteFig(const uint8_t* op, int32_t length, const uint8_t* figurative,
+                                     int32_t figurativeLength);
+
+/* Guarded. Below 0, 0 or above 0: the order of double-byte texts by the locale's collation, the shorter one
+   followed by the pair 0x81 0x40; of a text and a literal repeated to its length. A zero byte ends a text.
+   Message 907: memory is short. 0 for a literal of less than 1 byte. */
+QRT_API int32_t _qrtcDBCSCmp(const uint8_t* op1, int32_t length1, const uint8_t* op2, int32_t length2);
+QRT_API int32_t _qrtcDBCSCmpMultiByteFig(const uint8_t* op, int32_t length, const uint8_t* figurative,
+                                         int32_t figurativeLength);
+
+/* Guarded. As _qrtcMoveVarLenOverlap, but pads with the double-byte space of the code page, and for a negative
+   sourceLength with 0x40 0x40; an odd last byte of padding gets the first one of the pair. */
+QRT_API void _qrtcDBCSMoveVarLenOverlap(uint8_t* target, int32_t targetLength, const uint8_t* source,
+                                        int32_t sourceLength);
+
+/* Class conditions: guarded, 1 when the class holds, else 0. Every character must be in the class; an item
+   without characters is in each class that needs no sign. */
+
+/* Bits of the flags word of the numeric ones: one of the forms, and the strict test, which holds signs to
+   those that the library makes and a negative zero for not numeric. */
+#define QRT_CLASS_UNSIGNED 0
+#define QRT_CLASS_LEADING_OVERPUNCH 1
+#define QRT_CLASS_TRAILING_OVERPUNCH 2
+#define QRT_CLASS_LEADING_SEPARATE 3
+#define QRT_CLASS_TRAILING_SEPARATE 4
+#define QRT_CLASS_STRICT 0x0100
+
+/* NUMERIC. Packed: digits, and a sign nibble from 0xA on, strict 0xC or 0xD. Zoned: ASCII digits, the zone of
+   an overpunched one anything, strict 3 or 7. */
+QRT_API int32_t _qrtcClasPackedDec(uint32_t flags, const uint8_t* item, int32_t lengthInBytes);
+QRT_API int32_t _qrtcClasZonedDec(uint32_t flags, const uint8_t* item, int32_t length);
+
+/* ALPHABETIC, ALPHABETIC-UPPER, ALPHABETIC-LOWER: letters of that kind and spaces. */
+QRT_API int32_t _qrtcClasAlpha(const uint8_t* item, int32_t length);
+QRT_API int32_t _qrtcClasAlphaUpper(const uint8_t* item, int32_t length);
+QRT_API int32_t _qrtcClasAlphaLower(const uint8_t* item, int32_t length);
+
+/* A class of the program's own: the bytes that `table`, of 256, has a 0 for. */
+QRT_API int32_t _qrtcClasUserDef(const uint8_t* item, int32_t length, const uint8_t* table);
+
+/* KANJI and DBCS: double-byte spaces, and pairs in EBCDIC form with a first byte from 0x41 to 0x7F for KANJI and
+   to 0xFE for DBCS and a second one from 0x41 to 0xFE. Native text is converted, and must become one shifted
+   string; a negative length is that of text in EBCDIC form without shifts. */
+QRT_API int32_t _qrtcClasKanji(const uint8_t* item, int32_t length);
+QRT_API int32_t _qrtcClasDBCS(const uint8_t* item, int32_t length);
+
+/* NUMERIC, ALPHABETIC and its kin for UTF-16 at any address. A half character is in no class. The signed form
+   knows separate signs only: with other forms it tests the digits. */
+QRT_API int32_t _qrtuClasNumeric(const void* item, int32_t lengthInBytes);
+QRT_API int32_t _qrtuSClasNumeric(uint32_t flags, const void* item, int32_t lengthInBytes);
+QRT_API int32_t _qrtuClasAlpha(const void* item, int32_t lengthInBytes);
+QRT_API int32_t _qrtuClasUpper(const void* item, int32_t lengthInBytes);
+QRT_API int32_t _qrtuClasLower(const void* item, int32_t lengthInBytes);
+/* ======================================================================================================
  * DISPLAY, ACCEPT and STOP
  * ====================================================================================================== */
 

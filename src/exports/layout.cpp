@@ -104,6 +104,14 @@ static_assert(sizeof(QrtNumvalControl) == 4);
 AT(QrtNumvalControl, decimalPoint, 1);
 AT(QrtNumvalControl, currencySource, 2);
 
+static_assert(sizeof(QrtSearchKey) == 4 && sizeof(QrtSearchArgument) == 8);
+AT(QrtSearchKey, length, 1);
+AT(QrtSearchKey, offset, 2);
+AT(QrtSearchControl, keyCount, 2);
+AT(QrtSearchControl, conditionCount, 4);
+AT(QrtSearchControl, keys, 8);
+AT(QrtSearchArgument, whole, 4);
+
 AT(QrtDisplayControl, target, 4);
 AT(QrtDisplayControl, flags, 5);
 AT(QrtDisplayControl, decimalPoint, 6);

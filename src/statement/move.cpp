@@ -12,10 +12,6 @@ constexpr uint8_t doubleByteBlank[] = {0x81, 0x40};
 // The pad byte that a negative source length asks for: the EBCDIC space.
 constexpr uint8_t hostSpace = 0x40;
 
-constexpr uint32_t magnitude(int32_t length) {
-  return length < 0 ? 0u - static_cast<uint32_t>(length) : static_cast<uint32_t>(length);
-}
-
 template <typename Character>
 constexpr bool isInsertion(Character element) {
   return element == '0' || element == '/' || element == ' ';
@@ -57,7 +53,8 @@ class EditedText {
   uint8_t* out_;
 };
 
-// Fills `size` bytes with the `period` bytes that stand at its front, over and over.
+}  // namespace
+
 void repeatFront(uint8_t* area, uint32_t size, uint32_t period) {
   for (uint32_t done = period; done < size;) {
     const uint32_t piece = std::min(done, size - done);
@@ -65,8 +62,6 @@ void repeatFront(uint8_t* area, uint32_t size, uint32_t period) {
     done += piece;
   }
 }
-
-}  // namespace
 
 void moveAlphaNumEdit(const QrtAlphaNumEditPicture* picture, const uint8_t* source, int32_t sourceLength,
                       uint8_t* destination) {
@@ -120,19 +115,25 @@ void moveFigConst(uint8_t* destination, int32_t length, const uint8_t* literal, 
   repeatFront(destination + cut, size - cut, period);
 }
 
-void moveVarLenOverlap(uint8_t* target, int32_t targetLength, const uint8_t* source, int32_t sourceLength) {
+std::span<uint8_t> moveJustified(uint8_t* target, int32_t targetLength, const uint8_t* source,
+                                 int32_t sourceLength) {
   const bool right = targetLength < 0;
   const uint32_t targetSize = magnitude(targetLength), sourceSize = magnitude(sourceLength);
   const uint32_t count = std::min(targetSize, sourceSize);
   uint8_t* const to = right ? target + (targetSize - count) : target;
   const uint8_t* const from = right ? source + (sourceSize - count) : source;
 
-  // Bytes move from left to right: a block move gives the same unless the target starts inside the source.
+  // A block move gives the same as single bytes unless the target starts inside the source.
   if (to > from && to < from + count)
     for (uint32_t at = 0; at < count; ++at) to[at] = from[at];
   else
     memmove(to, from, count);
-  memset(right ? target : target + count, sourceLength < 0 ? hostSpace : ' ', targetSize - count);
+  return {right ? target : target + count, targetSize - count};
+}
+
+void moveVarLenOverlap(uint8_t* target, int32_t targetLength, const uint8_t* source, int32_t sourceLength) {
+  const std::span<uint8_t> rest = moveJustified(target, targetLength, source, sourceLength);
+  memset(rest.data(), sourceLength < 0 ? hostSpace : ' ', rest.size());
 }
 
 }  // namespace qrt::statement
