@@ -917,6 +917,71 @@ QRT_API void _qrtcMoveVarLenOverlap(uint8_t* target, int32_t targetLength, const
                                     int32_t sourceLength);
 
 /* ======================================================================================================
+ * INSPECT
+ * ====================================================================================================== */
+
+/* Bit of QrtInspectOperand.nationalFlags: a number in UTF-16 digits, which with QRT_INSPECT_SIGNED has a sign
+   character. It wins over QRT_INSPECT_NUMERIC. */
+#define QRT_INSPECT_NATIONAL_NUMERIC 0x80
+
+/* Bits of QrtInspectOperand.itemFlags. A signed number's sign takes no part: an overpunched one has the zone
+   of a plain digit in every comparison, and the inspected item keeps its own; a separate one, or that of a
+   national number, is left out. Of a number with an overpunched sign 31 digits take part. */
+#define QRT_INSPECT_NUMERIC 0x20
+#define QRT_INSPECT_SIGNED 0x10
+#define QRT_INSPECT_SIGN_LEADS 0x08
+#define QRT_INSPECT_SEPARATE_SIGN 0x04
+/* Of the inspected item only, any of them: characters of two bytes. */
+#define QRT_INSPECT_TWO_BYTES 0x41
+/* Of `replacement` only: its first character is repeated, and is there whatever the length says; the phrase
+   has an AFTER delimiter. */
+#define QRT_INSPECT_FIGURATIVE 0x02
+#define QRT_INSPECT_HAS_AFTER 0x80
+
+/* Bits of QrtInspectOperand.phraseFlags, of `replacement` only: one of the first three, and the rest. */
+#define QRT_INSPECT_TALLYING 0x80
+#define QRT_INSPECT_REPLACING 0x40
+#define QRT_INSPECT_CONVERTING 0x20
+#define QRT_INSPECT_CHARACTERS 0x10
+#define QRT_INSPECT_LEADING 0x04
+#define QRT_INSPECT_FIRST 0x02
+#define QRT_INSPECT_HAS_BEFORE 0x01
+
+typedef struct QrtInspectOperand {
+  uint8_t reserved;      /* 0 */
+  uint8_t nationalFlags; /* 1: QRT_INSPECT_NATIONAL_NUMERIC or 0 */
+  uint8_t itemFlags;     /* 2 */
+  uint8_t phraseFlags;   /* 3 */
+  int32_t length;        /* 4: bytes, the sign's included */
+  void* address;         /* 8 */
+} QrtInspectOperand;
+
+/* One of ALL (none of the three bits), LEADING, FIRST and CHARACTERS, or a CONVERTING phrase. Operands that
+   the flags don't ask for aren't looked at. */
+typedef struct QrtInspectPhrase {
+  QrtInspectOperand replacement; /*  0: what comes in; CONVERTING: TO; TALLYING: the counter, an int32_t */
+  QrtInspectOperand compared;    /* 12: what is looked for; CONVERTING: FROM */
+  QrtInspectOperand before;      /* 24: delimiter; where it first stands in the item the phrase ends */
+  QrtInspectOperand after;       /* 36: delimiter; behind the place where it first stands the phrase starts */
+} QrtInspectPhrase;
+
+typedef struct QrtInspectBlock {
+  int32_t phraseCount;         /*  0: a number below 1 is none */
+  QrtInspectOperand item;      /*  4: what is inspected */
+  QrtInspectPhrase phrases[1]; /* 16: as many as there are, in the order of the statement */
+} QrtInspectBlock;
+
+/* Guarded. Carries out the phrases in one pass over the item from the left: at each place the first phrase
+   that matches counts or replaces, and the pass goes on behind what it matched; CONVERTING takes each
+   character that it reaches. Phrases behind a TALLYING phrase that aren't TALLYING start another pass.
+   Comparisons see operands that overlap the item as the pass has left them. An operand without a length
+   matches nothing. Counters are added to and may wrap; none may share storage with an operand.
+   Operands of a replacing phrase that differ in length, the replacement not being figurative, are cut to the
+   shorter length, with message 76 for CHARACTERS and 77 for the others. Memory is asked for by statements of
+   more than 12 phrases only; message 907 if there is none. */
+QRT_API void _qrtcInspect(const QrtInspectBlock* block);
+
+/* ======================================================================================================
  * DISPLAY, ACCEPT and STOP
  * ====================================================================================================== */
 

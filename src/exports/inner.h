@@ -15,4 +15,5 @@
 #include "statement/deedit.h"
 #include "statement/display.h"
 #include "statement/edit.h"
+#include "statement/inspect.h"
 #include "statement/move.h"
