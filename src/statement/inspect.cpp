@@ -25,9 +25,6 @@ using Scratch = uint8_t[mostDigits];
 
 using Operand = InspectOperand;
 
-// Value of Phrase.next before it was found out.
-constexpr int32_t passed = -1;
-
 // Positions are byte offsets in the item.
 struct Phrase {
   bool converts, tallies;
@@ -36,9 +33,16 @@ struct Phrase {
   int32_t first, last;  // where it may match; never when `last` is negative
   int32_t next;         // where it matches next, if nothing happens before; to be found out when it's passed
   Operand compared;
+  SearchWindow window;  // of the search for `compared`
   Operand replacement;  // or the counter
   Scratch digits[2];    // where `compared` and `replacement` lie when their signs had to be taken off
 };
+
+// Makes the phrase look for its next match again.
+void forget(Phrase& phrase) {
+  phrase.next = -1;
+  phrase.window = {};
+}
 
 bool has(uint8_t flags, int flag) {
   return (flags & flag) != 0;
@@ -48,13 +52,14 @@ bool isNational(const QrtInspectOperand& written) {
   return has(written.nationalFlags, QRT_INSPECT_NATIONAL_NUMERIC);
 }
 
-bool isSigned(const QrtInspectOperand& written) {
+bool isSignedNumber(const QrtInspectOperand& written) {
   constexpr int signedNumber = QRT_INSPECT_NUMERIC | QRT_INSPECT_SIGNED;
   return (written.itemFlags & signedNumber) == signedNumber;
 }
 
 bool isOverpunched(const QrtInspectOperand& written) {
-  return !isNational(written) && isSigned(written) && !has(written.itemFlags, QRT_INSPECT_SEPARATE_SIGN);
+  return !isNational(written) && isSignedNumber(written) &&
+         !has(written.itemFlags, QRT_INSPECT_SEPARATE_SIGN);
 }
 
 // The byte of a number of `length` digits, at least one, that holds its overpunched sign.
@@ -66,24 +71,28 @@ uint8_t withZone(uint8_t digit, uint8_t zone) {
   return static_cast<uint8_t>((digit & 0x0F) | (zone & 0xF0));
 }
 
-// What of an operand takes part: its characters without the sign. Those of a number with an overpunched sign
-// are copied to `digits`.
-Operand withoutSign(const QrtInspectOperand& written, Scratch& digits) {
-  Operand operand{static_cast<uint8_t*>(written.address), std::max(written.length, 0)};
+// What of a signed operand takes part: its characters without the sign. Those of a number with an overpunched
+// sign are copied to `digits`.
+void takeOffSign(Operand& operand, const QrtInspectOperand& written, Scratch& digits) {
   if (isOverpunched(written)) {
     operand.length = std::min(operand.length, mostDigits);
-    if (operand.length == 0) return operand;
+    if (operand.length == 0) return;
     memcpy(digits, operand.address, static_cast<size_t>(operand.length));
     operand.address = digits;
     uint8_t& sign = digits[signPosition(written, operand.length)];
     sign = withZone(sign, '0');
-    return operand;
+    return;
   }
-  const int32_t signBytes = isNational(written) ? (has(written.itemFlags, QRT_INSPECT_SIGNED) ? 2 : 0)
-                                                : (isSigned(written) ? 1 : 0);
+  const int32_t signBytes = isNational(written) ? 2 : isSignedNumber(written) ? 1 : 0;
   operand.length = std::max(operand.length - signBytes, 0);
   if (has(written.itemFlags, QRT_INSPECT_SIGN_LEADS)) operand.address += signBytes;
-  return operand;
+}
+
+// What of an operand takes part.
+inline void take(Operand& operand, const QrtInspectOperand& written, Scratch& digits) {
+  operand.address = static_cast<uint8_t*>(written.address);
+  operand.length = std::max(written.length, 0);
+  if (has(written.itemFlags, QRT_INSPECT_SIGNED)) takeOffSign(operand, written, digits);
 }
 
 bool overlap(Operand one, Operand other) {
@@ -97,7 +106,8 @@ struct Found {
 template <int32_t width>
 Found findDelimiter(Operand item, const QrtInspectOperand& delimiter) {
   Scratch digits;
-  const Operand wanted = withoutSign(delimiter, digits);
+  Operand wanted;
+  take(wanted, delimiter, digits);
   if (wanted.length == 0) return {notFound, notFound};
   const int32_t start = findOperand<width>(item.address, 0, item.length - wanted.length, wanted);
   return {start, start + wanted.length};
@@ -147,12 +157,14 @@ void setUp(Phrase& phrase, const QrtInspectPhrase& written, Operand item) {
   phrase.figurative = has(written.replacement.itemFlags, QRT_INSPECT_FIGURATIVE);
   const bool characters = !phrase.converts && has(flags, QRT_INSPECT_CHARACTERS);
   phrase.anyCharacter = characters || phrase.converts;
-  phrase.compared =
-      characters ? Operand{phrase.digits[0], width} : withoutSign(written.compared, phrase.digits[0]);
+  if (characters)
+    phrase.compared = {phrase.digits[0], width};
+  else
+    take(phrase.compared, written.compared, phrase.digits[0]);
   if (phrase.tallies) {
     phrase.replacement = {static_cast<uint8_t*>(written.replacement.address), sizeof(uint32_t)};
   } else {
-    phrase.replacement = withoutSign(written.replacement, phrase.digits[1]);
+    take(phrase.replacement, written.replacement, phrase.digits[1]);
     equalizeLengths(phrase, characters);
   }
   delimit<width>(phrase, written, item);
@@ -161,7 +173,7 @@ void setUp(Phrase& phrase, const QrtInspectPhrase& written, Operand item) {
     phrase.last = std::min(phrase.last, item.length - phrase.compared.length);
     if (phrase.compared.length == 0) phrase.last = -1;
   }
-  phrase.next = passed;
+  forget(phrase);
 }
 
 // A position that is never reached, whole characters away from `position`.
@@ -173,7 +185,7 @@ constexpr int32_t never(int32_t position) {
 // The next position from `position` on, by whole characters, at which the phrase matches. `continues` tells
 // that it was the one that matched right before `position`.
 template <int32_t width>
-int32_t nextMatch(const Phrase& phrase, Operand item, int32_t position, bool continues) {
+int32_t nextMatch(Phrase& phrase, Operand item, int32_t position, bool continues) {
   int32_t first = position, last = phrase.last;
   if (phrase.leading) {
     // At its first position and from there without a gap, or not at all.
@@ -185,7 +197,7 @@ int32_t nextMatch(const Phrase& phrase, Operand item, int32_t position, bool con
   }
   if (first > last) return never<width>(position);
   if (phrase.anyCharacter) return first;
-  const int32_t found = findOperand<width>(item.address, first, last, phrase.compared);
+  const int32_t found = findOperand<width>(item.address, first, last, phrase.compared, phrase.window);
   return found == notFound ? never<width>(position) : found;
 }
 
@@ -199,8 +211,15 @@ void count(Operand counter, uint32_t matches) {
 // Puts the replacement, or its first character if it's figurative, into `length` bytes over and over.
 template <int32_t width>
 void replace(uint8_t* target, int32_t length, const Phrase& phrase) {
+  const uint8_t* const source = phrase.replacement.address;
   const int32_t unit = std::min(phrase.figurative ? width : phrase.replacement.length, length);
-  memmove(target, phrase.replacement.address, static_cast<size_t>(unit));
+  if (unit <= 2) {
+    const uint8_t first = source[0], last = source[unit - 1];
+    target[0] = first;
+    target[unit - 1] = last;
+  } else {
+    memmove(target, source, static_cast<size_t>(unit));
+  }
   for (int32_t filled = unit, more; filled < length; filled += more) {
     more = std::min(filled, length - filled);
     memcpy(target + filled, target, static_cast<size_t>(more));
@@ -272,7 +291,7 @@ void scan(std::span<Phrase> group, Operand item) {
     continuing = nearest->leading ? nearest : nullptr;
     position = nearest->next + length;
     if (!independent)
-      for (Phrase& phrase : group) phrase.next = passed;
+      for (Phrase& phrase : group) forget(phrase);
   }
 }
 
@@ -297,15 +316,15 @@ void runGroups(std::span<const QrtInspectPhrase> written, Operand item, Phrase* 
 // Runs the statement; `phrases` has room for all of its phrases.
 void run(const QrtInspectBlock& block, Phrase* phrases) {
   Scratch digits;
-  const Operand item = withoutSign(block.item, digits);
+  Operand item;
+  take(item, block.item, digits);
   const std::span<const QrtInspectPhrase> written(block.phrases, static_cast<size_t>(block.phraseCount));
   if (has(block.item.itemFlags, QRT_INSPECT_TWO_BYTES))
     runGroups<2>(written, item, phrases);
   else
     runGroups<1>(written, item, phrases);
 
-  const bool replaces = std::ranges::any_of(written, [](const auto& phrase) { return !tallies(phrase); });
-  if (!replaces || !isOverpunched(block.item) || item.length == 0) return;
+  if (!isOverpunched(block.item) || item.length == 0 || std::ranges::all_of(written, tallies)) return;
   auto* const original = static_cast<uint8_t*>(block.item.address);
   const int32_t sign = signPosition(block.item, item.length);
   item.address[sign] = withZone(item.address[sign], original[sign]);
