@@ -27,9 +27,8 @@ using Operand = InspectOperand;
 
 // Positions are byte offsets in the item.
 struct Phrase {
-  bool converts, tallies;
-  bool anyCharacter;  // matches whatever stands there
-  bool leading, onlyFirst, figurative;
+  uint8_t flags;  // of QRT_INSPECT_TALLYING and on, those that count
+  bool figurative;
   int32_t first, last;  // where it may match; never when `last` is negative
   int32_t next;         // where it matches next, if nothing happens before; to be found out when it's passed
   Operand compared;
@@ -37,6 +36,9 @@ struct Phrase {
   Operand replacement;  // or the counter
   Scratch digits[2];    // where `compared` and `replacement` lie when their signs had to be taken off
 };
+
+// CHARACTERS and CONVERTING match whatever stands there.
+constexpr int anyCharacter = QRT_INSPECT_CHARACTERS | QRT_INSPECT_CONVERTING;
 
 // Makes the phrase look for its next match again.
 void forget(Phrase& phrase) {
@@ -96,7 +98,8 @@ inline void take(Operand& operand, const QrtInspectOperand& written, Scratch& di
 }
 
 bool overlap(Operand one, Operand other) {
-  return one.address < other.address + other.length && other.address < one.address + one.length;
+  return static_cast<uintptr_t>(other.address - one.address) < static_cast<uintptr_t>(one.length) ||
+         static_cast<uintptr_t>(one.address - other.address) < static_cast<uintptr_t>(other.length);
 }
 
 // Where `delimiter` stands first in the item: `start` is notFound for one that isn't there or has no length.
@@ -113,66 +116,61 @@ Found findDelimiter(Operand item, const QrtInspectOperand& delimiter) {
   return {start, start + wanted.length};
 }
 
-bool tallies(const QrtInspectPhrase& written) {
+// The flags of a phrase that count: a CONVERTING phrase takes no others but that of its delimiter.
+uint8_t phraseFlags(const QrtInspectPhrase& written) {
   const uint8_t flags = written.replacement.phraseFlags;
-  return has(flags, QRT_INSPECT_TALLYING) && !has(flags, QRT_INSPECT_CONVERTING);
+  return has(flags, QRT_INSPECT_CONVERTING) ? flags & (QRT_INSPECT_CONVERTING | QRT_INSPECT_HAS_BEFORE)
+                                            : flags;
+}
+
+bool tallies(const QrtInspectPhrase& written) {
+  return has(phraseFlags(written), QRT_INSPECT_TALLYING);
 }
 
 // Cuts both operands of a phrase that replaces to the shorter one, with a message.
-void equalizeLengths(Phrase& phrase, bool characters) {
-  if (phrase.figurative || phrase.compared.length == phrase.replacement.length) return;
-  if (characters)
+void cutToShorter(Phrase& phrase) {
+  if (has(phrase.flags, QRT_INSPECT_CHARACTERS))
     qrtWriteERRmsg(charactersLength, 0, "");
   else
-    qrtWriteERRmsg(operandLengths, 0, phrase.converts ? "CONVERTING" : "REPLACING");
+    qrtWriteERRmsg(operandLengths, 0, has(phrase.flags, QRT_INSPECT_CONVERTING) ? "CONVERTING" : "REPLACING");
   phrase.compared.length = phrase.replacement.length =
       std::min(phrase.compared.length, phrase.replacement.length);
 }
 
-// Narrows the positions of a phrase to those behind its AFTER and before its BEFORE delimiter.
-template <int32_t width>
-void delimit(Phrase& phrase, const QrtInspectPhrase& written, Operand item) {
-  phrase.first = 0;
-  phrase.last = item.length - width;
-  if (has(written.replacement.itemFlags, QRT_INSPECT_HAS_AFTER)) {
-    const Found after = findDelimiter<width>(item, written.after);
-    if (after.start != notFound)
-      phrase.first = after.end;
-    else
-      phrase.last = -1;
-  }
-  if (phrase.last >= 0 && has(written.replacement.phraseFlags, QRT_INSPECT_HAS_BEFORE)) {
-    const Found before = findDelimiter<width>(item, written.before);
-    if (before.start != notFound) phrase.last = before.start - width;
-  }
-}
-
 template <int32_t width>
 void setUp(Phrase& phrase, const QrtInspectPhrase& written, Operand item) {
-  const uint8_t flags = written.replacement.phraseFlags;
-  phrase.converts = has(flags, QRT_INSPECT_CONVERTING);
-  phrase.tallies = tallies(written);
-  phrase.leading = !phrase.converts && has(flags, QRT_INSPECT_LEADING);
-  phrase.onlyFirst = !phrase.converts && has(flags, QRT_INSPECT_FIRST);
-  phrase.figurative = has(written.replacement.itemFlags, QRT_INSPECT_FIGURATIVE);
-  const bool characters = !phrase.converts && has(flags, QRT_INSPECT_CHARACTERS);
-  phrase.anyCharacter = characters || phrase.converts;
-  if (characters)
+  const uint8_t flags = phraseFlags(written), itemFlags = written.replacement.itemFlags;
+  phrase.flags = flags;
+  phrase.figurative = has(itemFlags, QRT_INSPECT_FIGURATIVE);
+  if (has(flags, QRT_INSPECT_CHARACTERS))
     phrase.compared = {phrase.digits[0], width};
   else
     take(phrase.compared, written.compared, phrase.digits[0]);
-  if (phrase.tallies) {
+  if (has(flags, QRT_INSPECT_TALLYING)) {
     phrase.replacement = {static_cast<uint8_t*>(written.replacement.address), sizeof(uint32_t)};
   } else {
     take(phrase.replacement, written.replacement, phrase.digits[1]);
-    equalizeLengths(phrase, characters);
+    if (!phrase.figurative && phrase.compared.length != phrase.replacement.length) cutToShorter(phrase);
   }
-  delimit<width>(phrase, written, item);
-  if (!phrase.converts) {
-    // What is compared fits into the rest of the item; an operand of no length stands nowhere.
-    phrase.last = std::min(phrase.last, item.length - phrase.compared.length);
-    if (phrase.compared.length == 0) phrase.last = -1;
+
+  // A character, and what is compared, fits into the rest of the item; an operand of no length stands
+  // nowhere.
+  int32_t first = 0, last = item.length - width;
+  if (!has(flags, QRT_INSPECT_CONVERTING))
+    last = phrase.compared.length == 0 ? -1 : std::min(last, item.length - phrase.compared.length);
+  if (last >= 0 && has(itemFlags, QRT_INSPECT_HAS_AFTER)) {
+    const Found after = findDelimiter<width>(item, written.after);
+    if (after.start == notFound)
+      last = -1;
+    else
+      first = after.end;
   }
+  if (last >= 0 && has(flags, QRT_INSPECT_HAS_BEFORE)) {
+    const Found before = findDelimiter<width>(item, written.before);
+    if (before.start != notFound) last = std::min(last, before.start - width);
+  }
+  phrase.first = first;
+  phrase.last = last;
   forget(phrase);
 }
 
@@ -187,7 +185,7 @@ constexpr int32_t never(int32_t position) {
 template <int32_t width>
 int32_t nextMatch(Phrase& phrase, Operand item, int32_t position, bool continues) {
   int32_t first = position, last = phrase.last;
-  if (phrase.leading) {
+  if (has(phrase.flags, QRT_INSPECT_LEADING)) {
     // At its first position and from there without a gap, or not at all.
     if (!continues) first = phrase.first;
     if (first < position || (first - position) % width != 0) return never<width>(position);
@@ -196,7 +194,7 @@ int32_t nextMatch(Phrase& phrase, Operand item, int32_t position, bool continues
     first = phrase.first + (phrase.first - position) % width;
   }
   if (first > last) return never<width>(position);
-  if (phrase.anyCharacter) return first;
+  if (has(phrase.flags, anyCharacter)) return first;
   const int32_t found = findOperand<width>(item.address, first, last, phrase.compared, phrase.window);
   return found == notFound ? never<width>(position) : found;
 }
@@ -230,9 +228,9 @@ void replace(uint8_t* target, int32_t length, const Phrase& phrase) {
 // the next match of one ahead of it in the statement, if it `mayRun` that far at once.
 template <int32_t width>
 int32_t bytesTaken(const Phrase& phrase, std::span<const Phrase> group, bool mayRun) {
-  if (!phrase.anyCharacter) return phrase.compared.length;
-  const int32_t step = phrase.converts ? width : phrase.compared.length;
-  if (!mayRun || phrase.onlyFirst || step != width) return step;
+  if (!has(phrase.flags, anyCharacter)) return phrase.compared.length;
+  const int32_t step = has(phrase.flags, QRT_INSPECT_CONVERTING) ? width : phrase.compared.length;
+  if (!mayRun || has(phrase.flags, QRT_INSPECT_FIRST) || step != width) return step;
   int32_t end = phrase.last + 1;
   for (const Phrase* ahead = group.data(); ahead != &phrase; ++ahead) end = std::min(end, ahead->next);
   return (end - phrase.next + width - 1) / width * width;
@@ -241,10 +239,10 @@ int32_t bytesTaken(const Phrase& phrase, std::span<const Phrase> group, bool may
 // Does what the phrase says to the bytes at its next match.
 template <int32_t width>
 void act(const Phrase& phrase, uint8_t* bytes, int32_t length) {
-  if (phrase.converts)
+  if (has(phrase.flags, QRT_INSPECT_CONVERTING))
     convertCharacters<width>(bytes, length / width, phrase.compared, phrase.replacement.address,
                              phrase.figurative);
-  else if (phrase.tallies)
+  else if (has(phrase.flags, QRT_INSPECT_TALLYING))
     count(phrase.replacement, static_cast<uint32_t>(length / phrase.compared.length));
   else
     replace<width>(bytes, length, phrase);
@@ -253,15 +251,15 @@ void act(const Phrase& phrase, uint8_t* bytes, int32_t length) {
 // Whether a group is the one phrase that takes every byte of one value.
 bool takesEveryByte(std::span<const Phrase> group) {
   const Phrase& phrase = group.front();
-  return group.size() == 1 && phrase.compared.length == 1 && !phrase.anyCharacter && !phrase.leading &&
-         !phrase.onlyFirst;
+  return group.size() == 1 && phrase.compared.length == 1 &&
+         !has(phrase.flags, anyCharacter | QRT_INSPECT_LEADING | QRT_INSPECT_FIRST);
 }
 
 void actOnEveryByte(const Phrase& phrase, Operand item) {
   const int32_t length = phrase.last + 1 - phrase.first;
   if (length <= 0) return;
   const uint8_t wanted = phrase.compared.address[0];
-  if (phrase.tallies)
+  if (has(phrase.flags, QRT_INSPECT_TALLYING))
     count(phrase.replacement, countByte(item.address + phrase.first, length, wanted));
   else
     replaceByte(item.address + phrase.first, length, wanted, phrase.replacement.address[0]);
@@ -287,8 +285,8 @@ void scan(std::span<Phrase> group, Operand item) {
     if (nearest == nullptr) return;
     const int32_t length = bytesTaken<width>(*nearest, group, independent);
     act<width>(*nearest, item.address + nearest->next, length);
-    if (nearest->onlyFirst) nearest->last = -1;
-    continuing = nearest->leading ? nearest : nullptr;
+    if (has(nearest->flags, QRT_INSPECT_FIRST)) nearest->last = -1;
+    continuing = has(nearest->flags, QRT_INSPECT_LEADING) ? nearest : nullptr;
     position = nearest->next + length;
     if (!independent)
       for (Phrase& phrase : group) forget(phrase);
@@ -297,19 +295,14 @@ void scan(std::span<Phrase> group, Operand item) {
 
 // A group ends where something else than TALLYING follows TALLYING: all counting is done on the item as it
 // was before.
-size_t sizeOfGroup(std::span<const QrtInspectPhrase> phrases) {
-  size_t size = 1;
-  while (size < phrases.size() && (!tallies(phrases[size - 1]) || tallies(phrases[size]))) ++size;
-  return size;
-}
-
 template <int32_t width>
 void runGroups(std::span<const QrtInspectPhrase> written, Operand item, Phrase* phrases) {
-  while (!written.empty()) {
-    const std::span<Phrase> group(phrases, sizeOfGroup(written));
-    for (size_t at = 0; at < group.size(); ++at) setUp<width>(group[at], written[at], item);
-    scan<width>(group, item);
-    written = written.subspan(group.size());
+  for (const QrtInspectPhrase *next = written.data(), *end = next + written.size(); next != end;) {
+    Phrase* groupEnd = phrases;
+    do {
+      setUp<width>(*groupEnd++, *next++, item);
+    } while (next != end && (!has(groupEnd[-1].flags, QRT_INSPECT_TALLYING) || tallies(*next)));
+    scan<width>({phrases, groupEnd}, item);
   }
 }
 

@@ -72,16 +72,23 @@ void convertByTable(uint8_t* bytes, int32_t count, InspectOperand from, const ui
   for (int32_t at = 0; at < count; ++at) bytes[at] = table[bytes[at]];
 }
 
+// A vector loaded at n has its last n bytes set.
+constexpr std::array<uint8_t, 2 * vectorBytes> lastBytesOnly = [] {
+  std::array<uint8_t, 2 * vectorBytes> bytes{};
+  std::fill(bytes.begin() + vectorBytes, bytes.end(), uint8_t{0xFF});
+  return bytes;
+}();
+
 // The bytes at both ends of an operand, and how far they are apart.
 struct Ends {
   uint8_t first, last;
   int32_t distance;
   __m128i firsts = all(first), lasts = all(last);
 
-  // Bit n is set where both stand as they do in an operand at data[n].
+  // Bit n is set where both stand as they do in the operand at data[n].
   uint32_t in16(const uint8_t* data) const { return fits(load(data), load(data + distance)); }
   uint32_t in8(const uint8_t* data) const { return fits(loadHalf(data), loadHalf(data + distance)) & 0xFF; }
-  bool at(const uint8_t* data) const { return data[0] == first && data[distance] == last; }
+  uint32_t in1(const uint8_t* data) const { return data[0] == first && data[distance] == last; }
 
   uint32_t fits(__m128i one, __m128i other) const {
     const __m128i both = _mm_and_si128(_mm_cmpeq_epi8(one, firsts), _mm_cmpeq_epi8(other, lasts));
@@ -89,77 +96,56 @@ struct Ends {
   }
 };
 
-// The next window from `first` on that has candidates, or the last one: that ends with `last` and overlaps
-// what came before.
-SearchWindow windowFrom(const uint8_t* data, int32_t first, int32_t last, const Ends& ends) {
-  if (last >= 15) {
-    for (;; first += 16) {
-      const int32_t start = std::min(first, last - 15);
-      const uint32_t candidates = ends.in16(data + start);
-      if (candidates != 0 || start == last - 15) return {start, start + 16, candidates};
-    }
-  }
-  if (last >= 7) {
-    const int32_t start = std::min(first, last - 7);
-    return {start, start + 8, ends.in8(data + start)};
-  }
-  uint32_t candidates = 0;
-  for (int32_t at = last; at >= 0; --at) candidates = candidates << 1 | ends.at(data + at);
-  return {0, last + 1, candidates};
-}
-
-// The next position from `position` on, by whole characters, that isn't below `least`.
-template <int32_t width>
-int32_t advance(int32_t position, int32_t least) {
-  return least <= position ? position : position + (least - position + width - 1) / width * width;
-}
-
 }  // namespace
 
-template <int32_t width>
-int32_t findOperand(const uint8_t* data, int32_t first, int32_t last, const InspectOperand& wanted,
-                    SearchWindow& window) {
-  const uint8_t* const text = wanted.address;
-  const int32_t toLastByte = wanted.length - 1;
-  const auto innerBytesMatch = [&](int32_t at) {
-    return toLastByte < 2 || memcmp(data + at + 1, text + 1, static_cast<size_t>(toLastByte - 1)) == 0;
-  };
-  const Ends ends{text[0], text[toLastByte], toLastByte};
-  if (first < window.start) window = {};
-  for (;;) {
-    if (first < window.end) {
-      uint32_t candidates = window.candidates & (width == 1 ? ~0u : 0x55555555u) << (first - window.start);
-      for (; candidates != 0; candidates &= candidates - 1)
-        if (const int32_t at = window.start + __builtin_ctz(candidates); innerBytesMatch(at)) return at;
-      first = advance<width>(first, window.end);
+void moveWindow(SearchWindow& window, const uint8_t* data, int32_t first, int32_t last,
+                const InspectOperand& wanted) {
+  const Ends ends{wanted.address[0], wanted.address[wanted.length - 1], wanted.length - 1};
+  // Two vectors make a window. Where fewer positions are left it starts earlier, and in a short item the two
+  // overlap.
+  if (last >= 31) {
+    for (;; first += 32) {
+      const int32_t start = std::min(first, last - 31);
+      const uint32_t candidates = ends.in16(data + start) | ends.in16(data + start + 16) << 16;
+      if (candidates == 0 && start != last - 31) continue;
+      window.start = start;
+      window.end = start + 32;
+      window.candidates = candidates;
+      return;
     }
-    if (first > last) return notFound;
-    window = windowFrom(data, first, last, ends);
-    first = advance<width>(first, window.start);
   }
+  uint32_t candidates = 0;
+  if (last >= 15)
+    candidates = ends.in16(data) | ends.in16(data + last - 15) << (last - 15);
+  else if (last >= 7)
+    candidates = ends.in8(data) | ends.in8(data + last - 7) << (last - 7);
+  else
+    for (int32_t at = 0; at <= last; ++at) candidates |= ends.in1(data + at) << at;
+  window.start = 0;
+  window.end = last + 1;
+  window.candidates = candidates;
 }
 
-template int32_t findOperand<1>(const uint8_t*, int32_t, int32_t, const InspectOperand&, SearchWindow&);
-template int32_t findOperand<2>(const uint8_t*, int32_t, int32_t, const InspectOperand&, SearchWindow&);
-
 uint32_t countByte(const uint8_t* bytes, int32_t length, uint8_t wanted) {
-  uint32_t count = 0;
-  int32_t at = 0;
-  if (length >= vectorBytes) {
-    const __m128i byte = all(wanted);
-    __m128i sums = _mm_setzero_si128();
-    do {
-      // A lane counts 255 vectors before it must be emptied.
-      const int32_t end = at + std::min((length - at) / vectorBytes, 255) * vectorBytes;
-      __m128i lanes = _mm_setzero_si128();
-#pragma GCC unroll 4
-      for (; at < end; at += vectorBytes) lanes = _mm_sub_epi8(lanes, _mm_cmpeq_epi8(load(bytes + at), byte));
-      sums = _mm_add_epi64(sums, _mm_sad_epu8(lanes, _mm_setzero_si128()));
-    } while (length - at >= vectorBytes);
-    count = static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_add_epi64(sums, _mm_srli_si128(sums, 8))));
+  if (length < vectorBytes) {
+    uint32_t count = 0;
+    for (int32_t at = 0; at < length; ++at) count += bytes[at] == wanted;
+    return count;
   }
-  for (; at < length; ++at) count += bytes[at] == wanted;
-  return count;
+  const __m128i byte = all(wanted), none = _mm_setzero_si128();
+  // The rest behind whole vectors are the last bytes of one that overlaps them.
+  const __m128i restOnly = load(lastBytesOnly.data() + length % vectorBytes);
+  const __m128i rest = _mm_cmpeq_epi8(load(bytes + length - vectorBytes), byte);
+  __m128i sums = _mm_sad_epu8(_mm_sub_epi8(none, _mm_and_si128(rest, restOnly)), none);
+  for (int32_t at = 0, end; length - at >= vectorBytes;) {
+    // A lane counts 255 vectors before it must be emptied.
+    end = at + std::min((length - at) / vectorBytes, 255) * vectorBytes;
+    __m128i lanes = none;
+#pragma GCC unroll 4
+    for (; at < end; at += vectorBytes) lanes = _mm_sub_epi8(lanes, _mm_cmpeq_epi8(load(bytes + at), byte));
+    sums = _mm_add_epi64(sums, _mm_sad_epu8(lanes, none));
+  }
+  return static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_add_epi64(sums, _mm_srli_si128(sums, 8))));
 }
 
 void replaceByte(uint8_t* bytes, int32_t length, uint8_t wanted, uint8_t replacement) {

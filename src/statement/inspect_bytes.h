@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 namespace qrt::statement {
 
@@ -14,24 +15,51 @@ struct InspectOperand {
 
 inline constexpr int32_t notFound = -1;
 
-// What a search saw of the positions from `start` to before `end`: bit n is set where an operand may stand at
-// `start` + n.
+// What a search saw of the positions from `start` to before `end`: bit n is set where both ends of the
+// operand stand as they do in it at `start` + n.
 struct SearchWindow {
-  int32_t start = 0, end = 0;
-  uint32_t candidates = 0;
+  int32_t start, end;
+  uint32_t candidates;
 };
+
+// Moves the window to the next place from `first` on that has candidates, or the last one, that ends with
+// `last`.
+void moveWindow(SearchWindow& window, const uint8_t* data, int32_t first, int32_t last,
+                const InspectOperand& wanted);
+
+// The next position from `position` on, by whole characters, that isn't below `least`.
+template <int32_t width>
+constexpr int32_t advance(int32_t position, int32_t least) {
+  return least <= position ? position : position + (least - position + width - 1) / width * width;
+}
 
 // Position of the first `wanted`, of at least one byte, that starts at `first`, `first` + width... up to
 // `last`; notFound when there is none. All bytes from data[0] to the end of one that starts at `last` are
-// there. `window` is empty for the first search, and serves the next ones with other values of `first` only,
-// in rising order, as long as no byte behind their `first` has changed.
+// there. `window` is empty for the first search, and serves the next ones with other values of `first` as
+// long as no byte behind their `first` has changed.
 template <int32_t width>
-int32_t findOperand(const uint8_t* data, int32_t first, int32_t last, const InspectOperand& wanted,
-                    SearchWindow& window);
+inline int32_t findOperand(const uint8_t* data, int32_t first, int32_t last, const InspectOperand& wanted,
+                           SearchWindow& window) {
+  if (first < window.start) window = {};
+  for (;;) {
+    if (first < window.end) {
+      uint32_t candidates = window.candidates & (width == 1 ? ~0u : 0x55555555u) << (first - window.start);
+      for (; candidates != 0; candidates &= candidates - 1) {
+        const int32_t at = window.start + __builtin_ctz(candidates);
+        if (wanted.length <= 2 || memcmp(data + at + 1, wanted.address + 1, wanted.length - 2u) == 0)
+          return at;
+      }
+      first = advance<width>(first, window.end);
+    }
+    if (first > last) return notFound;
+    moveWindow(window, data, first, last, wanted);
+    first = advance<width>(first, window.start);
+  }
+}
 
 template <int32_t width>
 int32_t findOperand(const uint8_t* data, int32_t first, int32_t last, const InspectOperand& wanted) {
-  SearchWindow window;
+  SearchWindow window{};
   return findOperand<width>(data, first, last, wanted, window);
 }
 
