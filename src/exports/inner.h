@@ -22,6 +22,7 @@
 #include "statement/deedit.h"
 #include "statement/display.h"
 #include "statement/edit.h"
+#include "statement/inspect.h"
 #include "statement/move.h"
 #include "statement/refresh.h"
 #include "statement/search.h"

@@ -111,6 +111,18 @@ AT(QrtSearchControl, keyCount, 2);
 AT(QrtSearchControl, conditionCount, 4);
 AT(QrtSearchControl, keys, 8);
 AT(QrtSearchArgument, whole, 4);
+static_assert(sizeof(QrtInspectOperand) == 12);
+AT(QrtInspectOperand, nationalFlags, 1);
+AT(QrtInspectOperand, itemFlags, 2);
+AT(QrtInspectOperand, phraseFlags, 3);
+AT(QrtInspectOperand, length, 4);
+AT(QrtInspectOperand, address, 8);
+static_assert(sizeof(QrtInspectPhrase) == 48);
+AT(QrtInspectPhrase, compared, 12);
+AT(QrtInspectPhrase, before, 24);
+AT(QrtInspectPhrase, after, 36);
+AT(QrtInspectBlock, item, 4);
+AT(QrtInspectBlock, phrases, 16);
 
 AT(QrtDisplayControl, target, 4);
 AT(QrtDisplayControl, flags, 5);

@@ -1,0 +1,217 @@
+// INSPECT: known statements, random ones against the plain rules, messages, and what a statement asks of the
+// heap.
+#include <stdlib.h>
+
+#include <deque>
+#include <optional>
+#include <random>
+
+#include "statement/pictures.h"
+#include "statement/plain_inspect.h"
+#include "support/allocation.h"
+#include "support/process.h"
+
+namespace {
+
+using namespace qrt::test;
+
+// A block as a compiler lays it out.
+struct Block {
+  std::vector<uint32_t> words = std::vector<uint32_t>(4);
+
+  explicit Block(const QrtInspectOperand& item) { record()->item = item; }
+  QrtInspectBlock* record() { return reinterpret_cast<QrtInspectBlock*>(words.data()); }
+  void add(const QrtInspectPhrase& phrase) {
+    words.resize(words.size() + sizeof phrase / 4);
+    memcpy(&words[words.size() - sizeof phrase / 4], &phrase, sizeof phrase);
+    ++record()->phraseCount;
+  }
+};
+
+// A statement as text. Its phrases stand between "; ": T, R or C; A, L, F or C for ALL, LEADING, FIRST or
+// CHARACTERS; then what is compared behind ":", the replacement behind "=" or a figurative one behind "*",
+// the BEFORE and AFTER delimiters behind "<" and ">".
+struct Statement {
+  std::string item;
+  std::deque<std::string> operands;
+  std::deque<uint32_t> counters;
+  Block block;
+
+  Statement(std::string_view text, std::string_view phrases)
+      : item(text), block({0, 0, 0, 0, int32_t(item.size()), item.data()}) {
+    for (const std::string& phrase : split(phrases, "; ")) add(phrase);
+  }
+  void add(const std::string& text) {
+    const auto operand = [&](char mark) -> QrtInspectOperand {
+      const size_t start = text.find(mark);
+      if (start == text.npos) return {};
+      const size_t end = std::min(text.find_first_of(":=*<>", start + 1), text.size());
+      operands.push_back(text.substr(start + 1, end - start - 1));
+      return {0, 0, 0, 0, int32_t(operands.back().size()), operands.back().data()};
+    };
+    const bool figurative = text.find('*') != text.npos;
+    QrtInspectPhrase phrase{operand(figurative ? '*' : '='), operand(':'), operand('<'), operand('>')};
+    int flags = text[0] == 'T'   ? QRT_INSPECT_TALLYING
+                : text[0] == 'R' ? QRT_INSPECT_REPLACING
+                                 : QRT_INSPECT_CONVERTING;
+    flags |= text[1] == 'L'   ? QRT_INSPECT_LEADING
+             : text[1] == 'F' ? QRT_INSPECT_FIRST
+             : text[1] == 'C' ? QRT_INSPECT_CHARACTERS
+                              : 0;
+    if (phrase.before.length != 0) flags |= QRT_INSPECT_HAS_BEFORE;
+    phrase.replacement.phraseFlags = static_cast<uint8_t>(flags);
+    phrase.replacement.itemFlags = static_cast<uint8_t>(
+        (figurative ? QRT_INSPECT_FIGURATIVE : 0) | (phrase.after.length != 0 ? QRT_INSPECT_HAS_AFTER : 0));
+    if (text[0] == 'T') phrase.replacement.address = &counters.emplace_back(0);
+    block.add(phrase);
+  }
+  // The item and the counters.
+  std::string run() {
+    _qrtcInspect(block.record());
+    std::string result = item;
+    for (const uint32_t counter : counters) result += " " + std::to_string(counter);
+    return result;
+  }
+};
+
+TEST(Inspect, KnownStatements) {
+  // Item, phrases, the item and the counters afterwards.
+  constexpr std::string_view cases =
+      "ABCABC|TA:BC|ABCABC 2\nAAAA|TA:AA|AAAA 2\nAABAA|TL:A|AABAA 2\nABCD|TC<C|ABCD 2\nABCD|TC>X|ABCD 0\n"
+      "CABC|TC<C|CABC 0\nAXA|RF:A=Z|ZXA\nABAB|RA:A* | B B\nCAB|CA:ABC=XYZ|ZXY\nABA|CA:AAB=XYZ|XZX\n"
+      "AAB|TA:A; RA:A=C; TA:A|CCB 2 0\nAAB|TA:A; CA:A=B; TA:B|BBB 2 0\nAB|RA:A=B; "
+      "RA:B=C|BC\nABA|RA:ABAB=XXXX; RA:A=C|CBC\n"
+      // A BEFORE delimiter ahead of the AFTER delimiter; an operand that runs past a BEFORE delimiter; one
+      // that another phrase takes the first place of; LEADING behind its AFTER delimiter, and cut off.
+      "AXBYA|TC>Y<X|AXBYA 0\nABCAB|TA:AB<B|ABCAB 1\nXABB|TA:XA; TL:B>X|XABB 1 0\nXBBAB|TL:B>X; TA:B|XBBAB 2 "
+      "1\n"
+      "BAB|TA:A; TL:B|BAB 1 1\nAAXAA|RL:A*-<X; RA:A=b|--Xbb\nABCDEF|RA:C=c; RC*.|..c...\n"
+      "ABCDEF|RC*.<C; CA:DEF=def|..Cdef\nA-B-C|RF:-=+>B; RA:-=/|A/B+C";
+  for (const std::string& row : split(cases, "\n")) {
+    const auto column = split(row, "|");
+    EXPECT_EQ(Statement(column[0], column[1]).run(), column[2]) << row;
+  }
+  // -123 keeps its sign.
+  Statement signedItem("12s", "RA:3=4");
+  signedItem.block.record()->item.itemFlags = QRT_INSPECT_NUMERIC | QRT_INSPECT_SIGNED;
+  EXPECT_EQ(signedItem.run(), "12t");
+}
+
+// An area that holds item, operands and counters at random places; operands may lie in the item.
+struct Arena {
+  std::mt19937& random;
+  std::vector<uint8_t> bytes = std::vector<uint8_t>(1024);
+  int width, itemAt, itemSize;
+  bool few;  // few different bytes, so that operands are found
+
+  explicit Arena(std::mt19937& source) : random(source) {
+    width = pick(3) == 0 ? 2 : 1;
+    itemSize = pick(pick(8) == 0 ? 600 : 60);
+    itemAt = 300;
+    few = pick(4) != 0;
+    for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(few ? "12Aq"[pick(2 + pick(3))] : pick(256));
+  }
+  int pick(int choices) { return static_cast<int>(random() % static_cast<unsigned>(choices)); }
+
+  QrtInspectOperand operand(int size, bool mayBeInItem = true) {
+    const int at = mayBeInItem && pick(20) == 0 ? itemAt + pick(itemSize + 1) : pick(260);
+    QrtInspectOperand made{0, 0, 0, 0, size, &bytes[static_cast<size_t>(at)]};
+    if (pick(4) == 0)
+      made.itemFlags = static_cast<uint8_t>(QRT_INSPECT_NUMERIC | pick(8) << 2 | (pick(4) == 0 ? 0x10 : 0));
+    if (pick(16) == 0) made.nationalFlags = QRT_INSPECT_NATIONAL_NUMERIC;
+    return made;
+  }
+  QrtInspectOperand item() {
+    QrtInspectOperand made = operand(itemSize);
+    made.address = &bytes[static_cast<size_t>(itemAt)];
+    if (width == 2) made.itemFlags |= static_cast<uint8_t>(pick(2) == 0 ? 0x40 : 0x01);
+    return made;
+  }
+  QrtInspectPhrase phrase() {
+    const bool whole = pick(16) != 0;  // whole characters
+    const int unit = whole ? width : 1, size = unit * (pick(4) == 0 ? pick(6) : 1 + pick(2));
+    const bool converts = pick(4) == 0, equal = pick(8) != 0;
+    const int length = converts ? unit * pick(30) : size;
+    QrtInspectPhrase made{operand(equal ? length : pick(6)), operand(length), operand(unit * pick(3)),
+                          operand(unit * pick(3))};
+    int flags = converts       ? QRT_INSPECT_CONVERTING
+                : pick(2) == 0 ? QRT_INSPECT_REPLACING
+                               : QRT_INSPECT_TALLYING;
+    if (!converts && pick(2) == 0) flags |= 1 << (1 + pick(2)) | (pick(8) == 0 ? 6 : 0);
+    if (!converts && pick(4) == 0) flags |= QRT_INSPECT_CHARACTERS;
+    if (pick(4) == 0) flags |= QRT_INSPECT_HAS_BEFORE;
+    if (flags & QRT_INSPECT_TALLYING)
+      made.replacement = {0, 0, 0, 0, 4, &bytes[1000 + static_cast<size_t>(pick(20))]};
+    if (equal && !converts && (flags & QRT_INSPECT_CHARACTERS)) made.replacement.length = width;
+    made.replacement.phraseFlags = static_cast<uint8_t>(flags);
+    if (pick(8) == 0) made.replacement.itemFlags = QRT_INSPECT_FIGURATIVE, made.replacement.nationalFlags = 0;
+    if (pick(4) == 0) made.replacement.itemFlags |= QRT_INSPECT_HAS_AFTER;
+    // Alphabets: neighbouring codes, turned into others of their own order or of none.
+    if (converts && equal && pick(2) == 0)
+      for (int at = 0; at < length; ++at) {
+        static_cast<uint8_t*>(made.compared.address)[at] = static_cast<uint8_t>('A' + at);
+        if (pick(40) != 0)
+          static_cast<uint8_t*>(made.replacement.address)[at] = static_cast<uint8_t>('a' + at);
+      }
+    return made;
+  }
+};
+
+TEST(Inspect, RandomStatementsAsThePlainRules) {
+  setenv("COBMSGS", "/dev/null", 1);
+  _qrtPgmInit(nullptr);
+  std::mt19937 random(42);
+  for (int round = 0; round < 200000; ++round) {
+    Arena arena(random);
+    Block block(arena.item());
+    for (int left = arena.pick(arena.pick(20) == 0 ? 20 : 4); left > 0; --left) block.add(arena.phrase());
+
+    const std::vector<uint8_t> before = arena.bytes;
+    qrt::statement::plainInspect(*block.record());
+    const std::vector<uint8_t> expected = arena.bytes;
+    std::ranges::copy(before, arena.bytes.begin());
+    _qrtcInspect(block.record());
+    ASSERT_EQ(arena.bytes, expected) << round;
+  }
+  _qrtCleanUp();
+  unsetenv("COBMSGS");
+}
+
+TEST(Inspect, MessagesForOperandsOfDifferentLengths) {
+  const Ended ended =
+      inChild([] { puts(Statement("ABCABC", "RC=xy<B; RA:BC=-; RA:A=; RA:A* ; CA:C=de").run().c_str()); });
+  EXPECT_EQ(ended.exitCode, 0);
+  EXPECT_EQ(ended.out, "x-d -d\n");
+  std::string heads;
+  for (const std::string& line : split(ended.err, "\n"))
+    if (line.starts_with("QRT")) heads += line.substr(0, line.find(':')) + ";";
+  EXPECT_EQ(heads,
+            "QRT076W  INSPECT CHARACTERS BY;QRT077W  INSPECT REPLACING;QRT077W  INSPECT REPLACING;"
+            "QRT077W  INSPECT CONVERTING;");
+}
+
+TEST(Inspect, AsksTheHeapForLongStatementsOnly) {
+  if (!canFailAllocations) GTEST_SKIP();
+  Statement("", "TA:A").run();  // what the guard keeps
+  for (const int phrases : {12, 13}) {
+    Statement statement("ABC", "TA:A");
+    while (statement.block.record()->phraseCount < phrases) statement.add("TA:C");
+    const int32_t before = liveBlocks();
+    int32_t requests;
+    {
+      const FailingAllocation counting(0);
+      _qrtcInspect(statement.block.record());
+      requests = counting.requests();
+    }
+    EXPECT_EQ(requests, phrases > 12);
+    EXPECT_EQ(liveBlocks(), before);
+    EXPECT_EQ(statement.counters[0] + statement.counters[1], 2u);
+    const Ended ended = inChild([&] {
+      const FailingAllocation failing(1);
+      _qrtcInspect(statement.block.record());
+    });
+    EXPECT_EQ(ended.exitCode, phrases > 12 ? 3 : 0) << ended.err;
+  }
+}
+
+}  // namespace
