@@ -16,3 +16,4 @@
 #include "statement/display.h"
 #include "statement/edit.h"
 #include "statement/move.h"
+#include "statement/string_statement.h"
