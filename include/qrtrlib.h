@@ -166,13 +166,20 @@ typedef struct QrtProgramEntry {
 /* The block of a compiled program, laid out by the compiler and passed at each entry and exit. */
 typedef struct QrtProgramBlock {
   uint8_t reserved0[5];
-  uint8_t compilerLevel[3];    /*  5: version, release, modification of the compiler */
-  QrtProgramEntry* entries;    /*  8: the program and those nested in it */
-  const char* name;            /* 12: program name, not terminated */
-  uint32_t nameLength;         /* 16: bytes */
-  uint32_t flags;              /* 20: QRT_PROGRAM_* and QRT_OPTION_* */
-  QrtPlle* plle;               /* 24: null while the program isn't bound to a run unit */
-  const uint8_t* inverseTable; /* 28: collating table, 256 bytes; null for none; set by _qrtcCollSeq */
+  uint8_t compilerLevel[3];      /*  5: version, release, modification of the compiler */
+  QrtProgramEntry* entries;      /*  8: the program and those nested in it */
+  const char* name;              /* 12: program name, not terminated */
+  uint32_t nameLength;           /* 16: bytes */
+  uint32_t flags;                /* 20: QRT_PROGRAM_* and QRT_OPTION_* */
+  QrtPlle* plle;                 /* 24: null while the program isn't bound to a run unit */
+  const uint8_t* inverseTable;   /* 28: collating table, 256 bytes; null for none; set by _qrtcCollSeq */
+  uint8_t compilerLevel[3];      /*  5: version, release, modification of the compiler */
+  QrtProgramEntry* entries;      /*  8: the program and those nested in it */
+  const char* name;              /* 12: program name, not terminated */
+  uint32_t nameLength;           /* 16: bytes */
+  uint32_t flags;                /* 20: QRT_PROGRAM_* and QRT_OPTION_* */
+  QrtPlle* plle;                 /* 24: null while the program isn't bound to a run unit */
+  const uint8_t* collatingTable; /* 28: 256 bytes, the rank of each byte; null for none */
   QrtFileDescription** fileDescriptions; /* 32 */
   char* upsi;                            /* 36: set to the run unit's UPSI switches at the first entry */
   const uint8_t* sortedTable;            /* 40: the bytes in collating order; set by _qrtcCollSeq */
@@ -1250,6 +1257,112 @@ QRT_API void _qrtAcceptUnicode(uint8_t flags, const int32_t* length, void* recei
 /* Guarded. STOP with a literal: shows the text on SYSOUT and waits for a line, or the end, of SYSIN. Message
    200 on a read error. */
 QRT_API void _qrtcStopLiteral(int32_t length, const char* text);
+
+/* ======================================================================================================
+ * STRING and UNSTRING
+ * ====================================================================================================== */
+
+/* Lengths are bytes; one below 0 counts as 0. Of double-byte and national data a character has two bytes:
+   delimiters are looked for at each second byte from the start only, and pointers and counts are in
+   characters. Where the program's collating table is in force, for single-byte data, a delimiter is found
+   where the table maps both texts to the same bytes. */
+
+/* A sending field. */
+typedef struct QrtStringField {
+  const uint8_t* data; /* 0 */
+  int32_t length;      /* 4 */
+} QrtStringField;
+
+/* A delimiter and the sending fields that end before it. The next group follows the last field. */
+typedef struct QrtStringGroup {
+  const uint8_t* delimiter; /*  0: null for DELIMITED BY SIZE */
+  int32_t delimiterLength;  /*  4: 0 for DELIMITED BY SIZE */
+  int32_t fieldCount;       /*  8 */
+  QrtStringField fields[1]; /* 12: as many as there are */
+} QrtStringGroup;
+
+/* Bits of QrtStringBlock.flags. */
+#define QRT_STRING_POINTER 0x80
+#define QRT_STRING_DOUBLE_BYTE 0x40
+#define QRT_STRING_COLLATING 0x10 /* the program's collating table is in force */
+#define QRT_STRING_NATIONAL 0x08
+
+typedef struct QrtStringBlock {
+  uint8_t reserved0[3];
+  uint8_t flags;        /*  3: QRT_STRING_* */
+  uint8_t* target;      /*  4 */
+  int32_t targetLength; /*  8 */
+  int32_t pointer;      /* 12: in, with QRT_STRING_POINTER: first character to write, from 1; out, always: the
+                                one behind the last written */
+  int32_t groupCount;   /* 16 */
+  QrtStringGroup groups[1]; /* 20: as many as there are */
+} QrtStringBlock;
+
+/* Guarded. STRING: appends to the target, from the pointer on, each sending field or what stands before its
+   delimiter; the rest of the target stays as it was. What doesn't fit is cut, later fields are still tried,
+   and a word at `overflow` that isn't 0 is incremented. A pointer outside of the target moves nothing.
+   `programContext` is looked at with QRT_STRING_COLLATING only. */
+QRT_API void _qrtcString(QrtStringBlock* block, const QrtProgramBlock* programContext, uint32_t* overflow);
+
+/* Bit of QrtUnstringDelimiter.flags. */
+#define QRT_DELIMITER_ALL 0x80000000u /* adjacent occurrences count as one */
+
+/* A delimiter; one of no length is never found. */
+typedef struct QrtUnstringDelimiter {
+  const uint8_t* data; /* 0 */
+  int32_t length;      /* 4 */
+  uint32_t flags;      /* 8: QRT_DELIMITER_ALL */
+} QrtUnstringDelimiter;
+
+/* Bits of QrtUnstringBlock.flags. */
+#define QRT_UNSTRING_POINTER 0x80
+#define QRT_UNSTRING_DOUBLE_BYTE 0x40
+#define QRT_UNSTRING_COLLATING 0x10 /* the program's collating table is in force */
+#define QRT_UNSTRING_TALLYING 0x08
+#define QRT_UNSTRING_NATIONAL 0x02
+
+typedef struct QrtUnstringBlock {
+  uint8_t reserved0[3];
+  uint8_t flags;          /*  3: QRT_UNSTRING_* */
+  const uint8_t* source;  /*  4 */
+  int32_t sourceLength;   /*  8 */
+  int32_t pointer;        /* 12: with QRT_UNSTRING_POINTER: first character to look at, from 1; out: the
+                                  first one that wasn't */
+  int32_t tally;          /* 16: with QRT_UNSTRING_TALLYING, the receivers acted upon are added */
+  int32_t delimiterCount; /* 20 */
+  int32_t receiverCount;  /* 24 */
+  QrtUnstringDelimiter delimiters[1]; /* 28: as many as there are, in the order in which they are tried */
+} QrtUnstringBlock;
+
+/* Bits of QrtUnstringReceiver.flags; of delimiterFlags, QRT_RECEIVER_RIGHT. */
+#define QRT_RECEIVER_NUMERIC 0x80
+#define QRT_RECEIVER_SIGN_SEPARATE 0x40
+#define QRT_RECEIVER_SIGN_LEADING 0x20
+#define QRT_RECEIVER_RIGHT 0x10            /* JUSTIFIED RIGHT */
+#define QRT_RECEIVER_NUMERIC_TWO_BYTE 0x08 /* numeric, two bytes a digit */
+
+typedef struct QrtUnstringReceiver {
+  uint8_t* data;  /*  0 */
+  int32_t length; /*  4: bytes */
+  int32_t digits; /*  8: of a numeric receiver, its digit positions */
+  uint8_t reserved12[3];
+  uint8_t flags;           /* 15: QRT_RECEIVER_* */
+  uint8_t* delimiter;      /* 16: DELIMITER IN; null for none */
+  int32_t delimiterLength; /* 20: bytes */
+  uint8_t reserved24[3];
+  uint8_t delimiterFlags; /* 27 */
+  int32_t count;          /* 28: COUNT IN, out: characters of the field before it was cut */
+} QrtUnstringReceiver;
+
+/* Guarded. UNSTRING: cuts the source, from the pointer on, at its delimiters, or without any into pieces of
+   the receivers' sizes, one for each receiver. Receivers that the source doesn't reach stay as they are, with
+   their DELIMITER IN and COUNT IN. Text is justified, cut and padded with blanks. A numeric receiver gets the
+   last bytes of the field, whatever they are, behind zeros in its digit positions, zeros behind these and a
+   separate sign "+". DELIMITER IN gets the delimiter once, as the block has it, or blanks. Source left over
+   increments a word at `overflow` that isn't 0; a pointer outside of the source moves nothing.
+   `programContext` is looked at with QRT_UNSTRING_COLLATING only. */
+QRT_API void _qrtcUnString(QrtUnstringBlock* block, QrtUnstringReceiver* receivers,
+                           const QrtProgramBlock* programContext, uint32_t* overflow);
 
 /* ======================================================================================================
  * Files

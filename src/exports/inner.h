@@ -26,3 +26,4 @@
 #include "statement/move.h"
 #include "statement/refresh.h"
 #include "statement/search.h"
+#include "statement/string_statement.h"
