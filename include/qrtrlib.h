@@ -166,25 +166,19 @@ typedef struct QrtProgramEntry {
 /* The block of a compiled program, laid out by the compiler and passed at each entry and exit. */
 typedef struct QrtProgramBlock {
   uint8_t reserved0[5];
-  uint8_t compilerLevel[3];      /*  5: version, release, modification of the compiler */
-  QrtProgramEntry* entries;      /*  8: the program and those nested in it */
-  const char* name;              /* 12: program name, not terminated */
-  uint32_t nameLength;           /* 16: bytes */
-  uint32_t flags;                /* 20: QRT_PROGRAM_* and QRT_OPTION_* */
-  QrtPlle* plle;                 /* 24: null while the program isn't bound to a run unit */
-  const uint8_t* inverseTable;   /* 28: collating table, 256 bytes; null for none; set by _qrtcCollSeq */
-  uint8_t compilerLevel[3];      /*  5: version, release, modification of the compiler */
-  QrtProgramEntry* entries;      /*  8: the program and those nested in it */
-  const char* name;              /* 12: program name, not terminated */
-  uint32_t nameLength;           /* 16: bytes */
-  uint32_t flags;                /* 20: QRT_PROGRAM_* and QRT_OPTION_* */
-  QrtPlle* plle;                 /* 24: null while the program isn't bound to a run unit */
-  const uint8_t* collatingTable; /* 28: 256 bytes, the rank of each byte; null for none */
+  uint8_t compilerLevel[3];              /*  5: version, release, modification of the compiler */
+  QrtProgramEntry* entries;              /*  8: the program and those nested in it */
+  const char* name;                      /* 12: program name, not terminated */
+  uint32_t nameLength;                   /* 16: bytes */
+  uint32_t flags;                        /* 20: QRT_PROGRAM_* and QRT_OPTION_* */
+  QrtPlle* plle;                         /* 24: null while the program isn't bound to a run unit */
+  const uint8_t* collatingTable;         /* 28: the rank of each of the 256 bytes; null for none; _qrtcCollSeq
+                                                sets it */
   QrtFileDescription** fileDescriptions; /* 32 */
   char* upsi;                            /* 36: set to the run unit's UPSI switches at the first entry */
-  const uint8_t* sortedTable;            /* 40: the bytes in collating order; set by _qrtcCollSeq */
-  const uint8_t* ebcdicTable;            /* 44: native images of the EBCDIC bytes; set by _qrtcEBCDIC */
-  const uint8_t* ebcdicTable2;           /* 48: the same */
+  const uint8_t* sortedTable;  /* 40: the bytes in collating order; set by _qrtcCollSeq */
+  const uint8_t* ebcdicTable;  /* 44: native images of the EBCDIC bytes; set by _qrtcEBCDIC */
+  const uint8_t* ebcdicTable2; /* 48: the same */
   uint32_t reserved52[2];
   int32_t yearWindow;      /* 60: first year of the window, negative when relative to the current year */
   uint32_t* runUnitShared; /* 64: set, from level 5.1.1 on, to a word that all programs share */
@@ -567,13 +561,13 @@ QRT_API void _qrt_cpm_exit(void) __attribute__((noreturn));
  * none.
  * ====================================================================================================== */
 
-/* In the entries of this section `op1Digits`, `sourceDigits`... count decimal digits. Results that don't fit
-   are cut on the left without a report. A result may lie on an operand of the same address and length.
-   Arithmetic checks its operands first and reports a sign nibble below 10 as message 39, a digit nibble above
-   9 as message 903; compares, shifts and zoned operands aren't checked. */
+/* In the entries of this section `op1Digits`, `sourceDigits`... count decimal digits. Results that don't fit are
+   cut on the left without a report. A result may lie on an operand of the same address and length. Arithmetic
+   checks its operands first and reports a sign nibble below 10 as message 39, a digit nibble above 9 as message
+   903; compares, shifts and zoned operands aren't checked. */
 
-/* Guarded. op1 plus op2; op1 minus op2; op1 times op2. Return `result`, also when caught. Operands of SUB,
-   and of ADD with unlike signs, have at most 63 digits, those of MPY at most 63 without leading zeros. */
+/* Guarded. op1 plus op2; op1 minus op2; op1 times op2. Return `result`, also when caught. Operands of SUB, and of
+   ADD with unlike signs, have at most 63 digits, those of MPY at most 63 without leading zeros. */
 QRT_API uint8_t* _qrtcBCD_ADD_Pckd(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
                                    int32_t resultDigits, int32_t op2Digits, int32_t op1Digits);
 QRT_API uint8_t* _qrtcBCD_SUB_Pckd(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
@@ -581,14 +575,13 @@ QRT_API uint8_t* _qrtcBCD_SUB_Pckd(const uint8_t* op1, const uint8_t* op2, uint8
 QRT_API uint8_t* _qrtcBCD_MPY_Pckd(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
                                    int32_t resultDigits, int32_t op2Digits, int32_t op1Digits);
 
-/* Guarded. The integer quotient, truncated towards zero. Returns `quotient`, also when caught. The dividend
-   has at most 91 digits without leading zeros. A zero divisor is message 902 and leaves the quotient as it
-   was. */
+/* Guarded. The integer quotient, truncated towards zero. Returns `quotient`, also when caught. The dividend has
+   at most 91 digits without leading zeros. A zero divisor is message 902 and leaves the quotient as it was. */
 QRT_API uint8_t* _qrtcBCD_DIV_Pckd(const uint8_t* dividend, const uint8_t* divisor, uint8_t* quotient,
                                    int32_t quotientDigits, int32_t divisorDigits, int32_t dividendDigits);
 
-/* Guarded. The same with the remainder, which takes the sign of the dividend. A zero divisor leaves both as
-   they were. A remainder of a dividend shorter than the divisor keeps the dividend's sign nibble. */
+/* Guarded. The same with the remainder, which takes the sign of the dividend. A zero divisor leaves both as they
+   were. A remainder of a dividend shorter than the divisor keeps the dividend's sign nibble. */
 QRT_API void _qrtcBCD_DIVR_Pckd(const uint8_t* dividend, const uint8_t* divisor, uint8_t* quotient,
                                 uint8_t* remainder, int32_t remainderDigits, int32_t quotientDigits,
                                 int32_t divisorDigits, int32_t dividendDigits);
@@ -601,18 +594,12 @@ QRT_API uint8_t* _qrtcBCD_NEG_Pckd(const uint8_t* source, uint8_t* destination, 
                                    int32_t sourceDigits);
 
 /* Guarded. 1 when the relation of op1 to op2 holds, else 0, also when caught. -0 equals +0. */
-QRT_API int32_t _qrtcBCD_EQU_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits,
-                                  int32_t op1Digits);
-QRT_API int32_t _qrtcBCD_NEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits,
-                                  int32_t op1Digits);
-QRT_API int32_t _qrtcBCD_GRT_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits,
-                                  int32_t op1Digits);
-QRT_API int32_t _qrtcBCD_GEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits,
-                                  int32_t op1Digits);
-QRT_API int32_t _qrtcBCD_LES_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits,
-                                  int32_t op1Digits);
-QRT_API int32_t _qrtcBCD_LEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits,
-                                  int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_EQU_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_NEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_GRT_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_GEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_LES_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_LEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
 
 /* Guarded. 1 when the value is zero, else 0, also when caught. */
 QRT_API int32_t _qrtcBCD_NOT_Pckd(const uint8_t* op, int32_t opDigits);
@@ -620,16 +607,16 @@ QRT_API int32_t _qrtcBCD_NOT_Pckd(const uint8_t* op, int32_t opDigits);
 /* Guarded. The source times 10 to the `shift`, with its sign nibble as it is; the source without its `shift`
    low-order digits, cut, or rounded by the highest digit dropped, half away from zero. Return `destination`,
    null when caught. `shift` is 0 or above. */
-QRT_API uint8_t* _qrtcBCD_SHFD_Pckd_Left(const uint8_t* source, uint8_t* destination,
-                                         int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_Pckd_Left(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
+                                         int32_t sourceDigits, int32_t shift);
 QRT_API uint8_t* _qrtcBCD_SHFD_Pckd_Right(const uint8_t* source, uint8_t* destination,
                                           int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
 QRT_API uint8_t* _qrtcBCD_SHFD_Pckd_RightRnd(const uint8_t* source, uint8_t* destination,
                                              int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
 
-/* Guarded. The same on zoned items. To the left destinationDigits must be sourceDigits + shift; to the right
-   the first destinationDigits digits of the source stay and `shift` isn't used. Return `destination`, null
-   when caught. */
+/* Guarded. The same on zoned items. To the left destinationDigits must be sourceDigits + shift; to the right the
+   first destinationDigits digits of the source stay and `shift` isn't used. Return `destination`, null when
+   caught. */
 QRT_API uint8_t* _qrtcBCD_SHFD_ZndLO_Left(const uint8_t* source, uint8_t* destination,
                                           int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
 QRT_API uint8_t* _qrtcBCD_SHFD_ZndLO_Right(const uint8_t* source, uint8_t* destination,
@@ -651,22 +638,21 @@ QRT_API uint8_t* _qrtcBCD_SHFD_ZndUS_Left(const uint8_t* source, uint8_t* destin
 QRT_API uint8_t* _qrtcBCD_SHFD_ZndUS_Right(const uint8_t* source, uint8_t* destination,
                                            int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
 
-/* 1 when every nibble of the item, the spare one of an even count included, is a digit and the last one a
-   sign; else 0. */
+/* 1 when every nibble of the item, the spare one of an even count included, is a digit and the last one a sign;
+   else 0. */
 QRT_API int32_t _Is_Valid_Pckd_BCD(const uint8_t* item, int32_t digits);
 
 /* -1, 0 or 1 for op1 below, equal to or above op2. */
-QRT_API int32_t _Compare_Pckd_BCD(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits,
-                                  int32_t op1Digits);
+QRT_API int32_t _Compare_Pckd_BCD(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
 
-/* The sum of two magnitudes, lengths in bytes, `longBytes` not below `shortBytes`. The result is given a
-   minus when `negative` isn't 0 and the sum isn't zero; a spare nibble isn't cleared. */
+/* The sum of two magnitudes, lengths in bytes, `longBytes` not below `shortBytes`. The result is given a minus
+   when `negative` isn't 0 and the sum isn't zero; a spare nibble isn't cleared. */
 QRT_API void packed_add(const uint8_t* longer, int32_t longBytes, const uint8_t* shorter, int32_t shortBytes,
                         uint8_t* result, int32_t resultBytes, int32_t negative);
 
-/* Packs the low-order digits of zoned bytes, zones and all, into a positive packed item; unpacks the
-   low-order digits of a packed item, whatever its sign, into plain zoned bytes. `*nonZero` is 0 when only
-   zeros were moved, not 0 otherwise. Source and destination don't overlap. */
+/* Packs the low-order digits of zoned bytes, zones and all, into a positive packed item; unpacks the low-order
+   digits of a packed item, whatever its sign, into plain zoned bytes. `*nonZero` is 0 when only zeros were moved,
+   not 0 otherwise. Source and destination don't overlap. */
 QRT_API void _Convert_Znd_To_Pckd(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
                                   int32_t sourceDigits, uint32_t* nonZero);
 QRT_API void _Convert_Pckd_To_ZndUS(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
@@ -966,10 +952,10 @@ QRT_API void _qrtuNumval(const QrtNumvalControl* control, int32_t length, const 
 QRT_API void _qrtcNumval16(const QrtNumvalControl* control, int32_t length, const void* string, void* result);
 QRT_API void _qrtuNumval16(const QrtNumvalControl* control, int32_t length, const void* string, void* result);
 
-/* Guarded. The same for NUMVAL-C: a currency sign may stand ahead of the number, behind a sign that leads,
-   and each comma among the digits ahead of the point must have a digit or the end right behind it. Message
-   155: a currency string begins or ends with a space, or holds a digit or one of "+,-."; the first such
-   character is told, and the string is used all the same. */
+/* Guarded. The same for NUMVAL-C: a currency sign may stand ahead of the number, behind a sign that leads, and
+   each comma among the digits ahead of the point must have a digit or the end right behind it. Message 155: a
+   currency string begins or ends with a space, or holds a digit or one of "+,-."; the first such character is
+   told, and the string is used all the same. */
 QRT_API void _qrtcNumvalC(const QrtNumvalControl* control, int32_t length, const void* string,
                           int32_t currencyLength, const void* currency, double* result);
 QRT_API void _qrtuNumvalC(const QrtNumvalControl* control, int32_t length, const void* string,
@@ -1052,8 +1038,7 @@ QRT_API int32_t _qrtcSrchAll(const QrtSearchControl* control, const uint8_t* tab
 
 /* Guarded. Puts altered GO TO targets back to their initial state: those of `count` words in `live` whose
    byte in `segments`, a priority digit as a character, is `segment`; for a transfer from segment `current` to
-   `target`, those of the target if it is above "1" and another one; for GO TO DEPENDING, with
-   targets[index-1]. */
+   `target`, those of the target if it is above "1" and another one; for GO TO DEPENDING, with targets[index-1]. */
 QRT_API void _qrtcRfshUncond(uint8_t segment, int32_t count, uint32_t* live, const uint32_t* initial,
                              const uint8_t* segments);
 QRT_API void _qrtcRfshCond(uint8_t current, int32_t count, uint8_t target, uint32_t* live,
@@ -1083,8 +1068,8 @@ QRT_API int32_t _qrtcDBCSCmp(const uint8_t* op1, int32_t length1, const uint8_t*
 QRT_API int32_t _qrtcDBCSCmpMultiByteFig(const uint8_t* op, int32_t length, const uint8_t* figurative,
                                          int32_t figurativeLength);
 
-/* Guarded. As _qrtcMoveVarLenOverlap, but pads with the double-byte space of the code page, and for a
-   negative sourceLength with 0x40 0x40; an odd last byte of padding gets the first one of the pair. */
+/* Guarded. As _qrtcMoveVarLenOverlap, but pads with the double-byte space of the code page, and for a negative
+   sourceLength with 0x40 0x40; an odd last byte of padding gets the first one of the pair. */
 QRT_API void _qrtcDBCSMoveVarLenOverlap(uint8_t* target, int32_t targetLength, const uint8_t* source,
                                         int32_t sourceLength);
 
@@ -1113,9 +1098,9 @@ QRT_API int32_t _qrtcClasAlphaLower(const uint8_t* item, int32_t length);
 /* A class of the program's own: the bytes that `table`, of 256, has a 0 for. */
 QRT_API int32_t _qrtcClasUserDef(const uint8_t* item, int32_t length, const uint8_t* table);
 
-/* KANJI and DBCS: double-byte spaces, and pairs in EBCDIC form with a first byte from 0x41 to 0x7F for KANJI
-   and to 0xFE for DBCS and a second one from 0x41 to 0xFE. Native text is converted, and must become one
-   shifted string; a negative length is that of text in EBCDIC form without shifts. */
+/* KANJI and DBCS: double-byte spaces, and pairs in EBCDIC form with a first byte from 0x41 to 0x7F for KANJI and
+   to 0xFE for DBCS and a second one from 0x41 to 0xFE. Native text is converted, and must become one shifted
+   string; a negative length is that of text in EBCDIC form without shifts. */
 QRT_API int32_t _qrtcClasKanji(const uint8_t* item, int32_t length);
 QRT_API int32_t _qrtcClasDBCS(const uint8_t* item, int32_t length);
 
@@ -1126,71 +1111,6 @@ QRT_API int32_t _qrtuSClasNumeric(uint32_t flags, const void* item, int32_t leng
 QRT_API int32_t _qrtuClasAlpha(const void* item, int32_t lengthInBytes);
 QRT_API int32_t _qrtuClasUpper(const void* item, int32_t lengthInBytes);
 QRT_API int32_t _qrtuClasLower(const void* item, int32_t lengthInBytes);
-/* ======================================================================================================
- * INSPECT
- * ====================================================================================================== */
-
-/* Bit of QrtInspectOperand.nationalFlags: a number in UTF-16 digits, which with QRT_INSPECT_SIGNED has a sign
-   character. It wins over QRT_INSPECT_NUMERIC. */
-#define QRT_INSPECT_NATIONAL_NUMERIC 0x80
-
-/* Bits of QrtInspectOperand.itemFlags. A signed number's sign takes no part: an overpunched one has the zone
-   of a plain digit in every comparison, and the inspected item keeps its own; a separate one, or that of a
-   national number, is left out. Of a number with an overpunched sign 31 digits take part. */
-#define QRT_INSPECT_NUMERIC 0x20
-#define QRT_INSPECT_SIGNED 0x10
-#define QRT_INSPECT_SIGN_LEADS 0x08
-#define QRT_INSPECT_SEPARATE_SIGN 0x04
-/* Of the inspected item only, any of them: characters of two bytes. */
-#define QRT_INSPECT_TWO_BYTES 0x41
-/* Of `replacement` only: its first character is repeated, and is there whatever the length says; the phrase
-   has an AFTER delimiter. */
-#define QRT_INSPECT_FIGURATIVE 0x02
-#define QRT_INSPECT_HAS_AFTER 0x80
-
-/* Bits of QrtInspectOperand.phraseFlags, of `replacement` only: one of the first three, and the rest. */
-#define QRT_INSPECT_TALLYING 0x80
-#define QRT_INSPECT_REPLACING 0x40
-#define QRT_INSPECT_CONVERTING 0x20
-#define QRT_INSPECT_CHARACTERS 0x10
-#define QRT_INSPECT_LEADING 0x04
-#define QRT_INSPECT_FIRST 0x02
-#define QRT_INSPECT_HAS_BEFORE 0x01
-
-typedef struct QrtInspectOperand {
-  uint8_t reserved;      /* 0 */
-  uint8_t nationalFlags; /* 1: QRT_INSPECT_NATIONAL_NUMERIC or 0 */
-  uint8_t itemFlags;     /* 2 */
-  uint8_t phraseFlags;   /* 3 */
-  int32_t length;        /* 4: bytes, the sign's included */
-  void* address;         /* 8 */
-} QrtInspectOperand;
-
-/* One of ALL (none of the three bits), LEADING, FIRST and CHARACTERS, or a CONVERTING phrase. Operands that
-   the flags don't ask for aren't looked at. */
-typedef struct QrtInspectPhrase {
-  QrtInspectOperand replacement; /*  0: what comes in; CONVERTING: TO; TALLYING: the counter, an int32_t */
-  QrtInspectOperand compared;    /* 12: what is looked for; CONVERTING: FROM */
-  QrtInspectOperand before;      /* 24: delimiter; where it first stands in the item the phrase ends */
-  QrtInspectOperand after;       /* 36: delimiter; behind the place where it first stands the phrase starts */
-} QrtInspectPhrase;
-
-typedef struct QrtInspectBlock {
-  int32_t phraseCount;         /*  0: a number below 1 is none */
-  QrtInspectOperand item;      /*  4: what is inspected */
-  QrtInspectPhrase phrases[1]; /* 16: as many as there are, in the order of the statement */
-} QrtInspectBlock;
-
-/* Guarded. Carries out the phrases in one pass over the item from the left: at each place the first phrase
-   that matches counts or replaces, and the pass goes on behind what it matched; CONVERTING takes each
-   character that it reaches. Phrases behind a TALLYING phrase that aren't TALLYING start another pass.
-   Comparisons see operands that overlap the item as the pass has left them. An operand without a length
-   matches nothing. Counters are added to and may wrap; none may share storage with an operand.
-   Operands of a replacing phrase that differ in length, the replacement not being figurative, are cut to the
-   shorter length, with message 76 for CHARACTERS and 77 for the others. Memory is asked for by statements of
-   more than 12 phrases only; message 907 if there is none. */
-QRT_API void _qrtcInspect(const QrtInspectBlock* block);
-
 /* ======================================================================================================
  * DISPLAY, ACCEPT and STOP
  * ====================================================================================================== */
@@ -1257,6 +1177,71 @@ QRT_API void _qrtAcceptUnicode(uint8_t flags, const int32_t* length, void* recei
 /* Guarded. STOP with a literal: shows the text on SYSOUT and waits for a line, or the end, of SYSIN. Message
    200 on a read error. */
 QRT_API void _qrtcStopLiteral(int32_t length, const char* text);
+
+/* ======================================================================================================
+ * INSPECT
+ * ====================================================================================================== */
+
+/* Bit of QrtInspectOperand.nationalFlags: a number in UTF-16 digits, which with QRT_INSPECT_SIGNED has a sign
+   character. It wins over QRT_INSPECT_NUMERIC. */
+#define QRT_INSPECT_NATIONAL_NUMERIC 0x80
+
+/* Bits of QrtInspectOperand.itemFlags. A signed number's sign takes no part: an overpunched one has the zone
+   of a plain digit in every comparison, and the inspected item keeps its own; a separate one, or that of a
+   national number, is left out. Of a number with an overpunched sign 31 digits take part. */
+#define QRT_INSPECT_NUMERIC 0x20
+#define QRT_INSPECT_SIGNED 0x10
+#define QRT_INSPECT_SIGN_LEADS 0x08
+#define QRT_INSPECT_SEPARATE_SIGN 0x04
+/* Of the inspected item only, any of them: characters of two bytes. */
+#define QRT_INSPECT_TWO_BYTES 0x41
+/* Of `replacement` only: its first character is repeated, and is there whatever the length says; the phrase
+   has an AFTER delimiter. */
+#define QRT_INSPECT_FIGURATIVE 0x02
+#define QRT_INSPECT_HAS_AFTER 0x80
+
+/* Bits of QrtInspectOperand.phraseFlags, of `replacement` only: one of the first three, and the rest. */
+#define QRT_INSPECT_TALLYING 0x80
+#define QRT_INSPECT_REPLACING 0x40
+#define QRT_INSPECT_CONVERTING 0x20
+#define QRT_INSPECT_CHARACTERS 0x10
+#define QRT_INSPECT_LEADING 0x04
+#define QRT_INSPECT_FIRST 0x02
+#define QRT_INSPECT_HAS_BEFORE 0x01
+
+typedef struct QrtInspectOperand {
+  uint8_t reserved;      /* 0 */
+  uint8_t nationalFlags; /* 1: QRT_INSPECT_NATIONAL_NUMERIC or 0 */
+  uint8_t itemFlags;     /* 2 */
+  uint8_t phraseFlags;   /* 3 */
+  int32_t length;        /* 4: bytes, the sign's included */
+  void* address;         /* 8 */
+} QrtInspectOperand;
+
+/* One of ALL (none of the three bits), LEADING, FIRST and CHARACTERS, or a CONVERTING phrase. Operands that
+   the flags don't ask for aren't looked at. */
+typedef struct QrtInspectPhrase {
+  QrtInspectOperand replacement; /*  0: what comes in; CONVERTING: TO; TALLYING: the counter, an int32_t */
+  QrtInspectOperand compared;    /* 12: what is looked for; CONVERTING: FROM */
+  QrtInspectOperand before;      /* 24: delimiter; where it first stands in the item the phrase ends */
+  QrtInspectOperand after;       /* 36: delimiter; behind the place where it first stands the phrase starts */
+} QrtInspectPhrase;
+
+typedef struct QrtInspectBlock {
+  int32_t phraseCount;         /*  0: a number below 1 is none */
+  QrtInspectOperand item;      /*  4: what is inspected */
+  QrtInspectPhrase phrases[1]; /* 16: as many as there are, in the order of the statement */
+} QrtInspectBlock;
+
+/* Guarded. Carries out the phrases in one pass over the item from the left: at each place the first phrase
+   that matches counts or replaces, and the pass goes on behind what it matched; CONVERTING takes each
+   character that it reaches. Phrases behind a TALLYING phrase that aren't TALLYING start another pass.
+   Comparisons see operands that overlap the item as the pass has left them. An operand without a length
+   matches nothing. Counters are added to and may wrap; none may share storage with an operand.
+   Operands of a replacing phrase that differ in length, the replacement not being figurative, are cut to the
+   shorter length, with message 76 for CHARACTERS and 77 for the others. Memory is asked for by statements of
+   more than 12 phrases only; message 907 if there is none. */
+QRT_API void _qrtcInspect(const QrtInspectBlock* block);
 
 /* ======================================================================================================
  * STRING and UNSTRING
@@ -1533,37 +1518,37 @@ struct QrtAdapterRow {
   uint32_t reserved[2];
 };
 
-/* Guarded. Binds a program's files at its first entry: `files` and `descriptions` have `fileCount` elements.
-   An EXTERNAL file's control block is the run unit's: its element of `files` is set, and the word behind
+/* Guarded. Binds a program's files at its first entry: `files` and `descriptions` have `fileCount` elements. An
+   EXTERNAL file's control block is the run unit's: its element of `files` is set, and the word behind
    recordAreaSlot to the record buffer. Descriptions of one EXTERNAL file that differ end the run with
    message 75, a lack of memory with message 907. */
 QRT_API void _qrtInitFCB(int32_t fileCount, QrtFcb** files, QrtFileDescription** descriptions,
                          QrtProgramBlock* program);
 
-/* Guarded. OPEN of a closed file: finds name and file system, loads the adapter (which a line on standard
-   error tells), has it open the file; writes FILE STATUS and runs the USE procedure. With status 10 or below
-   the file is open. `program` is the first entry of the program that opens, here and below. */
+/* Guarded. OPEN of a closed file: finds name and file system, loads the adapter (which a line on standard error
+   tells), has it open the file; writes FILE STATUS and runs the USE procedure. With status 10 or below the file is
+   open. `program` is the first entry of the program that opens, here and below. */
 QRT_API void _qrtGenericOpen(QrtFcb* file, QrtProgramEntry* program);
 
-/* The end of a CLOSE, called by an adapter with the status set: frees the name in use and the adapter blocks,
-   puts the control block back to closed, writes FILE STATUS, runs the USE procedure unless the close is
-   silent. With QRT_CLOSE_MEMBER only the routines, flags and blocks go, and the statement goes on. `detail`
-   as for _qrtCallUseProc. */
+/* The end of a CLOSE, called by an adapter with the status set: frees the name in use and the adapter blocks, puts
+   the control block back to closed, writes FILE STATUS, runs the USE procedure unless the close is silent. With
+   QRT_CLOSE_MEMBER only the routines, flags and blocks go, and the statement goes on. `detail` as for
+   _qrtCallUseProc. */
 QRT_API void _qrtGenericClose(QrtFcb* file, QrtProgramEntry* program, int32_t detail);
 
-/* Guarded. Runs the USE procedure for a status of 10 or above, unless the statement has INVALID KEY or AT END
-   for it. A permanent error that has neither a procedure nor a status area ends the run with message 200;
-   `detail` is the variant of message 201 that explains it, 0 for none. */
+/* Guarded. Runs the USE procedure for a status of 10 or above, unless the statement has INVALID KEY or AT END for
+   it. A permanent error that has neither a procedure nor a status area ends the run with message 200; `detail` is
+   the variant of message 201 that explains it, 0 for none. */
 QRT_API void _qrtCallUseProc(QrtFcb* file, int32_t detail, QrtProgramEntry* program);
 
-/* Guarded. Fills an extended status area of `length` bytes: blanks; from 6 bytes on the code in six digits;
-   at status 33 or 35 a comma and the name in use, as far as it fits. _qrt_filestat2x also adds a comma, the
-   file system's letters, a comma and the name at status 96. `unused` is not looked at. */
+/* Guarded. Fills an extended status area of `length` bytes: blanks; from 6 bytes on the code in six digits; at
+   status 33 or 35 a comma and the name in use, as far as it fits. _qrt_filestat2x also adds a comma, the file
+   system's letters, a comma and the name at status 96. `unused` is not looked at. */
 QRT_API void _qrt_filestat2(uint8_t* area, int32_t length, int32_t code, QrtFcb* file, int32_t unused);
 QRT_API void _qrt_filestat2x(uint8_t* area, int32_t length, int32_t code, QrtFcb* file, int32_t unused);
 
-/* Guarded. The verbs of a file that is in the wrong state for them: each sets the status that says why, fills
-   the status areas and runs the USE procedure. */
+/* Guarded. The verbs of a file that is in the wrong state for them: each sets the status that says why, fills the
+   status areas and runs the USE procedure. */
 QRT_API void _qrtOpenError(QrtFcb* file, QrtProgramEntry* program);    /* 38, 41, 30 */
 QRT_API void _qrtCloseError(QrtFcb* file, QrtProgramEntry* program);   /* 42, 30; 0 for an absent file */
 QRT_API void _qrtReadError(QrtFcb* file, QrtProgramEntry* program);    /* 47, 10, 46, 23, 30 */
@@ -1572,11 +1557,11 @@ QRT_API void _qrtRewriteError(QrtFcb* file, QrtProgramEntry* program); /* 49, 30
 QRT_API void _qrtStartError(QrtFcb* file, QrtProgramEntry* program);   /* 47, 23, 30 */
 QRT_API void _qrtDeleteError(QrtFcb* file, QrtProgramEntry* program);  /* 49, 30 */
 
-/* Guarded. The routines of a line sequential file: text, one line a record, trailing blanks not stored. READ
-   puts up to maxRecord + 1 characters and a terminator at `record` and pads it with blanks to maxRecord; of a
-   longer line one character is lost, and the next READ goes on behind it. WRITE puts a line feed ahead of
-   each record but the first, or what ADVANCING asks for; CLOSE ends the last record. Status 30 for a failed
-   read or write, 44 for a record length out of range. */
+/* Guarded. The routines of a line sequential file: text, one line a record, trailing blanks not stored. READ puts
+   up to maxRecord + 1 characters and a terminator at `record` and pads it with blanks to maxRecord; of a longer
+   line one character is lost, and the next READ goes on behind it. WRITE puts a line feed ahead of each record
+   but the first, or what ADVANCING asks for; CLOSE ends the last record. Status 30 for a failed read or write,
+   44 for a record length out of range. */
 QRT_API void _qrtLineSeqOpen(QrtFcb* file, QrtProgramEntry* program);
 QRT_API void _qrtLineSeqRead(QrtFcb* file, QrtProgramEntry* program);
 QRT_API void _qrtLineSeqWrite(QrtFcb* file, QrtProgramEntry* program);
@@ -1585,13 +1570,13 @@ QRT_API void _qrtLineSeqClose(QrtFcb* file, QrtProgramEntry* program);
 /* ======================================================================================================
  * Code pages and national text
  *
- * National text is UTF-16 in native byte order. Its lengths are in bytes; an odd last byte doesn't count.
- * Names of code pages are those of ICU, or "QMC-" and the number of a page of that family.
+ * National text is UTF-16 in native byte order. Its lengths are in bytes; an odd last byte doesn't count. Names of
+ * code pages are those of ICU, or "QMC-" and the number of a page of that family.
  *
- * A process runs with one pair of code pages: the ASCII side is the code set of the locale (LC_ALL, LC_CTYPE,
- * LANG), the EBCDIC side comes from the locale's row in LCCP_Tbl or from EBCDIC_CODEPAGE. The names with a
- * leading underscore are guarded, the others are the same services without a guard. Results other than 0 are
- * ICU status codes: 4 no such converter, 11 the result was cut, and so on.
+ * A process runs with one pair of code pages: the ASCII side is the code set of the locale (LC_ALL, LC_CTYPE, LANG),
+ * the EBCDIC side comes from the locale's row in LCCP_Tbl or from EBCDIC_CODEPAGE. The names with a leading underscore
+ * are guarded, the others are the same services without a guard. Results other than 0 are ICU status codes: 4 no such
+ * converter, 11 the result was cut, and so on.
  * ====================================================================================================== */
 
 /* A locale and its code pages; a name is terminated, and empty for none. */
@@ -1608,24 +1593,24 @@ typedef struct QrtLocaleRow {
 QRT_DATA const QrtLocaleRow LCCP_Tbl[QRT_LOCALE_ROWS]; /* a locale that isn't in it gets the row of EN_US */
 
 /* State of the services, for inspection. */
-QRT_DATA int32_t Uerror;         /* code of the last ICU call */
-QRT_DATA int32_t rc;             /* result of the last conversion */
-QRT_DATA void* ucnv_1;           /* converter of the running conversion */
-QRT_DATA int32_t save_converter; /* 1 when that one is kept for the next call */
-QRT_DATA int32_t sourceLen;      /* of the last conversion: bytes, or units of national text */
+QRT_DATA int32_t Uerror;            /* code of the last ICU call */
+QRT_DATA int32_t rc;                /* result of the last conversion */
+QRT_DATA void* ucnv_1;              /* converter of the running conversion */
+QRT_DATA int32_t save_converter;    /* 1 when that one is kept for the next call */
+QRT_DATA int32_t sourceLen;         /* of the last conversion: bytes, or units of national text */
 QRT_DATA int32_t targetLen;
-QRT_DATA int32_t resultChars; /* units */
+QRT_DATA int32_t resultChars;       /* units */
 QRT_DATA int32_t resultBytes;
-QRT_DATA uint32_t msgflag; /* flags of the messages that the services write */
+QRT_DATA uint32_t msgflag;          /* flags of the messages that the services write */
 QRT_DATA char str_null[1];
-QRT_DATA const uint16_t Uspace; /* the national space, which pads */
-QRT_DATA char RT_locale[121];   /* the locale in the form ll_CC.code-set */
-QRT_DATA const char* lp;        /* what the locale query returned */
-QRT_DATA char ll_CC[6];         /* language and country */
-QRT_DATA char ll[3];            /* language */
-QRT_DATA char ascii_CP[50];     /* the pair, by name */
+QRT_DATA const uint16_t Uspace;     /* the national space, which pads */
+QRT_DATA char RT_locale[121];       /* the locale in the form ll_CC.code-set */
+QRT_DATA const char* lp;            /* what the locale query returned */
+QRT_DATA char ll_CC[6];             /* language and country */
+QRT_DATA char ll[3];                /* language */
+QRT_DATA char ascii_CP[50];         /* the pair, by name */
 QRT_DATA char ebcdic_CP[52];
-QRT_DATA char CP_str[32]; /* the last code page name that a caller gave */
+QRT_DATA char CP_str[32];           /* the last code page name that a caller gave */
 QRT_DATA const char* CP_1;
 QRT_DATA uint32_t icu_data_var;
 
@@ -1635,51 +1620,46 @@ QRT_API void _qrtUInit(void);
 QRT_API void qrtUTerm(void);
 QRT_API void _qrtUTerm(void);
 
-/* Converts between a code page and national text. `selector` chooses the code page: 0 the ASCII side, -1 the
-   EBCDIC side, else the length of the name at `codePage`, at most 31 bytes, which is opened for this call.
-   *targetBytes is the room, and becomes the bytes written. Characters without a counterpart become the
-   substitution character of the target. A result that doesn't fit is cut by ToUnicode, which returns 11 and
-   the bytes that fit; FromUnicode returns 11 and leaves *targetBytes alone, as both do with any other error.
-   Messages 221, 222. */
+/* Converts between a code page and national text. `selector` chooses the code page: 0 the ASCII side, -1 the EBCDIC
+   side, else the length of the name at `codePage`, at most 31 bytes, which is opened for this call. *targetBytes is
+   the room, and becomes the bytes written. Characters without a counterpart become the substitution character of the
+   target. A result that doesn't fit is cut by ToUnicode, which returns 11 and the bytes that fit; FromUnicode
+   returns 11 and leaves *targetBytes alone, as both do with any other error. Messages 221, 222. */
 QRT_API int32_t qrtConvToUnicode(const void* source, int32_t sourceBytes, void* target, int32_t* targetBytes,
                                  const char* codePage, int32_t selector);
 QRT_API int32_t _qrtConvToUnicode(const void* source, int32_t sourceBytes, void* target, int32_t* targetBytes,
                                   const char* codePage, int32_t selector);
-QRT_API int32_t qrtConvFromUnicode(const void* source, int32_t sourceBytes, void* target,
-                                   int32_t* targetBytes, const char* codePage, int32_t selector);
-QRT_API int32_t _qrtConvFromUnicode(const void* source, int32_t sourceBytes, void* target,
-                                    int32_t* targetBytes, const char* codePage, int32_t selector);
+QRT_API int32_t qrtConvFromUnicode(const void* source, int32_t sourceBytes, void* target, int32_t* targetBytes,
+                                   const char* codePage, int32_t selector);
+QRT_API int32_t _qrtConvFromUnicode(const void* source, int32_t sourceBytes, void* target, int32_t* targetBytes,
+                                    const char* codePage, int32_t selector);
 
-/* -1, 0 or 1 by the collation of the locale, trailing spaces apart; a positive code, and message 224, when
-   that can't be opened (a code of 1 doesn't come). */
-QRT_API int32_t qrtCompareUnicode(const void* first, int32_t firstBytes, const void* second,
-                                  int32_t secondBytes);
-QRT_API int32_t _qrtCompareUnicode(const void* first, int32_t firstBytes, const void* second,
-                                   int32_t secondBytes);
+/* -1, 0 or 1 by the collation of the locale, trailing spaces apart; a positive code, and message 224, when that can't
+   be opened (a code of 1 doesn't come). */
+QRT_API int32_t qrtCompareUnicode(const void* first, int32_t firstBytes, const void* second, int32_t secondBytes);
+QRT_API int32_t _qrtCompareUnicode(const void* first, int32_t firstBytes, const void* second, int32_t secondBytes);
 
-/* Moves whole characters and pads with spaces. A negative targetBytes justifies to the right: a text that is
-   too long then loses its first characters. */
+/* Moves whole characters and pads with spaces. A negative targetBytes justifies to the right: a text that is too long
+   then loses its first characters. */
 QRT_API void qrtMoveUnicode(void* target, int32_t targetBytes, const void* source, int32_t sourceBytes);
 QRT_API void _qrtMoveUnicode(void* target, int32_t targetBytes, const void* source, int32_t sourceBytes);
 
-/* Case mapping by the locale. *targetBytes is the room and becomes the length of the result, which may differ
-   from the source's; message 225 leaves it alone. The target may lie on the source. */
+/* Case mapping by the locale. *targetBytes is the room and becomes the length of the result, which may differ from
+   the source's; message 225 leaves it alone. The target may lie on the source. */
 QRT_API void qrtLowerCaseUnicode(void* target, int32_t* targetBytes, const void* source, int32_t sourceBytes);
-QRT_API void _qrtLowerCaseUnicode(void* target, int32_t* targetBytes, const void* source,
-                                  int32_t sourceBytes);
+QRT_API void _qrtLowerCaseUnicode(void* target, int32_t* targetBytes, const void* source, int32_t sourceBytes);
 QRT_API void qrtUpperCaseUnicode(void* target, int32_t* targetBytes, const void* source, int32_t sourceBytes);
-QRT_API void _qrtUpperCaseUnicode(void* target, int32_t* targetBytes, const void* source,
-                                  int32_t sourceBytes);
+QRT_API void _qrtUpperCaseUnicode(void* target, int32_t* targetBytes, const void* source, int32_t sourceBytes);
 
-/* From one side of the pair to the other. *room is the room at `target` and becomes what is not used; a text
-   that is too long is cut without a word. An error leaves *room as it was. The target may be the source. */
+/* From one side of the pair to the other. *room is the room at `target` and becomes what is not used; a text that is
+   too long is cut without a word. An error leaves *room as it was. The target may be the source. */
 QRT_API int32_t qrtUniAtoE(const void* source, int32_t sourceBytes, void* target, int32_t* room);
 QRT_API int32_t _qrtUniAtoE(const void* source, int32_t sourceBytes, void* target, int32_t* room);
 QRT_API int32_t qrtUniEtoA(const void* source, int32_t sourceBytes, void* target, int32_t* room);
 QRT_API int32_t _qrtUniEtoA(const void* source, int32_t sourceBytes, void* target, int32_t* room);
 
-/* Settles the pair once in a process and puts it into the run unit's record. Message 230 when EBCDIC_CODEPAGE
-   is unknown or belongs to another locale. */
+/* Settles the pair once in a process and puts it into the run unit's record. Message 230 when EBCDIC_CODEPAGE is
+   unknown or belongs to another locale. */
 QRT_API void qrtSetLocaleCP(void);
 QRT_API void _qrtSetLocaleCP(void);
 
@@ -1696,8 +1676,7 @@ QRT_API int32_t qrtGetMBCurMax(void);
 QRT_API int32_t _qrtGetMBCurMax(void);
 QRT_API int32_t qrtGetMaxCharSize(const char* codePage);
 
-/* The CCSID of a code page. 0; or 1 when the page has none, 2 when there is no such page, *ccsid then being
- * -1. */
+/* The CCSID of a code page. 0; or 1 when the page has none, 2 when there is no such page, *ccsid then being -1. */
 QRT_API int32_t qrtGetCCSID(const char* codePage, int32_t* ccsid);
 QRT_API int32_t _qrtGetCCSID(const char* codePage, int32_t* ccsid);
 
@@ -1705,21 +1684,16 @@ QRT_API int32_t _qrtGetCCSID(const char* codePage, int32_t* ccsid);
 QRT_API int32_t qrtValidateCPID(const char* name, int32_t length);
 QRT_API int32_t _qrtValidateCPID(const char* name, int32_t length);
 
-/* From the native side to EBCDIC. *targetLength is the room, which cuts the result, and becomes the bytes
-   written; 0 with an error. A negative sourceLength marks double-byte text whose result has no shift bytes
-   around it; a negative *targetLength asks for a shift-in behind a text that leaves a shift open. One shift
-   byte alone is copied. */
-QRT_API int32_t qrtConvToEBCDIC(const void* source, int32_t sourceLength, void* target,
-                                int32_t* targetLength);
-QRT_API int32_t _qrtConvToEBCDIC(const void* source, int32_t sourceLength, void* target,
-                                 int32_t* targetLength);
+/* From the native side to EBCDIC. *targetLength is the room, which cuts the result, and becomes the bytes written; 0
+   with an error. A negative sourceLength marks double-byte text whose result has no shift bytes around it; a negative
+   *targetLength asks for a shift-in behind a text that leaves a shift open. One shift byte alone is copied. */
+QRT_API int32_t qrtConvToEBCDIC(const void* source, int32_t sourceLength, void* target, int32_t* targetLength);
+QRT_API int32_t _qrtConvToEBCDIC(const void* source, int32_t sourceLength, void* target, int32_t* targetLength);
 
-/* From EBCDIC to the native side, the rest of the field filled with blanks. A negative sourceLength marks
-   double-byte text, whose shift bytes are put in order first; a negative *targetLength justifies to the
-   right. */
+/* From EBCDIC to the native side, the rest of the field filled with blanks. A negative sourceLength marks double-byte
+   text, whose shift bytes are put in order first; a negative *targetLength justifies to the right. */
 QRT_API int32_t qrtConvToASCII(const void* source, int32_t sourceLength, void* target, int32_t* targetLength);
-QRT_API int32_t _qrtConvToASCII(const void* source, int32_t sourceLength, void* target,
-                                int32_t* targetLength);
+QRT_API int32_t _qrtConvToASCII(const void* source, int32_t sourceLength, void* target, int32_t* targetLength);
 
 /* Guarded. Fill the collating tables of a program: those of the EBCDIC side; those of the locale. */
 QRT_API void _qrtcEBCDIC(QrtProgramBlock* program);

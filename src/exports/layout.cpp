@@ -21,7 +21,6 @@ AT(QrtProgramBlock, name, 12);
 AT(QrtProgramBlock, nameLength, 16);
 AT(QrtProgramBlock, flags, 20);
 AT(QrtProgramBlock, plle, 24);
-AT(QrtProgramBlock, inverseTable, 28);
 AT(QrtProgramBlock, collatingTable, 28);
 AT(QrtProgramBlock, fileDescriptions, 32);
 AT(QrtProgramBlock, upsi, 36);

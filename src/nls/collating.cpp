@@ -68,7 +68,7 @@ void fillCollatingTables(QrtProgramBlock* program) {
     frame::underNestedGuard([] { sortByLocale(tables.second, tables.first); });
     tables.made = true;
   }
-  program->inverseTable = tables.first;
+  program->collatingTable = tables.first;
   program->sortedTable = tables.second;
 }
 

@@ -301,8 +301,8 @@ TEST(CodePages, CollatingTablesOfAProgram) {
     EXPECT_EQ(program.ebcdicTable[0xC1], 'A');
     EXPECT_EQ(memcmp(program.ebcdicTable, program.ebcdicTable2, 256), 0);
     for (int place = 0; place < 256; ++place)
-      EXPECT_EQ(program.inverseTable[program.sortedTable[place]], place);
-    EXPECT_LT(program.inverseTable[static_cast<int>('A')], program.inverseTable[static_cast<int>('B')]);
+      EXPECT_EQ(program.collatingTable[program.sortedTable[place]], place);
+    EXPECT_LT(program.collatingTable[static_cast<int>('A')], program.collatingTable[static_cast<int>('B')]);
   });
   EXPECT_EQ(ended.exitCode, 0) << ended.out;
 }
