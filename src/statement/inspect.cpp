@@ -9,6 +9,7 @@
 #include "frame/guard.h"
 #include "frame/message.h"
 #include "statement/inspect_bytes.h"
+#include "statement/inspect_short.h"
 
 namespace qrt::statement {
 namespace {
@@ -324,9 +325,8 @@ void run(const QrtInspectBlock& block, Phrase* phrases) {
   memcpy(original, item.address, static_cast<size_t>(item.length));
 }
 
-}  // namespace
-
-void inspect(const QrtInspectBlock* block) {
+// Statements of any kind.
+[[gnu::noinline]] void inspectByPhrases(const QrtInspectBlock* block) {
   if (block->phraseCount <= fewPhrases) {
     Phrase phrases[fewPhrases];
     if (block->phraseCount > 0) run(*block, phrases);
@@ -339,6 +339,12 @@ void inspect(const QrtInspectBlock* block) {
   if (phrases == nullptr) return;
   frame::underNestedGuard([&] { run(*block, phrases); }, [&] { _qrtCheckFree(phrases); });
   _qrtCheckFree(phrases);
+}
+
+}  // namespace
+
+[[gnu::always_inline]] inline void inspect(const QrtInspectBlock* block) {
+  if (!inspectShortItem(*block)) inspectByPhrases(block);
 }
 
 }  // namespace qrt::statement

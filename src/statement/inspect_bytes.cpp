@@ -24,8 +24,9 @@ void store(uint8_t* bytes, __m128i vector) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), vector);
 }
 
+// By way of a word: a byte would go through memory, and its load as a word waits for the store.
 __m128i all(uint8_t byte) {
-  return _mm_set1_epi8(static_cast<char>(byte));
+  return _mm_set1_epi32(static_cast<int>(byte * 0x01010101u));
 }
 
 // Puts each byte's new value in its place; there is at least one vector of bytes. The last vector overlaps
