@@ -93,16 +93,117 @@ static void endPeriod(void) {
   memset(&ofPeriod, 0, sizeof ofPeriod);
 }
 
-static const char* behindCommas(const char* at, int commas) {
-  while (*at != 0 && commas > 0) commas -= *at++ == ',';
-  return at;
+enum { NORTHEAST, MIDWEST, SOUTH, WEST, ELSEWHERE, REGIONS };
+
+typedef struct State {
+  const char* name;
+  int region;
+} State;
+static const State states[] = {
+    {"Alabama", SOUTH},
+    {"Alaska", WEST},
+    {"Arizona", WEST},
+    {"Arkansas", SOUTH},
+    {"California", WEST},
+    {"Colorado", WEST},
+    {"Connecticut", NORTHEAST},
+    {"DC", SOUTH},
+    {"Delaware", SOUTH},
+    {"Florida", SOUTH},
+    {"Georgia", SOUTH},
+    {"Hawaii", WEST},
+    {"Idaho", WEST},
+    {"Illinois", MIDWEST},
+    {"Indiana", MIDWEST},
+    {"Iowa", MIDWEST},
+    {"Kansas", MIDWEST},
+    {"Kentucky", SOUTH},
+    {"Louisiana", SOUTH},
+    {"Maine", NORTHEAST},
+    {"Maryland", SOUTH},
+    {"Massachusetts", NORTHEAST},
+    {"Michigan", MIDWEST},
+    {"Minnesota", MIDWEST},
+    {"Mississippi", SOUTH},
+    {"Missouri", MIDWEST},
+    {"Montana", WEST},
+    {"Nebraska", MIDWEST},
+    {"Nevada", WEST},
+    {"New Hampshire", NORTHEAST},
+    {"New Jersey", NORTHEAST},
+    {"New Mexico", WEST},
+    {"New York", NORTHEAST},
+    {"North Carolina", SOUTH},
+    {"North Dakota", MIDWEST},
+    {"Ohio", MIDWEST},
+    {"Oklahoma", SOUTH},
+    {"Oregon", WEST},
+    {"Pennsylvania", NORTHEAST},
+    {"Rhode Island", NORTHEAST},
+    {"South Carolina", SOUTH},
+    {"South Dakota", MIDWEST},
+    {"Tennessee", SOUTH},
+    {"Texas", SOUTH},
+    {"Utah", WEST},
+    {"Vermont", NORTHEAST},
+    {"Virginia", SOUTH},
+    {"Washington", WEST},
+    {"West Virginia", SOUTH},
+    {"Wisconsin", MIDWEST},
+    {"Wyoming", WEST},
+};
+
+static struct Region {
+  const char* name;
+  long strikes;
+  _Decimal128 cost, highest;
+  char costliest[128];
+} regions[REGIONS] = {
+    {.name = "Northeast"}, {.name = "Midwest"}, {.name = "South"}, {.name = "West"}, {.name = "Elsewhere"}};
+
+static int compareState(const void* name, const void* state) {
+  return strcmp(name, ((const State*)state)->name);
 }
 
-static _Decimal128 amount(const char** at) {
-  char* end;
-  _Decimal128 value = strtol(*at, &end, 10);
-  *at = *end == ',' ? end + 1 : end;
-  return value;
+enum {
+  AIRPORT,
+  AIRCRAFT,
+  DATE = 3,
+  AIRLINE,
+  STATE,
+  SPECIES = 8,
+  COST_OTHER = 10,
+  COST_REPAIR,
+  COST_ALL,
+  FIELDS
+};
+
+static void addToRegion(char* const* fields, _Decimal128 all) {
+  const State* state =
+      bsearch(fields[STATE], states, sizeof states / sizeof states[0], sizeof states[0], compareState);
+  struct Region* region = &regions[state != NULL ? state->region : ELSEWHERE];
+  ++region->strikes;
+  region->cost += all;
+  if (all <= region->highest) return;
+  region->highest = all;
+  for (char* mark = fields[AIRLINE]; (mark = strchr(mark, '*')) != NULL;) *mark = 0;
+  char* tail = strstr(fields[AIRPORT], " ARPT");
+  if (tail != NULL) *tail = 0;
+  snprintf(region->costliest, sizeof region->costliest, "%s %s, %s at %s: %s", fields[DATE], fields[AIRLINE],
+           fields[AIRCRAFT], fields[AIRPORT], fields[SPECIES]);
+}
+
+static void putRegions(void) {
+  put("");
+  put("Region        Strikes       Total cost  Costliest strike");
+  for (int i = 0; i < REGIONS; ++i) {
+    char line[512], strikes[16], cost[48];
+    if (regions[i].strikes == 0) continue;
+    count(strikes, regions[i].strikes);
+    money(cost, regions[i].cost, 0);
+    snprintf(line, sizeof line, "%-11s%9s  %14s    %s", regions[i].name, strikes, cost, regions[i].costliest);
+    put(line);
+  }
 }
 
 int main(void) {
@@ -115,7 +216,12 @@ int main(void) {
       "     On the year before");
   if (fgets(line, sizeof line, strikes) == NULL) return 0;
   while (fgets(line, sizeof line, strikes) != NULL) {
-    const char* date = behindCommas(line, 3);
+    char *fields[FIELDS], *rest = line;
+    for (int i = 0; i < FIELDS; ++i) {
+      fields[i] = strsep(&rest, ",");
+      if (fields[i] == NULL) fields[i] = "";
+    }
+    const char* date = fields[DATE];
     if (memcmp(date, year, 4) != 0) {
       if (year[0] != 0) {
         endYear(year);
@@ -125,8 +231,9 @@ int main(void) {
       }
       memcpy(year, date, 4);
     }
-    const char* costs = behindCommas(date, 7);
-    _Decimal128 other = amount(&costs), repair = amount(&costs), all = amount(&costs);
+    const _Decimal128 other = strtold(fields[COST_OTHER], NULL), repair = strtold(fields[COST_REPAIR], NULL),
+                      all = strtold(fields[COST_ALL], NULL);
+    addToRegion(fields, all);
     if (other + repair != all) ++unbalanced;
     ++ofYear.strikes;
     if (all != 0) {
@@ -141,6 +248,7 @@ int main(void) {
     endPeriod();
   }
   putTotals("All", &ofRun, NULL);
+  putRegions();
   fclose(strikes);
   if (fclose(report) != 0) return 16;
   return unbalanced > 15 ? 15 : unbalanced;

@@ -11,6 +11,15 @@ from decimal import ROUND_HALF_UP, Decimal
 COLUMNS = (("Year", 0), ("Strikes", 8), ("Costly", 18), ("Other cost", 33), ("Repair cost", 51),
            ("Total cost", 71), ("Per costly strike", 83), ("On the year before", 105))
 
+REGIONS = {
+    "Northeast": "Connecticut,Maine,Massachusetts,New Hampshire,New Jersey,New York,Pennsylvania,Rhode Island,Vermont",
+    "Midwest": "Illinois,Indiana,Iowa,Kansas,Michigan,Minnesota,Missouri,Nebraska,North Dakota,Ohio,South Dakota,"
+               "Wisconsin",
+    "South": "Alabama,Arkansas,DC,Delaware,Florida,Georgia,Kentucky,Louisiana,Maryland,Mississippi,North Carolina,"
+             "Oklahoma,South Carolina,Tennessee,Texas,Virginia,West Virginia",
+    "West": "Alaska,Arizona,California,Colorado,Hawaii,Idaho,Montana,Nevada,New Mexico,Oregon,Utah,Washington,Wyoming",
+}
+
 
 def money(value, width, decimals, credit=False):
     text = f"${abs(value):,.{decimals}f}"
@@ -31,6 +40,16 @@ def line(label, totals, change=None):
 
 def add(*all_totals):
     return tuple(map(sum, zip(*all_totals)))
+
+
+def region_line(name, rows):
+    worst = max(rows, key=lambda row: int(row["Cost Total $"]))  # the first of equal ones
+    airline = worst["Aircraft Airline Operator"].replace("*", " ").strip()
+    airport = worst["Airport Name"].replace(" ARPT", "").strip()
+    told = (f"{worst['Flight Date']} {airline}, {worst['Aircraft Make Model']} at {airport}: "
+            f"{worst['Wildlife Species']}") if int(worst["Cost Total $"]) else ""
+    total = sum(int(row["Cost Total $"]) for row in rows)
+    return f"{name:<11}{len(rows):>9,}  {money(total, 14, 0)}    {told}".rstrip()
 
 
 def main():
@@ -56,6 +75,9 @@ def main():
         print(line("Sum", everything[-1]))
         print()
     print(line("All", add(*everything)))
+    print("\nRegion        Strikes       Total cost  Costliest strike")
+    for name, states in REGIONS.items():
+        print(region_line(name, [row for row in rows if row["Origin State"] in states.split(",")]))
 
 
 main()

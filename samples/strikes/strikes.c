@@ -1,5 +1,6 @@
 /*
- * The main job: costs of wildlife strikes by year of flight, with control breaks.
+ * The main job: costs of wildlife strikes by year of flight, with control breaks, then by region with the
+ * costliest strike of each.
  *
  * Written as the compiler lays a program out: storage, control blocks and picture records are static, the
  * procedure below holds plain control flow, and all else is a call of the library. Reads the file assigned to
@@ -57,7 +58,7 @@ static QrtFileDescription* descriptions[] = {&strikeDescription, &lineDescriptio
 /* ---------------------------------------------------------------------------------- WORKING-STORAGE */
 
 /* Amounts are packed decimal of 13 digits, in dollars; averages and changes in cents. */
-enum { AMOUNT = 13, AMOUNT_BYTES = AMOUNT / 2 + 1, INPUT_AMOUNT = 9, COUNT = 7, COUNT_BYTES = COUNT / 2 + 1 };
+enum { AMOUNT = 13, AMOUNT_BYTES = AMOUNT / 2 + 1, COUNT = 7, COUNT_BYTES = COUNT / 2 + 1 };
 
 typedef struct Totals {
   uint8_t strikes[COUNT_BYTES], costly[COUNT_BYTES];
@@ -70,7 +71,9 @@ static Totals ofYear, ofPeriod, ofRun;
 static int haveYearBefore;
 
 /* The heading of the report and the columns of a line. */
-#define HEADING "Year    Strikes   Costly         Other cost        Repair cost         Total cost  Per costly strike     On the year before"
+#define HEADING                                                                                              \
+  "Year    Strikes   Costly         Other cost        Repair cost         Total cost  Per costly strike    " \
+  " On the year before"
 enum {
   AT_LABEL = 0,
   AT_STRIKES = 5,
@@ -82,13 +85,150 @@ enum {
   AT_CHANGE = 101,
 };
 
+/* The fields of a record, cut out by UNSTRING; COUNT IN tells their true lengths. */
+enum {
+  AIRPORT,
+  AIRCRAFT,
+  DAMAGE,
+  DATE,
+  OPERATOR,
+  STATE,
+  PHASE,
+  SIZE,
+  SPECIES,
+  TIME,
+  COST_OTHER,
+  COST_REPAIR,
+  COST_ALL,
+  FIELDS
+};
+enum { STATE_LENGTH = 20, COST_LENGTH = 12 };
+static uint8_t airport[44], aircraft[24], damage[16], date[10], airline[44], state[STATE_LENGTH], phase[16],
+    size[8], species[44], timeOfDay[8], costs[3][COST_LENGTH];
+static QrtUnstringReceiver fields[FIELDS] = {
+    {.data = airport, .length = sizeof airport}, {.data = aircraft, .length = sizeof aircraft},
+    {.data = damage, .length = sizeof damage},   {.data = date, .length = sizeof date},
+    {.data = airline, .length = sizeof airline}, {.data = state, .length = STATE_LENGTH},
+    {.data = phase, .length = sizeof phase},     {.data = size, .length = sizeof size},
+    {.data = species, .length = sizeof species}, {.data = timeOfDay, .length = sizeof timeOfDay},
+    {.data = costs[0], .length = COST_LENGTH},   {.data = costs[1], .length = COST_LENGTH},
+    {.data = costs[2], .length = COST_LENGTH},
+};
+static const uint8_t comma[] = ",", twoSpaces[] = "  ";
+static QrtUnstringBlock cutRecord = {.sourceLength = STRIKE_LENGTH,
+                                     .delimiterCount = 1,
+                                     .receiverCount = FIELDS,
+                                     .delimiters = {{comma, 1, 0}}};
+static const QrtNumvalControl numberForms = {.currency = '$', .decimalPoint = '.'};
+
+/* States in the order of their names, with the region of the census. */
+typedef struct StateEntry {
+  char name[STATE_LENGTH], region;
+} StateEntry;
+enum { NORTHEAST, MIDWEST, SOUTH, WEST, ELSEWHERE, REGIONS };
+static const StateEntry states[] = {
+    {"Alabama             ", SOUTH},     {"Alaska              ", WEST},
+    {"Arizona             ", WEST},      {"Arkansas            ", SOUTH},
+    {"California          ", WEST},      {"Colorado            ", WEST},
+    {"Connecticut         ", NORTHEAST}, {"DC                  ", SOUTH},
+    {"Delaware            ", SOUTH},     {"Florida             ", SOUTH},
+    {"Georgia             ", SOUTH},     {"Hawaii              ", WEST},
+    {"Idaho               ", WEST},      {"Illinois            ", MIDWEST},
+    {"Indiana             ", MIDWEST},   {"Iowa                ", MIDWEST},
+    {"Kansas              ", MIDWEST},   {"Kentucky            ", SOUTH},
+    {"Louisiana           ", SOUTH},     {"Maine               ", NORTHEAST},
+    {"Maryland            ", SOUTH},     {"Massachusetts       ", NORTHEAST},
+    {"Michigan            ", MIDWEST},   {"Minnesota           ", MIDWEST},
+    {"Mississippi         ", SOUTH},     {"Missouri            ", MIDWEST},
+    {"Montana             ", WEST},      {"Nebraska            ", MIDWEST},
+    {"Nevada              ", WEST},      {"New Hampshire       ", NORTHEAST},
+    {"New Jersey          ", NORTHEAST}, {"New Mexico          ", WEST},
+    {"New York            ", NORTHEAST}, {"North Carolina      ", SOUTH},
+    {"North Dakota        ", MIDWEST},   {"Ohio                ", MIDWEST},
+    {"Oklahoma            ", SOUTH},     {"Oregon              ", WEST},
+    {"Pennsylvania        ", NORTHEAST}, {"Rhode Island        ", NORTHEAST},
+    {"South Carolina      ", SOUTH},     {"South Dakota        ", MIDWEST},
+    {"Tennessee           ", SOUTH},     {"Texas               ", SOUTH},
+    {"Utah                ", WEST},      {"Vermont             ", NORTHEAST},
+    {"Virginia            ", SOUTH},     {"Washington          ", WEST},
+    {"West Virginia       ", SOUTH},     {"Wisconsin           ", MIDWEST},
+    {"Wyoming             ", WEST},
+};
+static const struct {
+  uint16_t subscripts, keys, conditions, reserved;
+  QrtSearchKey name;
+  int32_t argumentLength;
+  uint8_t argumentFlags;
+} searchState = {0, 1, 1, 0, {QRT_SEARCH_ASCENDING | QRT_SEARCH_PLAIN_TEXT, STATE_LENGTH, 0}, STATE_LENGTH,
+                 0};
+static const QrtSearchArgument wantedState = {state, state};
+
+typedef struct Region {
+  const char* name;
+  uint8_t strikes[COUNT_BYTES], cost[AMOUNT_BYTES], highest[AMOUNT_BYTES];
+  uint8_t costliest[88];
+} Region;
+static Region regions[REGIONS] = {
+    {.name = "Northeast"}, {.name = "Midwest"}, {.name = "South"}, {.name = "West"}, {.name = "Elsewhere"}};
+enum { AT_REGION_STRIKES = 11, AT_REGION_COST = 22, AT_COSTLIEST = 40 };
+
+/* INSPECT AIRLINE REPLACING ALL "*" BY " "; INSPECT AIRPORT REPLACING ALL " ARPT" BY SPACES. */
+#define REPLACING_ALL(data, old, new)                                                                   \
+  {                                                                                                     \
+    .phraseCount = 1, .item = {.length = sizeof data, .address = data}, .phrases = {                    \
+      {.replacement = {.phraseFlags = QRT_INSPECT_REPLACING, .length = sizeof new - 1, .address = new}, \
+       .compared = {.length = sizeof old - 1, .address = old}}                                          \
+    }                                                                                                   \
+  }
+static const QrtInspectBlock cleanAirline = REPLACING_ALL(airline, "*", " ");
+static const QrtInspectBlock cleanAirport = REPLACING_ALL(airport, " ARPT", "     ");
+
+/* STRING DATE " " SIZE AIRLINE "  " ... INTO the line of a region. */
+typedef struct StringGroup {
+  const uint8_t* delimiter;
+  int32_t delimiterLength, fieldCount;
+  QrtStringField field;
+} StringGroup;
+#define BY_SIZE(text)                       \
+  {                                         \
+    NULL, 0, 1, {                           \
+      (const uint8_t*)text, sizeof text - 1 \
+    }                                       \
+  }
+#define BY_SPACES(item) \
+  {                     \
+    twoSpaces, 2, 1, {  \
+      item, sizeof item \
+    }                   \
+  }
+static struct {
+  uint8_t reserved[3], flags;
+  uint8_t* target;
+  int32_t targetLength, pointer, groupCount;
+  StringGroup groups[9];
+} tellStrike = {.targetLength = sizeof regions[0].costliest,
+                .groupCount = 9,
+                .groups = {{NULL, 0, 1, {date, sizeof date}},
+                           BY_SIZE(" "),
+                           BY_SPACES(airline),
+                           BY_SIZE(", "),
+                           BY_SPACES(aircraft),
+                           BY_SIZE(" at "),
+                           BY_SPACES(airport),
+                           BY_SIZE(": "),
+                           BY_SPACES(species)}};
+
+/* A national literal. */
+#define REGION_HEADING u"Region        Strikes       Total cost  Costliest strike"
+static const uint_least16_t regionHeading[] = REGION_HEADING;
+
 /* Picture records: length, decimal point, currency sign, edit kind, picture. */
-#define PICTURE(name, kindOfSign, text)       \
-  static const struct {                       \
-    int16_t length;                           \
-    char point, currency;                     \
-    uint8_t kind;                             \
-    char picture[sizeof(text) - 1];           \
+#define PICTURE(name, kindOfSign, text) \
+  static const struct {                 \
+    int16_t length;                     \
+    char point, currency;               \
+    uint8_t kind;                       \
+    char picture[sizeof(text) - 1];     \
   } name = {sizeof(text) - 1, '.', '$', kindOfSign, text}
 
 enum { KIND_UNSIGNED = 1, KIND_CURRENCY = 12, KIND_SIGNED_CURRENCY = 10 };
@@ -113,7 +253,8 @@ static QrtProgramBlock program = {
     .yearWindow = QRT_NO_YEAR_WINDOW,
 };
 
-/* -------------------------------------------------------------------------------------- PROCEDURE DIVISION */
+/* -------------------------------------------------------------------------------------- PROCEDURE DIVISION
+ */
 
 static void clear(uint8_t* item, int bytes) {
   memset(item, 0, bytes);
@@ -167,7 +308,9 @@ static void putLine(void) {
   memset(line, ' ', LINE_LENGTH);
 }
 
-static void putText(int column, const char* text) { memcpy(report.record + column, text, strlen(text)); }
+static void putText(int column, const char* text) {
+  memcpy(report.record + column, text, strlen(text));
+}
 
 /* MOVE of a packed item to a numeric-edited one. */
 static void edit(int column, const void* picture, const uint8_t* packed, int digits, int editedDigits) {
@@ -232,33 +375,68 @@ static void periodOf(const uint8_t* year, uint8_t* period) {
   _qrtcBCD_DIV_Pckd(packed, five, period, 3, 1, 4);
 }
 
-/* The address behind `count` commas. */
-static const uint8_t* behindCommas(const uint8_t* at, const uint8_t* end, int count) {
-  while (at < end && count > 0) count -= *at++ == ',';
-  return at;
+/* MOVE FUNCTION NUMVAL (a field) to a packed item of AMOUNT digits; an empty field is 0. */
+static void moveAmount(int cost, uint8_t* amount) {
+  if (fields[COST_OTHER + cost].count == 0) {
+    clear(amount, AMOUNT_BYTES);
+    return;
+  }
+  double value;
+  _qrtcNumval(&numberForms, COST_LENGTH, costs[cost], &value);
+  _qrtcBCD_CONV_LFlt_To_Pckd(value, amount, AMOUNT, 0);
 }
 
-/* MOVE of a number text that ends at a comma to a packed item of AMOUNT digits. Returns the place behind it. */
-static const uint8_t* moveAmount(const uint8_t* at, const uint8_t* end, uint8_t* amount) {
-  const uint8_t* start = at;
-  while (at < end && *at >= '0' && *at <= '9') ++at;
-  int digits = (int)(at - start);
-  if (digits > INPUT_AMOUNT) digits = INPUT_AMOUNT;
-  if (digits == 0)
-    clear(amount, AMOUNT_BYTES);
-  else
-    _qrtcBCD_CONV_ZndUS_To_Pckd(at - digits, amount, AMOUNT, digits);
-  return at < end ? at + 1 : at;
+/* SEARCH ALL STATES: the region of the state in the record. */
+static Region* regionOf(void) {
+  const int32_t found =
+      _qrtcSrchAll((const QrtSearchControl*)&searchState, (const uint8_t*)states,
+                   sizeof states / sizeof states[0], sizeof states[0], &wantedState, NULL, &program);
+  return &regions[found < 0 ? ELSEWHERE : ((const StateEntry*)((const char*)states + found))->region];
+}
+
+static void addToRegion(const uint8_t* all) {
+  Region* region = regionOf();
+  _qrtcBCD_ADD_Pckd(region->strikes, one, region->strikes, COUNT, 1, COUNT);
+  addAmount(region->cost, all);
+  if (!_qrtcBCD_GRT_Pckd(all, region->highest, AMOUNT, AMOUNT)) return;
+  memcpy(region->highest, all, AMOUNT_BYTES);
+  _qrtcInspect(&cleanAirline);
+  _qrtcInspect(&cleanAirport);
+  memset(region->costliest, ' ', sizeof region->costliest);
+  uint32_t overflow = 0;
+  tellStrike.target = region->costliest;
+  _qrtcString((QrtStringBlock*)&tellStrike, &program, &overflow);
+}
+
+static void putRegions(void) {
+  int32_t length = LINE_LENGTH;
+  putLine();
+  _qrtConvFromUnicode(regionHeading, sizeof regionHeading - sizeof regionHeading[0], report.record, &length,
+                      NULL, 0);
+  putLine();
+  for (const Region* region = regions; region < regions + REGIONS; ++region) {
+    if (_qrtcBCD_NOT_Pckd(region->strikes, COUNT)) continue;
+    putText(AT_LABEL, region->name);
+    edit(AT_REGION_STRIKES, &countPicture, region->strikes, COUNT, COUNT);
+    edit(AT_REGION_COST, &amountPicture, region->cost, AMOUNT, 10);
+    memcpy(report.record + AT_COSTLIEST, region->costliest, sizeof region->costliest);
+    putLine();
+  }
 }
 
 static void procedure(void) {
-  enum { DATE_FIELD = 3, FIELDS_FROM_DATE_TO_COSTS = 7 };
   _qrtPgmInit(&program);
   open(&strikes, QRT_OPEN_INPUT | QRT_OPEN_CAN_READ);
   open(&report, QRT_OPEN_OUTPUT | QRT_OPEN_CAN_WRITE);
   clearTotals(&ofYear);
   clearTotals(&ofPeriod);
   clearTotals(&ofRun);
+  for (Region* region = regions; region < regions + REGIONS; ++region) {
+    clear(region->strikes, COUNT_BYTES);
+    clear(region->cost, AMOUNT_BYTES);
+    clear(region->highest, AMOUNT_BYTES);
+    memset(region->costliest, ' ', sizeof region->costliest);
+  }
   memset(report.record, ' ', LINE_LENGTH);
   putText(AT_LABEL, HEADING);
   putLine();
@@ -267,9 +445,9 @@ static void procedure(void) {
   uint8_t year[4] = {0}, period[2], newPeriod[2];
   int more = readStrike() && readStrike(); /* the first line holds the names of the columns */
   while (more) {
-    const uint8_t* record = strikes.record;
-    const uint8_t* end = record + STRIKE_LENGTH;
-    const uint8_t* date = behindCommas(record, end, DATE_FIELD);
+    uint32_t overflow = 0;
+    cutRecord.source = strikes.record;
+    _qrtcUnString(&cutRecord, fields, &program, &overflow);
     if (memcmp(date, year, 4) != 0) {
       periodOf(date, newPeriod);
       if (year[0] != 0) {
@@ -280,8 +458,10 @@ static void procedure(void) {
       memcpy(period, newPeriod, 2);
     }
     uint8_t other[AMOUNT_BYTES], repair[AMOUNT_BYTES], all[AMOUNT_BYTES], sum[AMOUNT_BYTES];
-    const uint8_t* costs = behindCommas(date, end, FIELDS_FROM_DATE_TO_COSTS);
-    moveAmount(moveAmount(moveAmount(costs, end, other), end, repair), end, all);
+    moveAmount(0, other);
+    moveAmount(1, repair);
+    moveAmount(2, all);
+    addToRegion(all);
     _qrtcBCD_ADD_Pckd(other, repair, sum, AMOUNT, AMOUNT, AMOUNT);
     if (_qrtcBCD_NEQ_Pckd(sum, all, AMOUNT, AMOUNT)) ++unbalanced;
     _qrtcBCD_ADD_Pckd(ofYear.strikes, one, ofYear.strikes, COUNT, 1, COUNT);
@@ -299,6 +479,7 @@ static void procedure(void) {
   }
   putTotals("All", &ofRun);
   putLine();
+  putRegions();
   strikes.closeRoutine(&strikes, entries);
   report.closeRoutine(&report, entries);
   if (report.status >= 30) _qrtRunUnitTerm(16);
