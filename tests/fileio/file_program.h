@@ -20,20 +20,22 @@ namespace qrt::test {
 
 // An area of `size` bytes between guards, and the word that a description points to.
 struct GuardedArea {
-  static constexpr uint8_t guard = 0xEE;
-  std::vector<uint8_t> bytes;
+  const std::string guard = "guarding";
+  std::string bytes;
   uint8_t* base;
 
-  explicit GuardedArea(size_t size) : bytes(size + 16, guard), base(bytes.data() + 8) {}
+  explicit GuardedArea(size_t size)
+      : bytes(guard + std::string(size, '#') + guard), base(reinterpret_cast<uint8_t*>(&bytes[8])) {}
   GuardedArea(const GuardedArea&) = delete;
 
   // What is in the area now; a test fails that finds a guard broken.
   std::string text() const {
-    EXPECT_EQ(std::count(bytes.begin(), bytes.begin() + 8, guard), 8);
-    EXPECT_EQ(std::count(bytes.end() - 8, bytes.end(), guard), 8);
-    return {bytes.begin() + 8, bytes.end() - 8};
+    EXPECT_TRUE(bytes.starts_with(guard) && bytes.ends_with(guard));
+    return bytes.substr(8, bytes.size() - 16);
   }
 };
+
+using Texts = std::vector<std::string>;  // statuses and records of statements in turn
 
 struct File {
   QrtFileDescription description{};
