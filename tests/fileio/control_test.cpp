@@ -10,26 +10,6 @@ namespace {
 
 using Control = InFolder;
 
-TEST_F(Control, DefaultFileSystemOfTheRun) {
-  // The option, then code and name, the latter also what the run unit's field becomes.
-  const std::pair<const char*, std::string> table[] = {
-      {"", "5PLT"},    {"HDU", "1HDU"}, {"KRD", "1HDU"}, {"KFS", "2KFS"}, {"BTR", "3BTR"}, {"NAT", "4NAT"},
-      {"NSD", "6NSD"}, {"EXT", "7EXT"}, {"QDB", "8QDB"}, {"RDB", "8QDB"}, {"GXM", "5PLT"},
-  };
-  for (const auto& [option, found] : table) {
-    File file("name", 10, QRT_ORGANIZATION_SEQUENTIAL);
-    FileProgram program("MAIN", {&file});
-    startUp([&] {
-      _qrtPgmInit(nullptr);
-      strcpy(_qrtRuncom->fileSystem, option);
-      _qrtPgmInit(&program.block);
-      EXPECT_EQ(std::to_string(file.own.defaultCode) + std::string(file.own.defaultName, 3), found);
-      EXPECT_EQ(_qrtRuncom->fileSystem, found.substr(1));
-      _qrtRunUnitTerm(0);
-    });
-  }
-}
-
 TEST_F(Control, ProgramsShareAnExternalFile) {
   makeFile("data", "one\ntwo\n");
   File mine("data"), theirs("data"), before("x");

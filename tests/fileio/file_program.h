@@ -37,6 +37,11 @@ struct GuardedArea {
 
 using Texts = std::vector<std::string>;  // statuses and records of statements in turn
 
+// Letters of the USE procedures that ran: for input, output, I-O, EXTEND and the file itself.
+inline std::string used;
+inline uint8_t verbSeen;          // the last operation as the last of them saw it
+inline const QrtFcb* performing;  // the file of the statement that is performed
+
 struct File {
   QrtFileDescription description{};
   QrtFcb own{};
@@ -64,6 +69,13 @@ struct File {
   }
   File(const File&) = delete;
 
+  // Gives the file USE procedures of each mode.
+  void noteUse() {
+    for (int row = 0; row < 5; ++row)
+      use[row] = {[](void* mode) { used += *static_cast<char*>(mode), verbSeen = performing->lastOperation; },
+                  const_cast<char*>("ioxef" + row)};
+  }
+
   void makeExternal() {
     description.attributes |= QRT_FILE_EXTERNAL;
     strcpy(description.externalName, "SHARED");
@@ -89,6 +101,7 @@ struct FileProgram : Program {
   QrtFcb& fcb(size_t index = 0) { return *files[index]; }
 
   std::string perform(QrtFileRoutine verb, size_t index = 0) {
+    performing = &fcb(index);
     verb(&fcb(index), entries.data());
     return described[index]->statusArea.text();
   }
