@@ -4,24 +4,15 @@
 #include <cstring>
 #include <type_traits>
 
+#include "frame/unaligned.h"
 #include "qrtrlib.h"
 
 namespace {
 
 constexpr int32_t done = 0, zeroDivisor = 1, outOfRange = -1;
 
-template <typename Value>
-Value load(const Value* address) {
-  Value value;
-  memcpy(&value, address, sizeof value);
-  return value;
-}
-
-template <typename Target, typename Value>
-void store(Target* address, Value value) {
-  const Target stored = static_cast<Target>(value);
-  memcpy(address, &stored, sizeof stored);
-}
+using qrt::frame::load;
+using qrt::frame::store;
 
 uint64_t bits(int64_t value) {
   return static_cast<uint64_t>(value);

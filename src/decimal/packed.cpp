@@ -226,20 +226,23 @@ bool hasDigits(const uint8_t* item, int32_t bytes) {
   return any != 0;
 }
 
-uint8_t* absolute(const uint8_t* source, uint8_t* destination, int32_t, int32_t sourceDigits) {
-  const int32_t bytes = packedBytes(sourceDigits);
+// Moves a checked operand without its spare nibble; returns its length in bytes.
+static int32_t moveOperand(const uint8_t* source, uint8_t* destination, int32_t digits) {
+  const int32_t bytes = packedBytes(digits);
   checkOperand(source, bytes);
   memmove(destination, source, static_cast<size_t>(bytes));
-  clearSpareNibble(destination, sourceDigits);
+  clearSpareNibble(destination, digits);
+  return bytes;
+}
+
+uint8_t* absolute(const uint8_t* source, uint8_t* destination, int32_t, int32_t sourceDigits) {
+  const int32_t bytes = moveOperand(source, destination, sourceDigits);
   setSign(destination[bytes - 1], positiveSign);
   return destination;
 }
 
 uint8_t* negate(const uint8_t* source, uint8_t* destination, int32_t, int32_t sourceDigits) {
-  const int32_t bytes = packedBytes(sourceDigits);
-  checkOperand(source, bytes);
-  memmove(destination, source, static_cast<size_t>(bytes));
-  clearSpareNibble(destination, sourceDigits);
+  const int32_t bytes = moveOperand(source, destination, sourceDigits);
   const bool negative = isNegativeSign(destination[bytes - 1]);
   setSign(destination[bytes - 1], signNibble(!negative && hasDigits(destination, bytes)));
   return destination;

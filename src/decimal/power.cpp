@@ -3,18 +3,15 @@
 
 #include <cerrno>
 #include <cmath>
-#include <cstring>
+
+#include "frame/unaligned.h"
 
 namespace qrt::decimal {
 namespace {
 
 constexpr int32_t negativeToFraction = 48, zeroToZero = 49, zeroToNegative = 50, infinitePower = 58;
 
-int64_t load(const int64_t* address) {
-  int64_t value;
-  memcpy(&value, address, sizeof value);
-  return value;
-}
+using frame::load;
 
 template <typename Real>
 Real powerOfZero(Real exponent, uint32_t* sizeError) {

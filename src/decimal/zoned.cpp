@@ -13,22 +13,11 @@
 #include "decimal/packed.h"
 #include "decimal/register.h"
 #include "decimal/words.h"
+#include "frame/unaligned.h"
 #include "qrtrlib.h"
 
 namespace qrt::decimal {
 namespace {
-
-template <typename Word>
-Word load(const uint8_t* address) {
-  Word word;
-  memcpy(&word, address, sizeof word);
-  return word;
-}
-
-template <typename Word>
-void store(uint8_t* address, Word word) {
-  memcpy(address, &word, sizeof word);
-}
 
 // The two widths of a block: 8 packed bytes beside 16 digits, and 4 beside 8.
 struct Wide {
@@ -58,9 +47,11 @@ struct Wide {
 
 struct Narrow {
   static constexpr int32_t digits = 8;
-  static __m128i loadPacked(const uint8_t* at) { return _mm_cvtsi32_si128(load<int32_t>(at)); }
+  static __m128i loadPacked(const uint8_t* at) { return _mm_cvtsi32_si128(frame::loadAs<int32_t>(at)); }
   static __m128i loadZoned(const uint8_t* at) { return Wide::loadPacked(at); }
-  static void storePacked(uint8_t* at, __m128i block) { store(at, _mm_cvtsi128_si32(block)); }
+  static void storePacked(uint8_t* at, __m128i block) {
+    frame::storeAs<int32_t>(at, _mm_cvtsi128_si32(block));
+  }
   static void storeZoned(uint8_t* at, __m128i block) { Wide::storePacked(at, block); }
 
   // 7 digits that end at `end`, and a zero byte.

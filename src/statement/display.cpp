@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "frame/guard.h"
+#include "frame/unaligned.h"
 
 namespace qrt::statement {
 namespace {
@@ -68,26 +69,23 @@ ItemText floatText(double value, int32_t digits, char decimalPoint, Buffer& buff
   return {buffer, static_cast<size_t>(out - buffer)};
 }
 
-template <typename Number>
-Number load(const void* data) {
-  Number number;
-  memcpy(&number, data, sizeof number);
-  return number;
-}
-
 // The text of an item; none for one of an unknown type or size.
 std::optional<ItemText> textOf(const QrtDisplayItem& item, char decimalPoint, Buffer& buffer) {
   switch (item.type) {
     case QRT_DISPLAY_FLOAT:
       if (item.size == sizeof(float))
-        return floatText(static_cast<double>(load<float>(item.data)), item.digits, decimalPoint, buffer);
+        return floatText(static_cast<double>(frame::loadAs<float>(item.data)), item.digits, decimalPoint,
+                         buffer);
       if (item.size == sizeof(double))
-        return floatText(load<double>(item.data), item.digits, decimalPoint, buffer);
+        return floatText(frame::loadAs<double>(item.data), item.digits, decimalPoint, buffer);
       return std::nullopt;
     case QRT_DISPLAY_INTEGER:
-      if (item.size == sizeof(int16_t)) return integerText(load<int16_t>(item.data), item.digits, buffer);
-      if (item.size == sizeof(int32_t)) return integerText(load<int32_t>(item.data), item.digits, buffer);
-      if (item.size == sizeof(int64_t)) return integerText(load<int64_t>(item.data), item.digits, buffer);
+      if (item.size == sizeof(int16_t))
+        return integerText(frame::loadAs<int16_t>(item.data), item.digits, buffer);
+      if (item.size == sizeof(int32_t))
+        return integerText(frame::loadAs<int32_t>(item.data), item.digits, buffer);
+      if (item.size == sizeof(int64_t))
+        return integerText(frame::loadAs<int64_t>(item.data), item.digits, buffer);
       return std::nullopt;
     case QRT_DISPLAY_TEXT:
     case QRT_DISPLAY_TEXT_4:

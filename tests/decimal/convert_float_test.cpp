@@ -1,22 +1,12 @@
 // Conversions between packed items and floats: exact where a float holds the number, and beside the rules
 // taken digit by digit, with the C library's own powers of ten.
-#include <qrtrlib.h>
-
 #include <cmath>
-#include <random>
 
-#include "reports.h"
+#include "operands.h"
 
 namespace {
 
-using qrt::test::hexadecimal;
-using Bytes = std::vector<uint8_t>;
-
-std::mt19937_64 random_(1744);
-
-uint32_t below(uint32_t bound) {
-  return static_cast<uint32_t>(random_() % bound);
-}
+using namespace qrt::test;
 
 double doublePower(int32_t exponent) {
   return strtod(("1e" + std::to_string(exponent)).c_str(), nullptr);
@@ -24,23 +14,6 @@ double doublePower(int32_t exponent) {
 
 long double extendedPower(int32_t exponent) {
   return strtold(("1e" + std::to_string(exponent)).c_str(), nullptr);
-}
-
-// Digits as a packed item that they fill.
-Bytes packedOf(std::string digits, uint8_t sign) {
-  if (digits.size() % 2 == 0) digits.insert(0, "0");
-  Bytes item;
-  for (size_t i = 0; i + 1 < digits.size(); i += 2)
-    item.push_back(static_cast<uint8_t>((digits[i] - '0') << 4 | (digits[i + 1] - '0')));
-  item.push_back(static_cast<uint8_t>((digits.back() - '0') << 4 | sign));
-  return item;
-}
-
-std::string anyDigits() {
-  std::string digits(1 + below(33), '0');
-  for (size_t i = below(3) == 0 ? below(digits.size()) : 0; i < digits.size(); ++i)
-    digits[i] = static_cast<char>('0' + below(10));
-  return digits;
 }
 
 // The items' digits in the pairs that their bytes hold.
@@ -60,11 +33,11 @@ Float valueByBytes(const std::string& digits, bool (*counts)(bool odd, size_t pa
 
 TEST(ConvertFloat, PackedToEveryFloat) {
   for (int round = 0; round < 20000; ++round) {
-    const std::string digits = anyDigits();
-    const auto scale = static_cast<int32_t>(below(63)) - 31;
-    const bool minus = below(2) != 0;
-    const Bytes item = packedOf(digits, minus ? 0xD : 0xF);
-    const auto count = static_cast<int32_t>(digits.size());
+    const int32_t count = 1 + below(33), scale = below(63) - 31;
+    Bytes item = anyItem(count);
+    if (count % 2 == 0) item[0] &= 15;
+    const std::string digits = digitsOf(item, count);
+    const bool minus = hasMinus(item);
     double value = valueByBytes<double>(digits, [](bool, size_t) { return true; });
     long double extended = valueByBytes<long double>(digits, [](bool, size_t before) { return before < 10; });
     ASSERT_TRUE(count > 15 || value == strtod(digits.c_str(), nullptr)) << digits;
@@ -114,24 +87,17 @@ Bytes packedByRule(long double value, int32_t digits, int32_t scale) {
   return field;
 }
 
-Bytes convert(long double value, int32_t digits, int32_t scale) {
-  const int32_t bytes = digits / 2 + 1;
-  Bytes area(bytes + 16, 0xEE);
-  EXPECT_EQ(_qrtcBCD_CONV_EFlt_To_Pckd(value, area.data() + 8, digits, scale), area.data() + 8);
-  EXPECT_EQ(Bytes(area.begin(), area.begin() + 8), Bytes(8, 0xEE));
-  EXPECT_EQ(Bytes(area.end() - 8, area.end()), Bytes(8, 0xEE));
-  return Bytes(area.begin() + 8, area.end() - 8);
+std::string convert(long double value, int32_t digits, int32_t scale) {
+  return stored(digits / 2 + 1,
+                [&](uint8_t* to) { EXPECT_EQ(_qrtcBCD_CONV_EFlt_To_Pckd(value, to, digits, scale), to); });
 }
 
 TEST(ConvertFloat, ExtendedToPackedByRule) {
   for (int round = 0; round < 60000; ++round) {
-    const auto digits = static_cast<int32_t>(1 + below(35));
-    const auto scale = static_cast<int32_t>(below(63)) - 31;
-    const auto magnitude = static_cast<int32_t>(below(80)) - 21;
+    const int32_t digits = 1 + below(35), scale = below(63) - 31, magnitude = below(80) - 21;
     const long double value =
         static_cast<long double>(static_cast<int64_t>(random_())) / 0x1p63L * extendedPower(magnitude);
-    const Bytes expected = packedByRule(value, digits, scale), result = convert(value, digits, scale);
-    ASSERT_EQ(hexadecimal(result.data(), result.size()), hexadecimal(expected.data(), expected.size()))
+    ASSERT_EQ(convert(value, digits, scale), hexadecimal(packedByRule(value, digits, scale)))
         << static_cast<double>(value) << ' ' << digits << ' ' << scale;
   }
 }
@@ -155,14 +121,10 @@ TEST(ConvertFloat, EdgesOfTheRange) {
       {-100000000000000055.0L, 3, 0, "000C"},     // cleared from the first byte on: positive
       {-100000000000000000055.0L, 3, 0, "000D"},  // from ahead of the first byte on
   };
-  for (const auto& [value, digits, scale, expected] : cases) {
-    const Bytes result = convert(value, digits, scale);
-    EXPECT_EQ(hexadecimal(result.data(), result.size()), expected) << static_cast<double>(value);
-  }
-  uint8_t narrower[4];
-  _qrtcBCD_CONV_SFlt_To_Pckd(-0.25f, narrower, 2, -2);
-  _qrtcBCD_CONV_LFlt_To_Pckd(-0.125, narrower + 2, 3, -3);
-  EXPECT_EQ(hexadecimal(narrower, 4), "025D125D");
+  for (const auto& [value, digits, scale, expected] : cases)
+    EXPECT_EQ(convert(value, digits, scale), expected) << static_cast<double>(value);
+  EXPECT_EQ(stored(2, [](uint8_t* to) { _qrtcBCD_CONV_SFlt_To_Pckd(-0.25f, to, 2, -2); }), "025D");
+  EXPECT_EQ(stored(2, [](uint8_t* to) { _qrtcBCD_CONV_LFlt_To_Pckd(-0.125, to, 3, -3); }), "125D");
 }
 
 }  // namespace

@@ -1,19 +1,13 @@
 // Conversions between packed and zoned items beside a naive model that works digit by digit from the rules,
 // and beside the plain movers of digits.
 #include <decimal/plain.h>
-#include <qrtrlib.h>
 
-#include <random>
-
-#include "reports.h"
+#include "operands.h"
 
 namespace {
 
 namespace plain = qrt::decimal::plain;
-using qrt::test::hexadecimal;
-using qrt::test::Reported;
-using qrt::test::reportsOf;
-using Bytes = std::vector<uint8_t>;
+using namespace qrt::test;
 
 enum Form { TO, TS, LO, LS, US };
 
@@ -34,12 +28,12 @@ bool separate(Form form) {
   return form == TS || form == LS;
 }
 
-int32_t bytesOf(Form form, int32_t digits) {
+size_t bytesOf(Form form, int32_t digits) {
   return digits + separate(form);
 }
 
 // The digits of an item, zones included.
-Bytes digitsOf(const Bytes& item, Form form) {
+Bytes zonedDigitsOf(const Bytes& item, Form form) {
   return Bytes(item.begin() + (form == LS), item.end() - (form == TS));
 }
 
@@ -56,7 +50,7 @@ const Placed placed[5][5] = {{zone, signOfZone, zone, signOfZone, noSign},
 
 Bytes model(Form from, Form to, const Bytes& source, int32_t digits) {
   const Placed row = placed[from][to];
-  const Bytes all = digitsOf(source, from);
+  const Bytes all = zonedDigitsOf(source, from);
   const auto count = static_cast<int32_t>(all.size());
   Bytes result(digits, '0');
   bool nonZero = false;
@@ -78,10 +72,8 @@ Bytes model(Form from, Form to, const Bytes& source, int32_t digits) {
   return result;
 }
 
-std::mt19937 random_(1648);
-
 int32_t anyLength() {
-  return static_cast<int32_t>(random_() % 4 == 0 ? 1 + random_() % 63 : 1 + random_() % 34);
+  return 1 + below(below(4) == 0 ? 63 : 34);
 }
 
 // Zoned bytes, often with leading zeros, sometimes with odd zones; the sign byte is bad only when asked for.
@@ -100,64 +92,37 @@ Bytes anyZoned(Form form, int32_t digits, bool badSign) {
   return item;
 }
 
-Bytes anyPacked(int32_t digits, uint8_t sign) {
-  Bytes item(digits / 2 + 1);
-  const int32_t zeros = random_() % 2 == 0 ? static_cast<int32_t>(random_() % (item.size() + 1)) : 0;
-  for (size_t i = zeros; i < item.size(); ++i)
-    item[i] = static_cast<uint8_t>(random_() % 10 << 4 | random_() % 10);
-  item.back() = (item.back() & 0xF0) | sign;
-  return item;
-}
-
-// Runs a conversion with guard bytes around the destination.
-Bytes convert(QrtDecimalConversion* member, const Bytes& source, int32_t sourceDigits, int32_t digits,
-              int32_t bytes) {
-  constexpr int32_t margin = 24;
-  Bytes area(bytes + 2 * margin, 0xEE);
-  uint8_t* const destination = area.data() + margin;
-  EXPECT_EQ(member(source.data(), destination, digits, sourceDigits), destination);
-  EXPECT_EQ(std::count(area.begin(), area.begin() + margin, 0xEE), margin);
-  EXPECT_EQ(std::count(area.end() - margin, area.end(), 0xEE), margin);
-  return Bytes(destination, destination + bytes);
+// What a conversion stores, in hexadecimal.
+std::string convert(QrtDecimalConversion* member, const Bytes& source, int32_t sourceDigits, int32_t digits,
+                    size_t bytes) {
+  return stored(bytes, [&](uint8_t* to) { EXPECT_EQ(member(source.data(), to, digits, sourceDigits), to); });
 }
 
 TEST(ConvertZoned, AllRowsFollowTheirRules) {
-  for (int round = 0; round < 2000; ++round)
-    for (int from = TO; from <= US; ++from)
-      for (int to = TO; to <= US; ++to) {
-        const int32_t digits = anyLength(), sourceDigits = anyLength();
-        // A target without a sign doesn't look at the sign byte.
-        const Bytes source = anyZoned(Form(from), sourceDigits, to == US);
-        const Bytes result =
-            convert(zonedToZoned[from][to], source, sourceDigits, digits, bytesOf(Form(to), digits));
-        ASSERT_EQ(result, model(Form(from), Form(to), source, digits))
-            << from << " to " << to << ' ' << hexadecimal(source.data(), source.size());
-      }
+  for (int round = 0; round < 50000; ++round) {
+    const auto from = Form(round % 5), to = Form(round / 5 % 5);
+    const int32_t digits = anyLength(), sourceDigits = anyLength();
+    // A target without a sign doesn't look at the sign byte.
+    const Bytes source = anyZoned(from, sourceDigits, to == US);
+    ASSERT_EQ(convert(zonedToZoned[from][to], source, sourceDigits, digits, bytesOf(to, digits)),
+              hexadecimal(model(from, to, source, digits)))
+        << from << " to " << to << ' ' << hexadecimal(source);
+  }
 }
 
 TEST(ConvertZoned, BadSeparateSignsAreReportedAndCopied) {
   for (const Form from : {TS, LS})
-    for (int to = TO; to <= US; ++to)
-      for (const bool zero : {false, true}) {
-        Bytes source = zero ? Bytes{'0', '0'} : Bytes{'1', '2'};
-        source.insert(from == LS ? source.begin() : source.end(), 'x');
-        Bytes result(bytesOf(Form(to), 2));
-        const Reported reported = reportsOf([&] {
-          zonedToZoned[from][to](source.data(), result.data(), 2, 2);
-          return hexadecimal(result.data(), result.size());
-        });
-        const Bytes expected = model(from, Form(to), source, 2);
-        EXPECT_EQ(reported.output, hexadecimal(expected.data(), expected.size()));
+    for (const Form to : {TO, TS, LO, LS, US})
+      for (const char digit : {'0', '2'}) {
+        Bytes source(3, digit);
+        (from == LS ? source.front() : source.back()) = 'x';
+        const Reported reported =
+            reportsOf([&] { return convert(zonedToZoned[from][to], source, 2, 2, bytesOf(to, 2)); });
+        EXPECT_EQ(reported.output, hexadecimal(model(from, to, source, 2)));
         EXPECT_EQ(reported.numbers, to == US ? "" : "40 ");
       }
-  const Bytes item = {'4', '2', 'x'};
-  const Reported reported = reportsOf([&] {
-    uint8_t packed[2];
-    _qrtcBCD_CONV_ZndTS_To_Pckd(item.data(), packed, 2, 2);
-    return hexadecimal(packed, 2);
-  });
-  EXPECT_EQ(reported.numbers, "40 ");
-  EXPECT_EQ(reported.output, "042C");
+  const Reported packed = reportsOf([] { return convert(zonedToPacked[TS], {'4', '2', 'x'}, 2, 2, 2); });
+  EXPECT_EQ(packed.numbers + packed.output, "40 042C");
 }
 
 TEST(ConvertZoned, PackedToZonedAndBack) {
@@ -165,24 +130,24 @@ TEST(ConvertZoned, PackedToZonedAndBack) {
     const auto form = Form(round % 5);
     const int32_t digits = anyLength(), sourceDigits = anyLength();
     uint32_t nonZero;
-    const uint8_t sign = static_cast<uint8_t>(10 + random_() % 6);
-    const Bytes packed = anyPacked(sourceDigits, sign);
+    const Bytes packed = anyItem(sourceDigits);
     Bytes expected(digits);
     plain::unpackDigits(packed.data(), expected.data(), digits, sourceDigits, &nonZero);
-    bool minus = (sign == 0xB || sign == 0xD) && (nonZero != 0 || form == LS);
+    bool minus = hasMinus(packed) && (nonZero != 0 || form == LS);
     if (minus && (form == TO || form == LO)) expected[form == TO ? digits - 1 : 0] |= 0x40;
     if (separate(form)) expected.insert(form == LS ? expected.begin() : expected.end(), minus ? '-' : '+');
-    ASSERT_EQ(convert(packedToZoned[form], packed, sourceDigits, digits, bytesOf(form, digits)), expected)
-        << form << ' ' << digits << ' ' << hexadecimal(packed.data(), packed.size());
+    ASSERT_EQ(convert(packedToZoned[form], packed, sourceDigits, digits, bytesOf(form, digits)),
+              hexadecimal(expected))
+        << form << ' ' << digits << ' ' << hexadecimal(packed);
 
     const Bytes zoned = anyZoned(form, sourceDigits, false);
-    expected.resize(digits / 2 + 1);
-    plain::packDigits(digitsOf(zoned, form).data(), expected.data(), digits, sourceDigits, &nonZero);
+    std::string text;
+    for (const uint8_t digit : zonedDigitsOf(zoned, form)) text += static_cast<char>('0' + (digit & 15));
     const uint8_t signByte = form == TO || form == TS ? zoned.back() : zoned.front();
     minus = form != US && (separate(form) ? signByte == '-' : (signByte & 0x40) != 0);
-    if (minus && nonZero != 0) expected.back() ^= 0xC ^ 0xD;
-    ASSERT_EQ(convert(zonedToPacked[form], zoned, sourceDigits, digits, digits / 2 + 1), expected)
-        << form << ' ' << hexadecimal(zoned.data(), zoned.size());
+    ASSERT_EQ(convert(zonedToPacked[form], zoned, sourceDigits, digits, digits / 2 + 1),
+              packedText(text, digits, minus))
+        << form << ' ' << hexadecimal(zoned);
   }
 }
 
@@ -192,14 +157,11 @@ TEST(ConvertZoned, BadPackedBytesAreReported) {
   const Reported reported = reportsOf([&] {
     uint8_t zoned[4];
     for (int32_t digits = 1; digits <= 32; ++digits)
-      for (int32_t nibble = 0; nibble <= 2 * (digits / 2) + 1; ++nibble) {
-        Bytes item = anyPacked(digits, 0xC);
-        const bool isSign = nibble == 2 * (digits / 2) + 1;
-        const auto bad = static_cast<uint8_t>(isSign ? random_() % 10 : 10 + random_() % 6);
-        uint8_t& byte = item[nibble / 2];
-        byte = static_cast<uint8_t>(nibble % 2 == 0 ? (byte & 15) | bad << 4 : (byte & 0xF0) | bad);
-        _qrtcBCD_CONV_Pckd_To_ZndUS(item.data(), zoned, 1, digits);
-        expected += isSign ? "39 " : "903 ";
+      for (size_t nibble = 0, last = digits / 2 * 2 + 1; nibble <= last; ++nibble) {
+        std::string item = hexadecimal(anyItem(digits));
+        item[nibble] = nibble == last ? "0123456789"[below(10)] : "ABCDEF"[below(6)];
+        _qrtcBCD_CONV_Pckd_To_ZndUS(fromHexadecimal(item).data(), zoned, 1, digits);
+        expected += nibble == last ? "39 " : "903 ";
       }
     return expected;
   });

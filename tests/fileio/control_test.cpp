@@ -1,4 +1,6 @@
 // Binding of files at the first entry of a program, EXTERNAL files, the check that descriptions agree.
+#include <regex>
+
 #include "file_program.h"
 #include "frame/catalogue_writer.h"
 
@@ -7,26 +9,6 @@ using namespace qrt::test;
 namespace {
 
 using Control = InFolder;
-
-TEST_F(Control, DefaultFileSystemOfTheRun) {
-  // The option, then code and name, the latter also what the run unit's field becomes.
-  const std::pair<const char*, std::string> table[] = {
-      {"", "5PLT"},    {"HDU", "1HDU"}, {"KRD", "1HDU"}, {"KFS", "2KFS"}, {"BTR", "3BTR"}, {"NAT", "4NAT"},
-      {"NSD", "6NSD"}, {"EXT", "7EXT"}, {"QDB", "8QDB"}, {"RDB", "8QDB"}, {"GXM", "5PLT"},
-  };
-  for (const auto& [option, found] : table) {
-    File file("name", 10, QRT_ORGANIZATION_SEQUENTIAL);
-    FileProgram program("MAIN", {&file});
-    startUp([&] {
-      _qrtPgmInit(nullptr);
-      strcpy(_qrtRuncom->fileSystem, option);
-      _qrtPgmInit(&program.block);
-      EXPECT_EQ(std::to_string(file.own.defaultCode) + std::string(file.own.defaultName, 3), found);
-      EXPECT_EQ(_qrtRuncom->fileSystem, found.substr(1));
-      _qrtRunUnitTerm(0);
-    });
-  }
-}
 
 TEST_F(Control, ProgramsShareAnExternalFile) {
   makeFile("data", "one\ntwo\n");
@@ -41,14 +23,10 @@ TEST_F(Control, ProgramsShareAnExternalFile) {
       _qrtPgmInit(&called.block);
       EXPECT_EQ(&called.fcb(1), &main.fcb());
       EXPECT_EQ(theirs.record.base, mine.record.base);
-      EXPECT_EQ(main.open(input), "00");
-      EXPECT_EQ(called.read(1), "00");
-      EXPECT_EQ(main.record(), "one       ");
-      EXPECT_EQ(main.read(), "00");
-      EXPECT_EQ(main.read(), "10");
+      EXPECT_EQ((Texts{main.open(input), called.read(1), main.record(), main.read(), main.read()}),
+                (Texts{"00", "00", "one       ", "00", "10"}));
       EXPECT_EQ(theirs.statusArea.text(), "00") << "a statement reports to the program that it stands in";
-      EXPECT_EQ(called.read(1), "46");
-      EXPECT_EQ(main.close(), "00");
+      EXPECT_EQ((Texts{called.read(1), main.close()}), (Texts{"46", "00"}));
       EXPECT_EQ(main.fcb().flags, QRT_FCB_SHARED);
       _qrtPgmTerm(&called.block);
     });
@@ -67,10 +45,10 @@ struct FullFile : File {
     d = description;
     d.linageFlags = 0xF0;
     d.keyCount = 2;
-    d.linageOffset = 136;
-    d.keyBlockOffset = 136 + 144;
-    d.relativeKeyOffset = 136 + 144 + 24;
-    d.otherBlockOffset = 136 + 144 + 24 + 36;
+    d.linageOffset = sizeof(d);
+    d.keyBlockOffset = d.linageOffset + 144;
+    d.relativeKeyOffset = d.keyBlockOffset + 24;
+    d.otherBlockOffset = d.relativeKeyOffset + 36;
   }
 };
 
@@ -110,10 +88,7 @@ TEST_F(Control, DifferentDescriptionsEndTheRun) {
     called.descriptions[0] = &second.d;
     const Ended ended = inChild([&] { run(main, [&] { _qrtPgmInit(&called.block); }); });
     EXPECT_EQ(ended.exitCode, row.differences.empty() ? 0 : 3);
-    std::string shown;  // in one line
-    for (char character : ended.err)
-      if (character != '\n' && (character != ' ' || (!shown.empty() && shown.back() != ' ')))
-        shown += character;
+    const std::string shown = std::regex_replace(ended.err, std::regex("\\s+"), " ");
     EXPECT_EQ(shown.find("<SHARED|CALLED|" + row.differences + ">") != shown.npos, !row.differences.empty())
         << shown;
   }

@@ -20,20 +20,27 @@ namespace qrt::test {
 
 // An area of `size` bytes between guards, and the word that a description points to.
 struct GuardedArea {
-  static constexpr uint8_t guard = 0xEE;
-  std::vector<uint8_t> bytes;
+  const std::string guard = "guarding";
+  std::string bytes;
   uint8_t* base;
 
-  explicit GuardedArea(size_t size) : bytes(size + 16, guard), base(bytes.data() + 8) {}
+  explicit GuardedArea(size_t size)
+      : bytes(guard + std::string(size, '#') + guard), base(reinterpret_cast<uint8_t*>(&bytes[8])) {}
   GuardedArea(const GuardedArea&) = delete;
 
   // What is in the area now; a test fails that finds a guard broken.
   std::string text() const {
-    EXPECT_EQ(std::count(bytes.begin(), bytes.begin() + 8, guard), 8);
-    EXPECT_EQ(std::count(bytes.end() - 8, bytes.end(), guard), 8);
-    return {bytes.begin() + 8, bytes.end() - 8};
+    EXPECT_TRUE(bytes.starts_with(guard) && bytes.ends_with(guard));
+    return bytes.substr(8, bytes.size() - 16);
   }
 };
+
+using Texts = std::vector<std::string>;  // statuses and records of statements in turn
+
+// Letters of the USE procedures that ran: for input, output, I-O, EXTEND and the file itself.
+inline std::string used;
+inline uint8_t verbSeen;          // the last operation as the last of them saw it
+inline const QrtFcb* performing;  // the file of the statement that is performed
 
 struct File {
   QrtFileDescription description{};
@@ -62,6 +69,13 @@ struct File {
   }
   File(const File&) = delete;
 
+  // Gives the file USE procedures of each mode.
+  void noteUse() {
+    for (int row = 0; row < 5; ++row)
+      use[row] = {[](void* mode) { used += *static_cast<char*>(mode), verbSeen = performing->lastOperation; },
+                  const_cast<char*>("ioxef" + row)};
+  }
+
   void makeExternal() {
     description.attributes |= QRT_FILE_EXTERNAL;
     strcpy(description.externalName, "SHARED");
@@ -87,6 +101,7 @@ struct FileProgram : Program {
   QrtFcb& fcb(size_t index = 0) { return *files[index]; }
 
   std::string perform(QrtFileRoutine verb, size_t index = 0) {
+    performing = &fcb(index);
     verb(&fcb(index), entries.data());
     return described[index]->statusArea.text();
   }

@@ -10,11 +10,9 @@ using namespace qrt::test;
 
 namespace {
 
-using Records = std::vector<std::string>;
-
 struct LineSequential : InFolder {
   // Writes records and returns what is on disk then.
-  std::string written(const Records& records) {
+  std::string written(const Texts& records) {
     File file("out", 80);
     FileProgram program("WRITER", {&file});
     run(program, [&] {
@@ -26,12 +24,12 @@ struct LineSequential : InFolder {
   }
 
   // Reads a file to its end: each record as the program sees it, with its length; then the closing statuses.
-  Records readBack(const std::string& content, uint32_t length, bool ebcdic = false) {
+  Texts readBack(const std::string& content, uint32_t length, bool ebcdic = false) {
     makeFile("in", content);
     File file("in", length);
     FileProgram program("READER", {&file});
     if (ebcdic) program.block.flags |= QRT_PROGRAM_EBCDIC;
-    Records records;
+    Texts records;
     run(program, [&] {
       EXPECT_EQ(program.open(input), "00");
       std::string status;
@@ -49,18 +47,16 @@ struct LineSequential : InFolder {
 };
 
 // What a file of these records holds, by the plainest means.
-std::string model(const Records& records) {
+std::string model(const Texts& records) {
   std::string content;
-  for (std::string record : records) {
-    while (!record.empty() && isspace(static_cast<unsigned char>(record.back()))) record.pop_back();
-    content += record + "\n";
-  }
+  for (const std::string& record : records)
+    content += record.substr(0, record.find_last_not_of(" \t\n\v\f\r") + 1) + "\n";
   return content;
 }
 
 // What READs of a file give, one character after the other.
-Records modelRead(const std::string& content, size_t length) {
-  Records records;
+Texts modelRead(const std::string& content, size_t length) {
+  Texts records;
   for (size_t at = 0; at < content.size();) {
     std::string taken;
     while (at < content.size() && taken.size() <= length && (taken.empty() || taken.back() != '\n'))
@@ -80,7 +76,7 @@ TEST_F(LineSequential, StoresRecordsWithoutTrailingWhiteSpace) {
   EXPECT_EQ(written({"A         ", "", " x \t\r\n\v\f  "}), "A\n\n x\n");
   std::mt19937 random(72);
   for (int round = 0; round < 40; ++round) {
-    Records records(random() % 20);
+    Texts records(random() % 20);
     for (std::string& record : records)
       for (size_t length = random() % 80; length > 0; --length) record += "     \t\fx@"[random() % 9];
     EXPECT_EQ(written(records), model(records));
@@ -89,11 +85,8 @@ TEST_F(LineSequential, StoresRecordsWithoutTrailingWhiteSpace) {
 
 TEST_F(LineSequential, ReadsLinesAsRecords) {
   // The character at the seam of a long line is lost; a zero byte ends the text of a line.
-  EXPECT_EQ(readBack("\nabc\nabcX\nde", 3), (Records{"   0", "abc3", "abc4", "   0", "de 2", "10", "46"}));
-  EXPECT_EQ(readBack({"abc\0de\n", 7}, 3, true), (Records{"abc3",
-                                                          "de\x40"
-                                                          "2",
-                                                          "10", "46"}));
+  EXPECT_EQ(readBack("\nabc\nabcX\nde", 3), (Texts{"   0", "abc3", "abc4", "   0", "de 2", "10", "46"}));
+  EXPECT_EQ(readBack({"abc\0de\n", 7}, 3, true), (Texts{"abc3", "de@2", "10", "46"}));
   std::mt19937 random(73);
   for (int round = 0; round < 200; ++round) {
     // Short lines and records, then ones that cross the stream's buffer.
@@ -171,7 +164,7 @@ TEST_F(LineSequential, OpensByModeAndPresence) {
       EXPECT_EQ(program.open(row.mode), row.status) << row.name << row.mode;
       const bool open = file.own.openState != 0;
       if (open && file.own.stream == nullptr) {
-        EXPECT_EQ((Records{program.read(), program.read()}), (Records{"10", "46"}));
+        EXPECT_EQ((Texts{program.read(), program.read()}), (Texts{"10", "46"}));
       }
       if (open && (row.mode & QRT_OPEN_CAN_WRITE) != 0) program.write("new");
       EXPECT_EQ(program.close(), open ? "00" : "42");
@@ -185,7 +178,7 @@ TEST_F(LineSequential, OpensByModeAndPresence) {
 
 TEST_F(LineSequential, FlushesWhatItIsAskedTo) {
   const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
-  ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+  ASSERT_EQ(grantpt(terminal) | unlockpt(terminal), 0);
   File file("out"), screen(ptsname(terminal));
   file.description.lineFlags = 0x20;
   file.description.flushLength = 3;
@@ -221,7 +214,7 @@ TEST_F(LineSequential, FailuresOfTheSystemAreNeverSilent) {
       program.write(line);
       EXPECT_EQ(program.close(), "30") << "nothing went out before the CLOSE";
     }
-    EXPECT_EQ((Records{program.open(input, 1), program.read(1)}), (Records{"00", "30"}));
+    EXPECT_EQ((Texts{program.open(input, 1), program.read(1)}), (Texts{"00", "30"}));
   });
 }
 

@@ -7,6 +7,7 @@ using namespace qrt::test;
 namespace {
 
 struct Status : InFolder {
+  Status() { file.noteUse(); }
   File file{"data", 10, QRT_ORGANIZATION_SEQUENTIAL};
   FileProgram program{"MAIN", {&file}};
   QrtFcb& fcb = file.own;
@@ -41,10 +42,8 @@ TEST_F(Status, AreasInEachForm) {
 TEST_F(Status, ExtendedStatusOfAnAdapter) {
   memcpy(fcb.fileSystemName, "XYZ", 3);
   fcb.fileName = "name";
-  struct {
-    int16_t status;
-    std::string plain, withSystem;
-  } const table[] = {
+  const std::tuple<int16_t, const char*, const char*> table[] = {
+      // status, plain text, text with the system
       {35, "000051,name   ", "000051,name   "},
       {96, "000051         ", "000051,XYZ,name"},
       {33, "000051,na", "000051,na"},
@@ -52,64 +51,58 @@ TEST_F(Status, ExtendedStatusOfAnAdapter) {
       {30, "000051  ", "000051  "},
       {35, "     ", "     "},
   };
-  for (const auto& row : table)
-    for (const bool system : {false, true}) {
-      const auto length = static_cast<int32_t>(row.plain.size());
-      GuardedArea area(row.plain.size());
-      fcb.status = row.status;
-      (system ? _qrt_filestat2x : _qrt_filestat2)(area.base, length, 51, &fcb, 0);
-      EXPECT_EQ(area.text(), system ? row.withSystem : row.plain);
+  for (const auto& [status, plain, withSystem] : table)
+    for (const auto& [fill, text] : {std::pair{&_qrt_filestat2, plain}, {&_qrt_filestat2x, withSystem}}) {
+      GuardedArea area(strlen(text));
+      fcb.status = status;
+      fill(area.base, static_cast<int32_t>(strlen(text)), 51, &fcb, 0);
+      EXPECT_EQ(area.text(), text);
     }
 }
 
 TEST_F(Status, VerbsInTheWrongState) {
-  constexpr uint32_t absent = QRT_FCB_ABSENT, placed = QRT_FCB_POSITIONED, readable = QRT_FCB_READ_POSITION;
+  constexpr uint32_t absent = QRT_FCB_ABSENT, placed = QRT_FCB_POSITIONED, found = QRT_FCB_READ_POSITION;
   const QrtFileRoutine read = _qrtReadError, write = _qrtWriteError, start = _qrtStartError,
                        rewrite = _qrtRewriteError, remove = _qrtDeleteError, reopen = _qrtOpenError,
                        close = _qrtCloseError;
+  constexpr uint16_t io = inputOutput;
   constexpr uint8_t opened = QRT_VERB_OPEN, got = QRT_VERB_READ, began = QRT_VERB_START;
+  constexpr uint8_t key = QRT_STATEMENT_INVALID_KEY, atEnd = QRT_STATEMENT_AT_END;
   struct Kind {
     uint8_t organization, access, statement;
   } const line{0, 0x80, 0}, bit{0x80, 0x80, 0}, relative{0x10, 0x80, 0}, random{0x20, 0, 0},
-      next{0x10, 0, QRT_STATEMENT_READ_NEXT};
+      keyed{0x20, 0, key}, ended{0x20, 0, atEnd}, next{0x10, 0, QRT_STATEMENT_READ_NEXT};
   struct {
     QrtFileRoutine verb;
     uint16_t state;
     uint32_t flags;
     uint8_t last;
     Kind kind;
-    const char* status;
+    int status;
+    const char* used;  // the USE procedure
   } const table[] = {
-      {read, 0, 0, 0, line, "47"},
-      {read, input, readable, 0, line, "30"},
-      {read, input, absent, opened, line, "10"},
-      {read, input, absent, got, line, "46"},
-      {read, input, absent | readable, got, line, "10"},
-      {read, input, absent, began, relative, "46"},
-      {read, input, absent | placed, began, next, "10"},
-      {read, input, absent, opened, random, "23"},
-      {read, input, absent, opened, next, "10"},
-      {write, inputOutput, 0, 0, relative, "92"},
-      {write, inputOutput, 0, 0, bit, "30"},
-      {write, inputOutput, 0, 0, random, "30"},
-      {write, input, 0, 0, line, "48"},
-      {rewrite, input, 0, 0, line, "49"},
-      {rewrite, inputOutput, 0, 0, line, "30"},
-      {remove, extend, 0, 0, relative, "49"},
-      {remove, inputOutput, 0, 0, relative, "30"},
-      {start, output, placed, 0, relative, "47"},
-      {start, input, absent | placed, 0, relative, "23"},
-      {start, inputOutput, 0, 0, relative, "30"},
-      {reopen, input, 0, 0, line, "41"},
-      {reopen, 0, 0, 0, line, "30"},
-      {close, 0, 0, 0, line, "42"},
-      {close, input, 0, 0, line, "30"},
-      {close, input, absent, 0, line, "00"},
+      {read, 0, 0, 0, line, 47, "f"},
+      {read, input, absent, opened, line, 10, "i"},
+      {read, input, absent, got, line, 46, "i"},
+      {read, input, absent | found, got, line, 10, "i"},
+      {read, input, absent, began, relative, 46, "i"},
+      {read, input, absent | placed, began, next, 10, "i"},
+      {read, input, absent, opened, random, 23, "i"},
+      {read, input, absent, opened, keyed, 23, ""},
+      {read, input, absent, opened, ended, 23, "i"},
+      {read, input, absent, opened, next, 10, "i"},
+      {write, io, 0, 0, relative, 92, "x"},
+      {write, io, 0, 0, bit, 30, "x"},
+      {write, io, 0, 0, random, 30, "x"},
+      {write, input, 0, 0, line, 48, "i"},
+      {rewrite, input, 0, 0, line, 49, "i"},
+      {remove, extend, 0, 0, relative, 49, "e"},
+      {start, output, placed, 0, relative, 47, "o"},
+      {start, input, absent | placed, 0, relative, 23, "i"},
+      {reopen, input, 0, 0, line, 41, "f"},
+      {close, 0, 0, 0, line, 42, "f"},
+      {close, input, absent, 0, line, 0, ""},
   };
-  // The procedure finds its statement's verb as the last one.
-  static uint8_t lastSeen;
-  for (QrtUsePair& pair : file.use)
-    pair = {[](void* block) { lastSeen = static_cast<QrtFcb*>(block)->lastOperation; }, &fcb};
   for (const auto& row : table)
     run(program, [&] {
       fcb.openState = row.state;
@@ -118,43 +111,30 @@ TEST_F(Status, VerbsInTheWrongState) {
       file.description.organization = row.kind.organization;
       file.description.accessMode = row.kind.access;
       fcb.statementFlags = row.kind.statement;
-      lastSeen = 0;
-      EXPECT_EQ(program.perform(row.verb), row.status) << &row - table;
-      EXPECT_EQ(fcb.flags & (readable | placed), row.flags & (row.verb == read ? placed : 0u));
-      EXPECT_EQ(lastSeen, row.status[0] == '0' ? 0 : fcb.currentOperation) << &row - table;
+      used.clear();
+      EXPECT_EQ(std::stoi(program.perform(row.verb)), row.status) << &row - table;
+      EXPECT_EQ(fcb.flags & (found | placed), row.flags & (row.verb == read ? placed : 0u));
+      EXPECT_EQ(used, row.used) << &row - table;
+      EXPECT_TRUE(used.empty() || verbSeen == fcb.currentOperation) << &row - table;
       EXPECT_EQ(file.extendedArea.text(), "000000" + std::string(18, ' '));
       fcb.openState = 0;
     });
 }
 
-TEST_F(Status, UseProcedureByModeUnlessTheStatementHandlesIt) {
-  static char used;
-  constexpr uint8_t key = QRT_STATEMENT_INVALID_KEY, atEnd = QRT_STATEMENT_AT_END, read = QRT_VERB_READ;
-  struct {
-    uint16_t state;
-    uint8_t verb, statement;
-    int16_t status;
-    char used;
-  } const table[] = {
-      {input, read, 0, 30, 'i'},   {output, read, 0, 30, 'o'},  {inputOutput, read, 0, 30, 'x'},
-      {extend, read, 0, 30, 'e'},  {0, read, 0, 47, 'f'},       {input, QRT_VERB_OPEN, 0, 30, 'f'},
-      {input, read, key, 20, '-'}, {input, read, key, 10, 'i'}, {input, read, atEnd, 10, '-'},
-      {input, read, key, 24, '-'}, {input, read, key, 25, 'i'}, {input, read, atEnd, 23, 'i'},
-  };
-  for (int row = 0; row < 5; ++row)
-    file.use[row] = {[](void* mode) { used = *static_cast<char*>(mode); }, const_cast<char*>("ioxef" + row)};
-  run(program, [&] {
-    for (const auto& row : table) {
-      used = '-';
-      fcb.openState = row.state;
-      fcb.currentOperation = row.verb;
-      fcb.statementFlags = row.statement;
-      fcb.status = row.status;
-      _qrtCallUseProc(&fcb, 0, program.entries.data());
-      EXPECT_EQ(used, row.used) << &row - table;
-    }
-    fcb.openState = 0;
-  });
+TEST_F(Status, PhrasesOfTheStatementComeAheadOfUse) {
+  for (const auto& [phrase, handled] :
+       {std::pair{0, ""}, {QRT_STATEMENT_INVALID_KEY, "20 21 22 23 24 "}, {QRT_STATEMENT_AT_END, "10 "}})
+    run(program, [&, phrase = phrase, handled = handled] {
+      performing = &fcb;
+      std::string unused;
+      fcb.statementFlags = static_cast<uint8_t>(phrase);
+      for (fcb.status = 10; fcb.status < 30; ++fcb.status) {
+        used.clear();
+        _qrtCallUseProc(&fcb, 0, program.entries.data());
+        if (used.empty()) unused += std::to_string(fcb.status) + " ";
+      }
+      EXPECT_EQ(unused, handled);
+    });
 }
 
 TEST_F(Status, UnheardPermanentErrorEndsTheRun) {

@@ -32,25 +32,20 @@ TEST(Hosting, TraxRunUnitsNest) {
   Program outer("OUTER"), inner("INNER");
   const int32_t before = liveBlocksAfterARun();
   _qrt_cpm_init(nullptr, &outer);
-  EXPECT_EQ(_qrtTraxModHandle, &outer);
-  EXPECT_EQ(_qrtRuncom, nullptr);  // the process waits for its first program
+  EXPECT_TRUE(_qrtTraxModHandle == &outer && _qrtRuncom == nullptr);  // it waits for its first program
   _qrtPgmInit(&outer.block);
   QrtRunUnitRecord* const first = _qrtRuncom;
-  ASSERT_NE(first, nullptr);
   EXPECT_NE(_qrtCheckMalloc(100), nullptr);  // goes with the run unit
   _qrtTraxRunUnit(1, nullptr);
-  EXPECT_EQ(_qrtIsTrax, 2);
-  EXPECT_EQ(_qrtRuncom->runUnitNumber, 2u);
+  EXPECT_TRUE(_qrtIsTrax == 2 && _qrtRuncom->runUnitNumber == 2);
   _qrtPgmInit(&inner.block);
   EXPECT_TRUE(inner.block.flags & QRT_PROGRAM_MAIN);
   inner.entries[0].stateFlags = QRT_ENTRY_NOT_INITIAL;
   _qrtRunUnitTerm(9);  // comes back to the host
   EXPECT_EQ(inner.entries[0].activeCount + inner.entries[0].stateFlags, 0u);
-  EXPECT_EQ(_qrtIsTrax, 1);
-  EXPECT_EQ(_qrtRuncom, first);
+  EXPECT_TRUE(_qrtIsTrax == 1 && _qrtRuncom == first);
   _qrtPgmTerm(&outer.block);
-  EXPECT_EQ(_qrtIsTrax, 0);
-  EXPECT_EQ(_qrtProccom, nullptr);
+  EXPECT_TRUE(_qrtIsTrax == 0 && _qrtProccom == nullptr);
   EXPECT_EQ(liveBlocks(), before);
 }
 
@@ -60,24 +55,21 @@ TEST(Hosting, WaysOut) {
   EXPECT_EQ(run(main, [] { _qrtRunUnitTerm(8); }), 8);
   EXPECT_EQ(run(main, [] { _qrt_cpm_exit(); }), 1);
   EXPECT_EQ(run(main, [] { _qrt_cpm_cancel(); }), cameBack);
-  EXPECT_EQ(run(main,
-                [&] {
-                  _qrtPgmInit(&called.block);
-                  _qrtTraxRunUnit(0, nullptr);
-                  _qrtPgmTerm(&called.block);
-                  ADD_FAILURE() << "came back";
-                }),
-            1);
-  EXPECT_EQ(_qrt_trax_exit_in_progress, 0);
-  EXPECT_EQ(_qrtProccom, nullptr);
+  const auto calls = [&] {
+    _qrtPgmInit(&called.block);
+    _qrtTraxRunUnit(0, nullptr);
+    _qrtPgmTerm(&called.block);
+    ADD_FAILURE() << "came back";
+  };
+  EXPECT_EQ(run(main, calls), 1);
+  EXPECT_TRUE(_qrt_trax_exit_in_progress == 0 && _qrtProccom == nullptr);
 }
 
 TEST(Hosting, RegisteredRoutine) {
   Program called("CALLED"), main("MAIN");
   int32_t calls = 0, result = -1;
   _qrtCOBOLInit(1, nullptr, &result, nullptr);
-  EXPECT_EQ(result, 1);
-  EXPECT_EQ(_qrtProccom, nullptr);
+  EXPECT_TRUE(result == 1 && _qrtProccom == nullptr);
   for (const auto& [fcode, expected] : {std::pair{2, 1}, {1, 0}, {1, 1}}) {
     QRTCOBOLINIT(fcode, host(leave), &result, &calls);
     EXPECT_EQ(result, expected);

@@ -63,16 +63,3 @@ TEST(Memory, CallocClearsAndRefusesAProductThatOverflows) {
     if (!hosted) _qrtCheckFree(block);
   }
 }
-
-TEST(Memory, ShortageIsAResult) {
-  if (!canFailAllocations) GTEST_SKIP();
-  for (const int32_t n : {1, 2}) {
-    const FailingAllocation failing(n);
-    QrtHashTable* const table = _qrt_hash_create(3, 0);
-    ASSERT_EQ(table == nullptr, n == 1);
-    if (table == nullptr) continue;
-    EXPECT_EQ(_qrt_hash_insert(table, "key", 3, table), -1);
-    EXPECT_EQ(_qrt_hash_find(table, "key", 3), nullptr);
-    _qrt_hash_terminate(table);
-  }
-}

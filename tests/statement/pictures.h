@@ -1,4 +1,4 @@
-// Records laid out as a compiler does, what a move makes of an item, and tables of cases as one text.
+// Records laid out as a compiler does, and tables of cases as one text.
 #pragma once
 
 #include <qrtrlib.h>
@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "support/guards.h"
 
 namespace qrt::test {
 
@@ -35,15 +37,6 @@ inline Record editPicture(std::string_view picture, int kind, bool zeroRule = fa
                           char currency = '$') {
   const int length = static_cast<int>(picture.size());
   return {zeroRule ? -length : length, std::string{point, currency, static_cast<char>(kind)} += picture};
-}
-
-// An item of `size` bytes of '#' behind a move to it; "overrun" when the move wrote beyond it.
-template <typename Move>
-std::string itemAfter(size_t size, Move&& move) {
-  const std::string guard(8, '\xEE');
-  std::string area = guard + std::string(size, '#') + guard;
-  move(reinterpret_cast<uint8_t*>(area.data()) + guard.size());
-  return area.starts_with(guard) && area.ends_with(guard) ? area.substr(guard.size(), size) : "overrun";
 }
 
 // The parts of a text between separators.
