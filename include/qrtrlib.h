@@ -1046,6 +1046,8 @@ QRT_API void _qrtcRfshCond(uint8_t current, int32_t count, uint8_t target, uint3
 QRT_API void _qrtcRfshGoDepend(int32_t index, uint8_t current, int32_t count, const uint8_t* targets,
                                uint32_t* live, const uint32_t* initial, const uint8_t* segments);
 
+/* ===============================================================================================
+
 /* ======================================================================================================
  * Comparison of text, and class conditions
  * ====================================================================================================== */
@@ -1111,6 +1113,122 @@ QRT_API int32_t _qrtuSClasNumeric(uint32_t flags, const void* item, int32_t leng
 QRT_API int32_t _qrtuClasAlpha(const void* item, int32_t lengthInBytes);
 QRT_API int32_t _qrtuClasUpper(const void* item, int32_t lengthInBytes);
 QRT_API int32_t _qrtuClasLower(const void* item, int32_t lengthInBytes);
+/* ======================================================================================================
+=======
+ * Calendar
+ *
+ * Lilian day 1 is 15 October 1582, the first day of the Gregorian calendar, and 3074324 is 31 December 9999.
+ * Integer date 1 is 1 January 1601.
+ * ====================================================================================================== */
+
+#define QRT_LAST_LILIAN_DAY 3074324
+
+/* Values of DTSZdate_parts.era_type. */
+#define QRT_ERA_GREGORIAN 0
+#define QRT_ERA_JAPANESE 1
+#define QRT_ERA_CHINESE 2
+
+/* A date and time in parts, as pictures read and show it. */
+typedef struct DTSZdate_parts {
+  int32_t era_type;    /* QRT_ERA_* */
+  int32_t year;        /* Gregorian; of an era date the year of the era, until DTSZDATE_chk has converted it */
+  int32_t month;       /* 1 to 12; 0 when not given */
+  int32_t day;         /* 1 to 31; 0 when not given */
+  int32_t day_of_year; /* 1 to 366; 0 when not given */
+  int32_t hour;        /* 0 to 23 */
+  int32_t minute;
+  int32_t second;
+  int32_t millisecond;
+  int32_t ampm;    /* 0 AM, 1 PM, in the work on a twelve-hour time */
+  int32_t weekday; /* 1 for Sunday to 7 for Saturday; 0 when not given */
+  int32_t jp_year; /* the date in its Japanese era */
+  int32_t jp_month;
+  int32_t jp_day;
+  int32_t jp_era;  /* 1 for the first era of the table; 0 for none */
+  int32_t ch_year; /* the same for the Chinese table */
+  int32_t ch_month;
+  int32_t ch_day;
+  int32_t ch_era;
+} DTSZdate_parts;
+
+typedef struct DTSZera {
+  int32_t start_year; /* first day, Gregorian */
+  int32_t start_month;
+  int32_t start_day;
+  int32_t span_years; /* years that the era counts, the first and the last included */
+} DTSZera;
+
+#define QRT_MOST_ERAS 20
+#define QRT_JAPANESE_NAME 6       /* bytes of an era's name, without the zero byte behind it */
+#define QRT_CHINESE_SHORT_NAME 10
+#define QRT_CHINESE_LONG_NAME 20
+
+/* A table of eras, the oldest first. Behind the last era follow `count` names, filled up with blanks and each
+   ended by a zero byte: those of the Japanese table; or all short, then all long ones of the Chinese table. */
+typedef struct DTSZera_table {
+  int32_t count;   /* 0 to QRT_MOST_ERAS */
+  DTSZera eras[1]; /* `count` of them */
+} DTSZera_table;
+
+/* What a date service reports: twelve zero bytes for success, or a condition. */
+typedef struct QrtFeedback {
+  uint16_t severity;      /* 0 success, 2 warning, 3 error */
+  uint16_t messageNumber; /* 0 for success */
+  uint8_t classByte;      /* 0x41 and the severity in bits 3 to 5; 0 for success */
+  char facility[3];       /* "DTS"; zero for success */
+  uint32_t instance;      /* 0 */
+} QrtFeedback;
+
+/* Sets year, month, day and day_of_year of the parts, all else staying as it is, from a Lilian day in range. */
+QRT_API void DTSZDATE_alg(int32_t lilianDay, DTSZdate_parts* parts);
+
+/* The Lilian day of the parts' year and day_of_year, or month and day where day_of_year is 0. Takes the date
+   to be valid. */
+QRT_API void DTSZDAYS_alg(const DTSZdate_parts* parts, int32_t* lilianDay);
+
+/* *flag is 1 when the year of the parts is a Gregorian leap year, else 0. */
+QRT_API void DTSZLEAP_year(int32_t* flag, const DTSZdate_parts* parts);
+
+/* Values of DTSZDATE_chk. */
+#define QRT_DATE_VALID 0
+#define QRT_DATE_BAD_YEAR 1         /* outside 1582 to 9999 */
+#define QRT_DATE_BAD_ERA_YEAR 2     /* outside its era */
+#define QRT_DATE_BAD_DAY 4          /* no such day, or one before or behind its era */
+#define QRT_DATE_BAD_MONTH 8        /* no such month, or one before its era */
+#define QRT_DATE_BEFORE_CALENDAR 16 /* before 15 October 1582, or by day of year in 1582 */
+#define QRT_DATE_WITHOUT_ERA 26     /* an era date whose era isn't in the table */
+
+/* Checks a date, an era date against its table; the other table, or both, may be null. The year of an era date
+   becomes Gregorian when it lies in its era. *code is QRT_DATE_VALID or the first fault found; returns 0 for
+   a valid date, else 1. */
+QRT_API int32_t DTSZDATE_chk(DTSZdate_parts* parts, int32_t* code, const DTSZera_table* japanese,
+                             const DTSZera_table* chinese);
+
+/* Sets the date within its era of a Gregorian year, month and day: the last era of the table that holds it. Only
+   the era, to 0, where none does. */
+QRT_API void DTSZJAP_date(DTSZdate_parts* parts, const DTSZera_table* table);
+QRT_API void DTSZCHI_date(DTSZdate_parts* parts, const DTSZera_table* table);
+
+/* Makes the Japanese or Chinese table from variant 1 or 2 of message 216 and returns 0; the caller frees it by
+   _qrtCheckFree. Else *table is null and 1 comes back: without that message, behind message 206 with value 2;
+   out of memory, with condition 813 in the feedback; for a text that is no table, with a trace line under
+   _qrtDebug. The feedback stays as it is otherwise. */
+QRT_API int32_t DTSZGetJapEra(DTSZera_table** table, QrtFeedback* feedback);
+QRT_API int32_t DTSZGetChiEra(DTSZera_table** table, QrtFeedback* feedback);
+
+/* Which eras a picture asks for: QRT_ERA_JAPANESE for one with <JJJJ>, QRT_ERA_CHINESE for <CCCC> or <CCCCCCCC>,
+   QRT_ERA_GREGORIAN for neither, -1 for both. */
+QRT_API int32_t DTSZ_JAPCHI_type(const char* picture, const char* pictureEnd);
+
+/* *weekday is 1 for Sunday to 7 for Saturday, *status 0. The range isn't checked. */
+QRT_API void _qrtTKM_DTSDYWK(int32_t lilianDay, int32_t* status, int32_t* weekday);
+
+/* The day of the year, 1 to 366, of a month and day that are taken to be valid. */
+QRT_API void _qrtGregorian_to_Julian(int32_t year, int32_t month, int32_t day, int32_t* dayOfYear);
+
+/* The integer date of a day of a year. */
+QRT_API void _qrtJulian_to_Lilian(int32_t year, int32_t dayOfYear, int32_t* integerDate);
+
 /* ======================================================================================================
  * DISPLAY, ACCEPT and STOP
  * ====================================================================================================== */

@@ -25,7 +25,6 @@ constexpr char catalogueName[] = "qrtremsg.cat";
 constexpr uint32_t usualBufferSize = 4096;
 constexpr uint32_t mostBufferSize = 1024 * 1024;
 constexpr std::string_view emptyHead = "         ";
-constexpr int textModeWidth = 255;
 
 // The writer's state, as it is before the first message.
 struct Writer {
@@ -132,12 +131,6 @@ const char* textFor(Request& request, MessageValues& numberAndCatalogue) {
   return catalogueText(writer.messageCatalog, message::notFound, 1, "2 Cannot find message %d in %s");
 }
 
-void finish(MessageText& text, int width) {
-  if (writer.charsPerSymbol == 1) wrap(text, width);
-  if (text.room() == 0) --text.length;  // a text that was cut ends its line all the same
-  text.appendByte('\n');
-}
-
 // Text mode: no head, no end of the run; the text without the blanks and line ends behind it goes to the
 // caller.
 void formatForCaller(Request request, MessageText& text, char* target, int32_t length,
@@ -145,7 +138,6 @@ void formatForCaller(Request request, MessageText& text, char* target, int32_t l
   appendFormatted(text, textProper(catalogued), *request.values);
   text.appendByte('\n');
   if (request.wantsTraceback()) appendTraceback(text, request.machine);
-  finish(text, textModeWidth);
   size_t end = text.length;
   while (end > 0 && (text.start[end - 1] == '\n' || text.start[end - 1] == ' ')) --end;
   if (length > 0) MessageText(target, static_cast<size_t>(length)).append({text.start, end});
@@ -164,7 +156,9 @@ RunEnd writeOut(Request request, MessageText& text, const char* catalogued) {
   const RunEnd runEnd = runEndOf(severity);
   if (request.wantsTraceback()) appendTraceback(text, request.machine);
   if (runEnd != RunEnd::none && qrtDebugAttached() == 0) appendExitNotice(text, runEnd);
-  finish(text, width);
+  if (writer.charsPerSymbol == 1) wrap(text, width);
+  if (text.room() == 0) --text.length;  // a text that was cut ends its line all the same
+  text.appendByte('\n');
   _qrtWriteStderr(text.start, static_cast<int32_t>(text.length), static_cast<int32_t>(text.room()));
   return runEnd;
 }
@@ -229,6 +223,12 @@ void giveLines(std::string_view text) {
 }
 
 }  // namespace
+
+const char* messageText(int32_t number, uint32_t variant) {
+  if (writer.messageBufferSize == 0) openCatalogue();
+  const char* const found = catalogueText(writer.messageCatalog, static_cast<uint32_t>(number), variant, "");
+  return *found != 0 ? textProper(found) : nullptr;
+}
 
 }  // namespace qrt::frame
 
