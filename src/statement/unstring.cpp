@@ -106,23 +106,23 @@ void unstringFields(QrtUnstringBlock* block, QrtUnstringReceiver* receivers,
   for (; filled < block->receiverCount && at < size; ++filled) {
     QrtUnstringReceiver& receiver = receivers[filled];
     const uint32_t from = at;
+    Cut cut;
     if (delimiters.empty()) {
-      at += std::min(size - from, sizeOfPiece(receiver));
-      moveField(receiver, source.subspan(from), at - from, blank);
-      receiver.count = static_cast<int32_t>((at - from) / width);
+      const uint32_t end = from + std::min(size - from, sizeOfPiece(receiver));
+      cut = {end, end, {}};
     } else {
-      const Cut cut = cutAtDelimiter(search, source, from);
-      at = cut.next;
+      cut = cutAtDelimiter(search, source, from);
       moveDelimiter(receiver, cut.delimiter, blank);
-      moveField(receiver, source.subspan(from), cut.end - from, blank);
-      receiver.count = static_cast<int32_t>((cut.end - from) / width);
     }
+    moveField(receiver, source.subspan(from), cut.end - from, blank);
+    receiver.count = static_cast<int32_t>(charactersIn(cut.end - from, width));
+    at = cut.next;
   }
 
   const bool leftOver = pointer < 1 ? size > 0 : at < size;
   if (leftOver && *overflow != 0) ++*overflow;
   if ((flags & QRT_UNSTRING_POINTER) != 0)
-    block->pointer = pointer + static_cast<int32_t>((at - start) / width);
+    block->pointer = pointer + static_cast<int32_t>(charactersIn(at - start, width));
   if ((flags & QRT_UNSTRING_TALLYING) != 0) block->tally += filled;
 }
 
