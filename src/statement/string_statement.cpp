@@ -53,7 +53,7 @@ void stringFields(QrtStringBlock* block, const QrtProgramBlock* programContext, 
   }
 
   if (target.wasShort && *overflow != 0) ++*overflow;
-  block->pointer = pointer + static_cast<int32_t>((room - target.room) / width);
+  block->pointer = pointer + static_cast<int32_t>(charactersIn(room - target.room, width));
 }
 
 }  // namespace qrt::statement

@@ -52,11 +52,15 @@ void moveDigits(const QrtUnstringReceiver& receiver, Text field) {
   fill(item + digits, size - digits, zero);
 }
 
-void moveField(QrtUnstringReceiver& receiver, Text field, uint16_t blank) {
-  if (isNumeric(receiver))
-    moveDigits(receiver, field);
+// The first `length` bytes of `source` are the field.
+void moveField(const QrtUnstringReceiver& receiver, Text source, uint32_t length, uint16_t blank) {
+  if (isNumeric(receiver)) return moveDigits(receiver, source.first(length));
+  const uint32_t size = count(receiver.length);
+  const bool right = (receiver.flags & QRT_RECEIVER_RIGHT) != 0;
+  if (!right && blank == unitOf(' ', 1) && size >= 8 && size <= 32 && size <= source.size())
+    copyAndFill(receiver.data, size, source.data(), std::min(length, size), ' ');
   else
-    moveText(receiver.data, count(receiver.length), field, blank, (receiver.flags & QRT_RECEIVER_RIGHT) != 0);
+    moveText(receiver.data, size, source.first(length), blank, right);
 }
 
 void moveDelimiter(const QrtUnstringReceiver& receiver, Text delimiter, uint16_t blank) {
@@ -65,9 +69,21 @@ void moveDelimiter(const QrtUnstringReceiver& receiver, Text delimiter, uint16_t
              (receiver.delimiterFlags & QRT_RECEIVER_RIGHT) != 0);
 }
 
-uint16_t blankOf(uint8_t flags, uint32_t width) {
-  return (flags & QRT_UNSTRING_DOUBLE_BYTE) != 0 ? load<uint16_t>(nls::doubleByteSpace())
-                                                 : unitOf(' ', width);
+// Where a field ends and the next one begins, and the delimiter between them; empty for none.
+struct Cut {
+  uint32_t end;
+  uint32_t next;
+  Text delimiter;
+};
+
+Cut cutAtDelimiter(const DelimiterSearch& search, Text source, uint32_t from) {
+  const auto [end, delimiter] = search.find(source, from);
+  if (delimiter == nullptr) return {end, end, {}};
+  const bool all = (delimiter->flags & QRT_DELIMITER_ALL) != 0;
+  const uint32_t length = count(delimiter->length);
+  uint32_t next = end + length;
+  while (all && search.stands(*delimiter, source.subspan(next))) next += length;
+  return {end, next, {delimiter->data, length}};
 }
 
 }  // namespace
@@ -76,7 +92,8 @@ void unstringFields(QrtUnstringBlock* block, QrtUnstringReceiver* receivers,
                     const QrtProgramBlock* programContext, uint32_t* overflow) {
   const uint8_t flags = block->flags;
   const uint32_t width = (flags & (QRT_UNSTRING_DOUBLE_BYTE | QRT_UNSTRING_NATIONAL)) != 0 ? 2 : 1;
-  const uint16_t blank = blankOf(flags, width);
+  const uint16_t blank =
+      (flags & QRT_UNSTRING_DOUBLE_BYTE) != 0 ? load<uint16_t>(nls::doubleByteSpace()) : unitOf(' ', width);
   const bool collating = (flags & QRT_UNSTRING_COLLATING) != 0 && width == 1;
   const std::span delimiters(block->delimiters, count(block->delimiterCount));
   const DelimiterSearch search(delimiters, collating ? programContext->collatingTable : nullptr, width);
@@ -86,33 +103,26 @@ void unstringFields(QrtUnstringBlock* block, QrtUnstringReceiver* receivers,
   const auto size = static_cast<uint32_t>(source.size()), start = offsetOf(pointer, size, width);
   uint32_t at = start;
   int32_t filled = 0;
-  for (const int32_t receiverCount = block->receiverCount; filled < receiverCount && at < size; ++filled) {
+  for (; filled < block->receiverCount && at < size; ++filled) {
     QrtUnstringReceiver& receiver = receivers[filled];
     const uint32_t from = at;
-    uint32_t end;
+    Cut cut;
     if (delimiters.empty()) {
-      at = end = from + std::min(size - from, sizeOfPiece(receiver));
+      const uint32_t end = from + std::min(size - from, sizeOfPiece(receiver));
+      cut = {end, end, {}};
     } else {
-      const auto [found, delimiter] = search.find(source, from);
-      at = end = found;
-      if (delimiter == nullptr) {
-        moveDelimiter(receiver, {}, blank);
-      } else {
-        const bool all = (delimiter->flags & QRT_DELIMITER_ALL) != 0;
-        const uint32_t length = count(delimiter->length);
-        do at += length;
-        while (all && search.stands(*delimiter, source.subspan(at)));
-        moveDelimiter(receiver, {delimiter->data, length}, blank);
-      }
+      cut = cutAtDelimiter(search, source, from);
+      moveDelimiter(receiver, cut.delimiter, blank);
     }
-    moveField(receiver, source.subspan(from, end - from), blank);
-    receiver.count = static_cast<int32_t>((end - from) / width);
+    moveField(receiver, source.subspan(from), cut.end - from, blank);
+    receiver.count = static_cast<int32_t>(charactersIn(cut.end - from, width));
+    at = cut.next;
   }
 
   const bool leftOver = pointer < 1 ? size > 0 : at < size;
   if (leftOver && *overflow != 0) ++*overflow;
   if ((flags & QRT_UNSTRING_POINTER) != 0)
-    block->pointer = pointer + static_cast<int32_t>((at - start) / width);
+    block->pointer = pointer + static_cast<int32_t>(charactersIn(at - start, width));
   if ((flags & QRT_UNSTRING_TALLYING) != 0) block->tally += filled;
 }
 
