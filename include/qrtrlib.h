@@ -1046,8 +1046,6 @@ QRT_API void _qrtcRfshCond(uint8_t current, int32_t count, uint8_t target, uint3
 QRT_API void _qrtcRfshGoDepend(int32_t index, uint8_t current, int32_t count, const uint8_t* targets,
                                uint32_t* live, const uint32_t* initial, const uint8_t* segments);
 
-/* ===============================================================================================
-
 /* ======================================================================================================
  * Comparison of text, and class conditions
  * ====================================================================================================== */
@@ -1816,6 +1814,33 @@ QRT_API int32_t _qrtConvToASCII(const void* source, int32_t sourceLength, void* 
 /* Guarded. Fill the collating tables of a program: those of the EBCDIC side; those of the locale. */
 QRT_API void _qrtcEBCDIC(QrtProgramBlock* program);
 QRT_API void _qrtcCollSeq(QrtProgramBlock* program);
+
+/* ======================================================================================================
+ * Intrinsic functions on dates
+ *
+ * Guarded. Dates are decimal numbers, YYYYMMDD or YYYYDDD (year and day of the year); an integer date counts days
+ * from 1 for 1 January 1601 by the Gregorian calendar.
+ * ====================================================================================================== */
+
+/* CURRENT-DATE: the local date and time YYYYMMDDHHMMSShh, hh hundredths of a second, then the offset of the local
+   time from Greenwich, a sign, hours and minutes. */
+#define QRT_CURRENT_DATE_LENGTH 21
+QRT_API void _qrtCurrentDate(uint8_t* result);
+
+/* The date of an integer date from 1 on. The range isn't checked. */
+QRT_API int32_t _qrtDateOfInteger(int32_t integerDate); /* YYYYMMDD */
+QRT_API int32_t _qrtDayOfInteger(int32_t integerDate);  /* YYYYDDD */
+
+/* The integer date of a date from 1601 to 9999; for any other message 160 or 161, and 0. */
+QRT_API int32_t _qrtIntegerOfDate(int32_t date);
+QRT_API int32_t _qrtIntegerOfDay(int32_t day);
+
+/* Put a year of two digits into the hundred years that end `offset` years from now, as 4 ASCII digits; behind them
+   the 3 or 4 other digits of YYDDD or YYMMDD as they are. Message 160 for a window that ends outside of 1699 to 10000,
+   with `function` as the name of what was called. */
+QRT_API void _qrtYearToYYYY(int32_t year, int32_t offset, uint8_t* result, const char* function);
+QRT_API void _qrtDayToYYYYDDD(int32_t day, int32_t offset, uint8_t* result);
+QRT_API void _qrtDateToYYYYMMDD(int32_t date, int32_t offset, uint8_t* result);
 
 #ifdef __cplusplus
 }

@@ -4,6 +4,8 @@
 A table line is one of
   guarded RESULT NAME(PARAMETERS) = INNER [-> VALUE]   a guard around the inner function of namespace qrt;
                                                        VALUE is what comes back after a caught failure
+  bare    RESULT NAME(PARAMETERS) = INNER              the inner function alone, where a guard could not be told from
+                                                       none: it reports by guarded entries only, if at all
   direct  SYMBOL                                       a function defined under its exported name
   data    SYMBOL                                       an exported variable
   source  FILE                                         the source that is compiled together with the entries of
@@ -86,6 +88,11 @@ def guarded_entry(entry, name):
             "}\n\n")
 
 
+def bare_entry(entry, name):
+    call = f"{entry['inner']}({', '.join(argument_names(entry['parameters']))})"
+    return f"{entry['result']} {name}({entry['parameters']}) {{\n  return {call};\n}}\n\n"
+
+
 def declared_names(header):
     text = re.sub(r"/\*.*?\*/", "", header.read_text(), flags=re.S)
     text = re.sub(r"^\s*#.*$", "", text, flags=re.M)
@@ -118,16 +125,16 @@ def main():
                 sources += f'#include "{rest.strip()}"\n'
                 continue
             for text in expand(rest.strip()):
-                if kind == "guarded":
+                if kind in ("guarded", "bare"):
                     entry = ENTRY.match(text)
                     if not entry:
                         sys.exit(f"{place}: not an entry: {text}")
                     name = entry["name"]
-                    body.append(guarded_entry(entry, name))
+                    body.append(guarded_entry(entry, name) if kind == "guarded" else bare_entry(entry, name))
                 elif kind in ("direct", "data"):
                     name = text
                 else:
-                    sys.exit(f"{place}: '{kind}' is neither guarded, direct, data nor source")
+                    sys.exit(f"{place}: '{kind}' is neither guarded, bare, direct, data nor source")
                 if name in symbols:
                     faults.append(f"{place}: {name} stands already in {symbols[name]}")
                 symbols[name] = place

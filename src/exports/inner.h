@@ -11,6 +11,7 @@
 #include "fileio/status.h"
 #include "frame/guard.h"
 #include "frame/message.h"
+#include "intrinsic/dates.h"
 #include "intrinsic/letters.h"
 #include "intrinsic/numval.h"
 #include "nls/collating.h"

@@ -19,7 +19,8 @@ LocalTime localTime() {
           .second = local.tm_sec,
           .millisecond = static_cast<int32_t>(now.tv_nsec / 1'000'000),
           .dayOfWeek = local.tm_wday,
-          .dayOfYear = local.tm_yday + 1};
+          .dayOfYear = local.tm_yday + 1,
+          .minutesEast = static_cast<int32_t>(local.tm_gmtoff / 60)};
 }
 
 }  // namespace qrt::platform

@@ -13,8 +13,9 @@ struct LocalTime {
   int32_t minute;
   int32_t second;  // 60 in a leap second
   int32_t millisecond;
-  int32_t dayOfWeek;  // 0 for Sunday
-  int32_t dayOfYear;  // 1 to 366
+  int32_t dayOfWeek;    // 0 for Sunday
+  int32_t dayOfYear;    // 1 to 366
+  int32_t minutesEast;  // of Greenwich, daylight saving included
 };
 
 // Now, in the time zone of TZ or else of the system.
