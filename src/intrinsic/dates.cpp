@@ -6,6 +6,7 @@
 #include <string.h>
 
 #include "datetime/calendar.h"
+#include "frame/message.h"
 #include "platform/clock.h"
 #include "qrtrlib.h"
 
@@ -14,7 +15,7 @@ namespace {
 
 using namespace datetime;
 
-constexpr int32_t badDate = 160, badDay = 161;
+using frame::message::badDate, frame::message::badDayOfYear;
 
 struct YearDay {
   int32_t year, dayOfYear;
@@ -97,7 +98,7 @@ void currentDate(uint8_t* result) {
 [[gnu::always_inline]] inline int32_t integerOfDay(int32_t day) {
   const int32_t year = day / 1000, dayOfYear = day % 1000;
   if (!isIntegerYear(year) || dayOfYear < 1 || dayOfYear > monthsOf(year).daysBefore[12]) [[unlikely]] {
-    _qrtWriteERRmsg(badDay, 0, "INTEGER-OF-DAY");
+    _qrtWriteERRmsg(badDayOfYear, 0, "INTEGER-OF-DAY");
     return 0;
   }
   return integerDateOf(year, dayOfYear);

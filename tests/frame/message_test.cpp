@@ -110,13 +110,15 @@ TEST(Message, LongLinesAreWrapped) {
             }),
             "QRT040I  " + letters(79) + "\n\n");
   std::mt19937 random(3);
-  for (int round = 0; round < 1000; ++round) {
-    std::string text;
+  for (int round = 0; round < 100; ++round) {
+    std::string text = "a";
     for (size_t size = random() % 1500; text.size() < size;)
-      text += std::string(random() % (round % 300 + 1), 'x') + " = \n   "[random() % 7];
-    std::string done = formatted(text.c_str());
+      text += std::string(random() % (round % 70 + 1), 'x') + " = \n   "[random() % 7];
+    EXPECT_EQ(formatted((text + "z").c_str()), text + "z");  // for the caller nothing is wrapped
+    std::string done = writtenBy([&text] { qrtWriteERRmsg(40, 0, text.c_str()); });
     for (size_t at = 0, end; at < done.size(); at = end + 1)
-      ASSERT_LE((end = std::min(done.find('\n', at), done.size())) - at, 255u) << text;
+      ASSERT_LE((end = std::min(done.find('\n', at), done.size())) - at, 79u) << text;
+    done.erase(0, strlen("QRT040I  "));
     for (std::string* each : {&text, &done})
       std::erase_if(*each, [](char c) { return c == ' ' || c == '\n'; });
     ASSERT_EQ(done, text);
