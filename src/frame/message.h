@@ -7,6 +7,9 @@ namespace qrt::frame::message {
 
 inline constexpr int32_t invalidSign = 39;
 inline constexpr int32_t invalidSeparateSign = 40;
+inline constexpr int32_t floatOverflow = 53;
+inline constexpr int32_t notANumber = 54;
+inline constexpr int32_t floatUnderflow = 55;
 inline constexpr int32_t noGenerator = 202;
 inline constexpr int32_t exitNotice = 901;
 inline constexpr int32_t divisionByZero = 902;
