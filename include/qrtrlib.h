@@ -814,6 +814,29 @@ typedef struct QrtExponentiation {
 QRT_API void _qrtcExpFixedPt(const QrtExponentiation* control, const uint8_t* exponent, const uint8_t* base,
                              uint8_t* result, uint32_t* sizeError);
 
+/* ------------------------------------------------------------------------------------------------------
+ * Hexadecimal floats. All are guarded. The value is fraction * 16 ** (exponent - 64), the fraction below 1;
+ * an item is one little-endian integer of 4 or 8 bytes: a sign bit, 7 bits of exponent, the fraction. Where
+ * bits don't fit they are cut off. An item of 4 bytes goes by value, one of 8 by address, at any alignment.
+ * The faults are 53, overflow, also of an infinity, and 54, a NaN; the result is then left as it was. A _qrtc
+ * entry reports a fault as the message of that number, and gives 0 where it returns its result; a _qrtd entry
+ * returns 0 or the fault and reports nothing.
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* To IEEE. An item whose fraction, or whose higher or only word but for the sign, is zero gives 0; so does a
+   value too small for a single, which keeps its sign. A single whose exponent field comes to 0 is stored with
+   that field and the 23 bits behind the first one. */
+QRT_API double _qrtcConvHex8toIEEE(const void* item);
+QRT_API float _qrtcConvHex4toIEEE(uint32_t item);
+QRT_API int32_t _qrtdConvHex4toIEEE(uint32_t item, float* value);
+
+/* To hexadecimal, normalized. A zero, and a double whose higher word but for the sign is zero, gives zero
+   bytes; a value too small gives zero bytes but for its sign. */
+QRT_API void _qrtcConvIEEE8toHex(double value, void* item);
+QRT_API int32_t _qrtdConvIEEE8toHex(double value, void* item);
+QRT_API uint32_t _qrtcConvIEEE4toHex(float value);
+QRT_API int32_t _qrtdConvIEEE4toHex(float value, uint32_t* item);
+
 /* ======================================================================================================
  * MOVE and editing
  *

@@ -11,7 +11,7 @@ namespace qrt::test {
 
 Reported reportsOf(const std::function<std::string()>& work) {
   std::vector<CatalogueEntry> entries = {usualControl};
-  for (const int number : {39, 40, 48, 49, 50, 58, 59, 60, 61, 902, 903})
+  for (const int number : {39, 40, 48, 49, 50, 53, 54, 55, 58, 59, 60, 61, 902, 903})
     entries.push_back({static_cast<uint16_t>(number), 1, "0 reported"});
   const Catalogue catalogue(entries);
   const Ended ended = inChild([&] { fputs(work().c_str(), stdout); });
