@@ -7,11 +7,11 @@ namespace qrt::frame::message {
 
 inline constexpr int32_t invalidSign = 39;
 inline constexpr int32_t invalidSeparateSign = 40;
-inline constexpr int32_t badDate = 160;
-inline constexpr int32_t badDayOfYear = 161;
 inline constexpr int32_t floatOverflow = 53;
 inline constexpr int32_t notANumber = 54;
 inline constexpr int32_t floatUnderflow = 55;
+inline constexpr int32_t badDate = 160;
+inline constexpr int32_t badDayOfYear = 161;
 inline constexpr int32_t noGenerator = 202;
 inline constexpr int32_t noEraTable = 206;
 inline constexpr int32_t eraTables = 216;
