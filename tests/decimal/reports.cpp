@@ -4,7 +4,7 @@
 
 #include <regex>
 
-#include "frame/catalogue_writer.h"
+#include "support/catalogue_writer.h"
 #include "support/process.h"
 
 namespace qrt::test {

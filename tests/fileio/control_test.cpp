@@ -2,7 +2,7 @@
 #include <regex>
 
 #include "file_program.h"
-#include "frame/catalogue_writer.h"
+#include "support/catalogue_writer.h"
 
 using namespace qrt::test;
 

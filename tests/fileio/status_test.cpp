@@ -1,6 +1,6 @@
 // Status areas in their forms, the verbs of a file in the wrong state, the end of a run by a file.
 #include "file_program.h"
-#include "frame/catalogue_writer.h"
+#include "support/catalogue_writer.h"
 
 using namespace qrt::test;
 

@@ -2,7 +2,7 @@
 #include <qrtrlib.h>
 #include <unistd.h>
 
-#include "frame/catalogue_writer.h"
+#include "support/catalogue_writer.h"
 #include "support/process.h"
 
 using namespace qrt::test;

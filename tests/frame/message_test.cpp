@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <random>
 
-#include "frame/catalogue_writer.h"
+#include "support/catalogue_writer.h"
 #include "support/process.h"
 
 using namespace qrt::test;

@@ -3,7 +3,7 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include "frame/catalogue_writer.h"
+#include "support/catalogue_writer.h"
 #include "support/process.h"
 
 using namespace qrt::test;

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <random>
 
-#include "frame/catalogue_writer.h"
+#include "support/catalogue_writer.h"
 #include "intrinsic/plain_numval.h"
 #include "statement/pictures.h"
 #include "support/allocation.h"
