@@ -1251,6 +1251,237 @@ QRT_API void _qrtGregorian_to_Julian(int32_t year, int32_t month, int32_t day, i
 QRT_API void _qrtJulian_to_Lilian(int32_t year, int32_t dayOfYear, int32_t* integerDate);
 
 /* ======================================================================================================
+ * Pictures of dates and times
+ *
+ * A picture says how a date or time is written. A token is a run of one letter:
+ *
+ *   YYYY YY Y     year, its last two digits, its last digit      HH ZH    hour; twelve-hour with AP or A.P.
+ *   YYY ZYY       year of an era                                 MI       minute
+ *   MM ZM         month                                          SS       second
+ *   Mmm MMM...    its name, abbreviated to three letters         9 99 999 tenths and so on of a second
+ *   Mmmmmmmmmz    its name, up to 20 letters                     AP A.P.  AM or PM, A.M or P.M; ap, a.p.
+ *   RRRR RRRZ     month as Roman numeral                         <JJJJ>   Japanese era
+ *   DD ZD DDD     day of the month, of the year                  <CCCC>   Chinese era
+ *   Www Wwww...   weekday, as the months; up to 10 letters       <CCCCCCCC>  the same, long name
+ *
+ * "Z" ahead of a token leaves its leading zeros out; behind a name or numeral it leaves the blanks out that fill
+ * the token up. Letters of a token in lower case show letters of a name in lower case. The names are those of the
+ * process's locale. Everything else is shown as it is; in reading it stands for any one character. Reading
+ * doesn't tell upper case from lower case, nor how many blanks separate fields.
+ * ====================================================================================================== */
+
+#define QRT_NAME_SCRATCH 793 /* bytes that callers hand over as nameScratch; its content isn't used */
+
+/* Results of the two engines and of their tokens. */
+#define QRT_PICTURE_DONE 0
+#define QRT_PICTURE_LATE_ERA 2     /* reading: an era behind a part of the date */
+#define QRT_PICTURE_BAD_ERA 3      /* reading: no name of an era */
+#define QRT_PICTURE_SHORT_OUTPUT 4 /* rendering: the output holds what fitted */
+#define QRT_PICTURE_BAD_DAY 4      /* reading: day or weekday */
+#define QRT_PICTURE_BAD_MONTH 8
+#define QRT_PICTURE_BAD_HOUR 9
+#define QRT_PICTURE_BAD_MINUTE 10
+#define QRT_PICTURE_BAD_SECOND 11
+#define QRT_PICTURE_NO_ERA 14      /* rendering: the date is in no era */
+#define QRT_PICTURE_SHORT_INPUT 16 /* reading: the input ends early, or lacks a digit or AM or PM */
+#define QRT_PICTURE_INVALID 24
+#define QRT_PICTURE_NO_DATE 32     /* reading: the picture doesn't give year, month and day */
+#define QRT_PICTURE_BAD_YEAR 64    /* rendering: YY of a year outside 1582 to 9999 */
+#define QRT_PICTURE_NO_STORAGE 100 /* reading; the feedback holds condition 813 */
+
+/* Guarded. Shows `parts` by the picture in [output, outputEnd), which isn't filled up; returns the code, also in
+   *code. Codes other than 0 and 4 leave the whole output blank. With an era in era_type, years, months and days
+   are those of the era. Without showsTime the tokens of time are shown as they are. The tables may be null. */
+QRT_API int32_t DTSZOUTPUT_date(char* output, const char* picture, const DTSZdate_parts* parts, int32_t* code,
+                                void* nameScratch, const DTSZera_table* japanese,
+                                const DTSZera_table* chinese, const char* pictureEnd, char* outputEnd,
+                                int32_t showsTime);
+
+/* Guarded. Reads [input, inputEnd) by the picture into `parts`, where fields that aren't given are 0; returns the
+   code, also in *code. A blank picture stands for "MM/DD/YY", with isTime for "MM/DD/YY HH:MI:SS AP". An era date
+   keeps its year in the era. The date isn't checked any further. The tables may be null. */
+QRT_API int32_t DTSZCONVERT_from_picture(const char* input, const char* picture, DTSZdate_parts* parts,
+                                         int32_t* code, void* nameScratch, const DTSZera_table* japanese,
+                                         const DTSZera_table* chinese, const char* pictureEnd,
+                                         const char* inputEnd, QrtFeedback* feedback, int32_t isTime);
+
+/* Guarded. The tokens of the engines: the picture cursor is on the first letter of the token and moves behind what
+   was consumed, the output or input cursor behind what was written or read. *suppressesZeros is not 0 when a "Z"
+   stood ahead. In reading, picture and input are as DTSZSET_STRING makes them. The results are the codes. */
+typedef int32_t QrtRenderToken(const DTSZdate_parts* parts, char** output, const char** picture,
+                               int32_t* suppressesZeros, const char* pictureEnd, char* outputEnd);
+typedef int32_t QrtRenderNameToken(const DTSZdate_parts* parts, char** output, const char** picture,
+                                   int32_t* suppressesZeros, const char* pictureEnd, char* outputEnd,
+                                   void* nameScratch);
+typedef int32_t QrtRenderEraToken(const DTSZdate_parts* parts, char** output, const char** picture,
+                                  int32_t* suppressesZeros, const char* pictureEnd, char* outputEnd,
+                                  const DTSZera_table* table);
+QRT_API QrtRenderToken DTSZOUTPUT_year, DTSZOUTPUT_day, DTSZOUTPUT_hour, DTSZOUTPUT_second, DTSZOUTPUT_tsecond,
+    DTSZOUTPUT_ap, DTSZOUTPUT_roman_month;
+QRT_API QrtRenderNameToken DTSZOUTPUT_month, DTSZOUTPUT_day_of_week; /* month: minutes too */
+QRT_API QrtRenderEraToken DTSZOUTPUT_jp_ERA, DTSZOUTPUT_ch_ERA;
+
+typedef int32_t QrtParseToken(DTSZdate_parts* parts, const char** input, const char** picture,
+                              int32_t* suppressesZeros, const char* pictureEnd, const char* inputEnd);
+typedef int32_t QrtParseNameToken(DTSZdate_parts* parts, const char** input, const char** picture,
+                                  int32_t* suppressesZeros, const char* pictureEnd, const char* inputEnd,
+                                  void* nameScratch);
+typedef int32_t QrtParseEraToken(DTSZdate_parts* parts, const char** input, const char** picture,
+                                 int32_t* suppressesZeros, const char* pictureEnd, const char* inputEnd,
+                                 const DTSZera_table* table);
+QRT_API QrtParseToken DTSZCONVERT_year, DTSZCONVERT_day, DTSZCONVERT_hour, DTSZCONVERT_second,
+    DTSZCONVERT_tsecond, DTSZCONVERT_AP, DTSZCONVERT_roman;
+QRT_API QrtParseNameToken DTSZCONVERT_month, DTSZCONVERT_day_of_week; /* month: minutes too */
+QRT_API QrtParseEraToken DTSZCONVERT_jp_era, DTSZCONVERT_ch_era;
+
+/* Appends the last `width` characters of the value in a format of DTS_sprintf at *output, which moves on. 0, or 4
+   when they don't all fit. */
+QRT_API int32_t DTSZprint_number(int32_t value, const char* format, int32_t width, char** output,
+                                 const char* outputEnd);
+
+/* 4 when `bytes` more bytes don't fit, else 0. */
+QRT_API int32_t DTSZcheck_length(const char* output, const char* outputEnd, int32_t bytes);
+
+/* 1 when the hours of the picture are those of a twelve-hour clock: when its first "A" is followed by "P", or by
+   ".P"; else 0. */
+QRT_API int32_t DTSZpm_format(const char* picture, const char* pictureEnd);
+
+/* The form in which pictures and inputs are read: without leading blanks, letters in upper case, a run of blanks
+   as one "/", no final "/". *copy is a terminated block that the caller frees by _qrtCheckFree. 0; out of memory
+   100, with condition 813 in the feedback. */
+QRT_API int32_t DTSZSET_STRING(const char* start, const char* end, char** copy, char** copyEnd,
+                               QrtFeedback* feedback);
+
+/* Moves both cursors over characters that are the same. 24 when the first ones differ, else 0. */
+QRT_API int32_t DTSZDELIMITERS(const char** picture, const char** input, const char* pictureEnd,
+                               const char* inputEnd);
+
+/* String routines. DTS_strncmp compares bytes as unsigned and gives -1, 0 or 1. DTS_strstrend finds a terminated
+   needle in [text, end), null when it isn't there. DTS_isdigit is 1 for "0" to "9". DTS_sprintf writes the low N
+   digits of a value, terminated, by "%0Nd", without leading zeros by "%-Nd", N from 1 to 9; it returns the
+   characters written, or -1 for another format or a negative value. DTS_fmod is the remainder, -1.0 for a
+   negative value or a divisor that isn't above 0. */
+QRT_API char* DTS_strcpy(char* target, const char* source);
+QRT_API int32_t DTS_strlen(const char* text);
+QRT_API int32_t DTS_sprintf(char* target, const char* format, int32_t value);
+QRT_API int32_t DTS_strncmp(const char* first, const char* second, int32_t length);
+QRT_API const char* DTS_strstr(const char* text, const char* needle);
+QRT_API const char* DTS_strstrend(const char* text, const char* end, const char* needle);
+QRT_API int32_t DTS_isdigit(int32_t character);
+QRT_API double DTS_fmod(double value, double divisor);
+
+/* ======================================================================================================
+ * Date services
+ *
+ * Lilian seconds are the Lilian day times 86400 and the seconds of that day, with milliseconds as a fraction:
+ * 86400.0 to 265621679999.999.
+ *
+ * All services are guarded and return 0. Their _HOST twins are for programs whose data keeps the host's layout:
+ * big-endian integers and lengths, EBCDIC text, hexadecimal floating point. Host strings are cut to 256 bytes.
+ *
+ * A service sets its whole feedback to a record of DTSCTVAL: success, or the condition that is named by its message
+ * number below. Where the feedback is null, the condition becomes that message. A condition leaves numbers at 0 and
+ * text blank, if nothing else is said. Host feedback has its severity, message number and instance big-endian and
+ * its facility in EBCDIC.
+ * ====================================================================================================== */
+
+/* Text with its length in front; a negative length stands for 0. A picture that is blank, or begins with a zero
+   byte, stands for the default one. */
+typedef struct QrtVaryingString {
+  int16_t length; /* bytes of text */
+  char text[1];
+} QrtVaryingString;
+
+#define QRT_DATE_FIELD 80       /* bytes of the output of DTSDATE and DTSDATM */
+#define QRT_LOCAL_TIME_FIELD 17 /* of DTSLOCT: YYYYMMDDHHMISS999 */
+#define QRT_LOCAL_DATE_FIELD 8  /* of KBZEDT4: YYYYMMDD */
+
+/* Success, then the conditions in the order of their messages: 813, 2502, 2503, 2505 to 2522, 2525 to 2527, 2531,
+   2533. */
+#define QRT_CONDITIONS 27
+QRT_DATA const QrtFeedback DTSCTVAL[QRT_CONDITIONS];
+
+/* Lilian day, or integer date, of a text. Conditions: 813; 2507 the picture gives no full date; 2508 day or
+   weekday; 2509 era; 2513 outside 15 October 1582 to 9999; 2517 month; 2518 picture; 2520 the text ends early or
+   lacks a digit; 2521 year of an era; a record with message 1 and all else 0 for any other. */
+QRT_API int16_t DTSDAYS(const QrtVaryingString* input, const QrtVaryingString* picture, int32_t* lilianDay,
+                        QrtFeedback* feedback);
+QRT_API int16_t DTSDAYS_HOST(const QrtVaryingString* input, const QrtVaryingString* picture,
+                             int32_t* lilianDay, QrtFeedback* feedback);
+QRT_API int16_t DTSCBLDY(const QrtVaryingString* input, const QrtVaryingString* picture, int32_t* integerDate,
+                         QrtFeedback* feedback);
+QRT_API int16_t DTSCBLDY_HOST(const QrtVaryingString* input, const QrtVaryingString* picture,
+                              int32_t* integerDate, QrtFeedback* feedback);
+
+/* Lilian seconds of a text. The same conditions, and 2510 hours, 2516 minutes, 2519 seconds; 2525 instead of
+   2520. */
+QRT_API int16_t DTSSECS(const QrtVaryingString* input, const QrtVaryingString* picture, double* lilianSeconds,
+                        QrtFeedback* feedback);
+QRT_API int16_t DTSSECS_HOST(const QrtVaryingString* input, const QrtVaryingString* picture,
+                             double* lilianSeconds, QrtFeedback* feedback);
+
+/* Text of a Lilian day in a field of QRT_DATE_FIELD bytes, filled up with blanks. A zero byte ends the picture.
+   Conditions: 813; 2512 day out of range, or year for YY; 2518 picture; 2522 no era; the warning 2526, under which
+   the field holds what fitted. */
+QRT_API int16_t DTSDATE(const int32_t* lilianDay, const QrtVaryingString* picture, char* output,
+                        QrtFeedback* feedback);
+QRT_API int16_t DTSDATE_HOST(const int32_t* lilianDay, const QrtVaryingString* picture, char* output,
+                             QrtFeedback* feedback);
+
+/* The same of Lilian seconds, rounded to a millisecond. Conditions: 813; 2505 seconds out of range; 2506 no era, or
+   year for YY; 2518; the warning 2527 for a text that was cut. */
+QRT_API int16_t DTSDATM(const double* lilianSeconds, const QrtVaryingString* picture, char* output,
+                        QrtFeedback* feedback);
+QRT_API int16_t DTSDATM_HOST(const double* lilianSeconds, const QrtVaryingString* picture, char* output,
+                             QrtFeedback* feedback);
+
+/* The parts of Lilian seconds, rounded to a millisecond. Condition 2505. */
+QRT_API int16_t DTSSECI(const double* lilianSeconds, int32_t* year, int32_t* month, int32_t* day, int32_t* hours,
+                        int32_t* minutes, int32_t* seconds, int32_t* milliseconds, QrtFeedback* feedback);
+QRT_API int16_t DTSSECI_HOST(const double* lilianSeconds, int32_t* year, int32_t* month, int32_t* day,
+                             int32_t* hours, int32_t* minutes, int32_t* seconds, int32_t* milliseconds,
+                             QrtFeedback* feedback);
+
+/* Lilian seconds of parts. Conditions, the first fault: 2514 year, 2517 month, 2511 day, 2513 before 15 October
+   1582, 2510 hours, 2516 minutes, 2519 seconds, 2515 milliseconds. */
+QRT_API int16_t DTSISEC(const int32_t* year, const int32_t* month, const int32_t* day, const int32_t* hours,
+                        const int32_t* minutes, const int32_t* seconds, const int32_t* milliseconds,
+                        double* lilianSeconds, QrtFeedback* feedback);
+QRT_API int16_t DTSISEC_HOST(const int32_t* year, const int32_t* month, const int32_t* day,
+                             const int32_t* hours, const int32_t* minutes, const int32_t* seconds,
+                             const int32_t* milliseconds, double* lilianSeconds, QrtFeedback* feedback);
+
+/* Weekday of a Lilian day, 1 for Sunday. Condition 2512. */
+QRT_API int16_t DTSDYWK(const int32_t* lilianDay, int32_t* weekday, QrtFeedback* feedback);
+QRT_API int16_t DTSDYWK_HOST(const int32_t* lilianDay, int32_t* weekday, QrtFeedback* feedback);
+
+/* Now in Greenwich; DTSUTC is another name. Condition 2502. */
+QRT_API int16_t DTSGMT(int32_t* lilianDay, double* lilianSeconds, QrtFeedback* feedback);
+QRT_API int16_t DTSGMT_HOST(int32_t* lilianDay, double* lilianSeconds, QrtFeedback* feedback);
+QRT_API int16_t DTSUTC(int32_t* lilianDay, double* lilianSeconds, QrtFeedback* feedback);
+QRT_API int16_t DTSUTC_HOST(int32_t* lilianDay, double* lilianSeconds, QrtFeedback* feedback);
+
+/* Offset of local time from Greenwich, east positive: its seconds; its whole hours, and the minutes of the rest with
+   the opposite sign (5 and -30 for 05:30 east). Condition 2503. */
+QRT_API int16_t DTSGMTO(int32_t* hours, int32_t* minutes, double* seconds, QrtFeedback* feedback);
+QRT_API int16_t DTSGMTO_HOST(int32_t* hours, int32_t* minutes, double* seconds, QrtFeedback* feedback);
+
+/* Now in local time; `text` has QRT_LOCAL_TIME_FIELD bytes. */
+QRT_API int16_t DTSLOCT(int32_t* lilianDay, double* lilianSeconds, char* text, QrtFeedback* feedback);
+QRT_API int16_t DTSLOCT_HOST(int32_t* lilianDay, double* lilianSeconds, char* text, QrtFeedback* feedback);
+
+/* The local date, QRT_LOCAL_DATE_FIELD digits. Condition 2531, with a zero byte as the first one of the field. */
+QRT_API int16_t KBZEDT4(char* date, QrtFeedback* feedback);
+QRT_API int16_t KBZEDT4_HOST(char* date, QrtFeedback* feedback);
+
+/* The century window of the current run unit, which must be there: how many years before this one the hundred years
+   begin that two-digit years mean; 0 to 100. Condition 2533, the old window staying. */
+QRT_API int16_t DTSSCEN(const int32_t* window, QrtFeedback* feedback);
+QRT_API int16_t DTSSCEN_HOST(const int32_t* window, QrtFeedback* feedback);
+QRT_API int16_t DTSQCEN(int32_t* window, QrtFeedback* feedback);
+QRT_API int16_t DTSQCEN_HOST(int32_t* window, QrtFeedback* feedback);
+
+/* ======================================================================================================
  * DISPLAY, ACCEPT and STOP
  * ====================================================================================================== */
 

@@ -1,6 +1,9 @@
 // The inner functions that the tables of exported names refer to.
 #pragma once
 
+#include "datetime/parse.h"
+#include "datetime/render.h"
+#include "datetime/services.h"
 #include "decimal/convert.h"
 #include "decimal/packed.h"
 #include "decimal/power.h"

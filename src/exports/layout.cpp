@@ -162,6 +162,8 @@ AT(QrtLocaleRow, ebcdic, 8);
 AT(QrtLocaleRow, ebcdicEuro, 23);
 AT(QrtLocaleRow, others, 38);
 
+AT(QrtVaryingString, text, 2);
+
 #undef AT
 
 }  // namespace

@@ -54,10 +54,10 @@ void putDigits(uint8_t* at, int32_t value, int32_t count) {
 
 void currentDate(uint8_t* result) {
   const platform::LocalTime now = platform::localTime();
-  const int32_t offset = abs(now.minutesEast);
+  const int32_t offset = abs(now.secondsEast / 60);
   char text[64];
   snprintf(text, sizeof text, "%04d%02d%02d%02d%02d%02d%02d%c%02d%02d", now.year, now.month, now.day,
-           now.hour, now.minute, now.second, now.millisecond / 10, now.minutesEast < 0 ? '-' : '+',
+           now.hour, now.minute, now.second, now.millisecond / 10, now.secondsEast <= -60 ? '-' : '+',
            offset / 60, offset % 60);
   memcpy(result, text, QRT_CURRENT_DATE_LENGTH);
 }

@@ -7,10 +7,10 @@ namespace qrt::platform {
 
 LocalTime localTime() {
   timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  tzset();
   tm local{};
-  localtime_r(&now.tv_sec, &local);
+  tzset();
+  const bool isKnown =
+      clock_gettime(CLOCK_REALTIME, &now) == 0 && localtime_r(&now.tv_sec, &local) != nullptr;
   return {.year = local.tm_year + 1900,
           .month = local.tm_mon + 1,
           .day = local.tm_mday,
@@ -20,7 +20,8 @@ LocalTime localTime() {
           .millisecond = static_cast<int32_t>(now.tv_nsec / 1'000'000),
           .dayOfWeek = local.tm_wday,
           .dayOfYear = local.tm_yday + 1,
-          .minutesEast = static_cast<int32_t>(local.tm_gmtoff / 60)};
+          .secondsEast = static_cast<int32_t>(local.tm_gmtoff),
+          .isKnown = isKnown};
 }
 
 }  // namespace qrt::platform

@@ -15,7 +15,8 @@ struct LocalTime {
   int32_t millisecond;
   int32_t dayOfWeek;    // 0 for Sunday
   int32_t dayOfYear;    // 1 to 366
-  int32_t minutesEast;  // of Greenwich, daylight saving included
+  int32_t secondsEast;  // of Greenwich, daylight saving included
+  bool isKnown;         // false where the system can't tell; the other fields are then those of a zero tm
 };
 
 // Now, in the time zone of TZ or else of the system.

@@ -1,0 +1,293 @@
+// Rendering and parsing by pictures: known texts, random pictures beside the plain reading of the language,
+// the tokens one by one, and the helpers.
+#include <qrtrlib.h>
+#include <time.h>
+
+#include <algorithm>
+#include <random>
+
+#include "datetime/plain_picture.h"
+#include "support/allocation.h"
+
+using namespace qrt::datetime;
+
+namespace {
+
+const PlainEras eras = {{"MEIJI", "Ab", "", "SHOWA"}, {"MINGUO", "X Y"}, {"REPUBLIC OF CHINA", "LONG"}};
+
+struct Tables {
+  std::vector<char> japanese = plainTable(eras, true), chinese = plainTable(eras, false);
+  const DTSZera_table* ofJapan() const { return reinterpret_cast<const DTSZera_table*>(japanese.data()); }
+  const DTSZera_table* ofChina() const { return reinterpret_cast<const DTSZera_table*>(chinese.data()); }
+};
+
+// Through the exported engine, between guard bytes; the code stands ahead of what was written.
+std::string rendered(const DTSZdate_parts& parts, const std::string& picture, size_t room) {
+  static const Tables tables;
+  std::string area(room + 2, '\xEE');
+  int32_t code = -1;
+  char* const output = area.data() + 1;
+  const int32_t returned =
+      DTSZOUTPUT_date(output, picture.data(), &parts, &code, nullptr, tables.ofJapan(), tables.ofChina(),
+                      picture.data() + picture.size(), output + room, 1);
+  EXPECT_EQ(returned, code);
+  EXPECT_EQ(area.front(), '\xEE');
+  EXPECT_EQ(area.back(), '\xEE');
+  return std::to_string(code) + " " + area.substr(1, room).substr(0, area.find('\xEE', 1) - 1);
+}
+
+std::string text(const DTSZdate_parts& parts) {
+  std::string all;
+  for (size_t at = 0; at < sizeof parts / sizeof(int32_t); ++at)
+    all += std::to_string((&parts.era_type)[at]) + " ";
+  return all;
+}
+
+std::string parsed(const std::string& picture, const std::string& input, DTSZdate_parts* parts = nullptr) {
+  static const Tables tables;
+  DTSZdate_parts local;
+  if (parts == nullptr) parts = &local;
+  memset(parts, 0x55, sizeof *parts);
+  QrtFeedback feedback;
+  int32_t code = -1;
+  DTSZCONVERT_from_picture(input.data(), picture.data(), parts, &code, nullptr, tables.ofJapan(),
+                           tables.ofChina(), picture.data() + picture.size(), input.data() + input.size(),
+                           &feedback, 0);
+  return std::to_string(code) + (code == 0 ? " " + text(*parts) : "");
+}
+
+int32_t firstOfWindow() {
+  const time_t now = time(nullptr);
+  return localtime(&now)->tm_year + 1900 - 80;
+}
+
+DTSZdate_parts tuesday() {
+  DTSZdate_parts parts = {};
+  parts.year = 2024, parts.month = 3, parts.day = 5, parts.day_of_year = 65, parts.weekday = 3;
+  parts.hour = 1, parts.minute = 5, parts.second = 7, parts.millisecond = 250, parts.ampm = 1;
+  return parts;
+}
+
+TEST(Rendering, KnownTexts) {
+  constexpr const char* rows[][2] = {
+      {"Mmm ZD, YYYY", "0 Mar 5, 2024"},
+      {"MMM mmm MmM", "0 MAR mar MaR"},
+      {"Wwwwwwwwwz|WWWWWWWWWZ|Wwwwwwwwww|Www", "0 Tuesday|TUESDAY|Tuesday   |Tue"},
+      {"WWWWWWWz", "0 TUESDAY"},
+      {"WWWWWWz", "0 TUESDAy"},
+      {"RRRR|RRRZ|RRRRR", "0 III |III|RIII "},
+      {"HH:MI:SS.999 AP A.P.", "0 01:05:07.250 PM P.M"},
+      {"YYYYY Y YY YYY DDD ZM ZH MMI", "0 Y2024 4 24 000 065 3 1 03I"},
+      {"ZMI ZMM Zm Z <x> yy", "0 3I 03 Zm Z <x> yy"},
+      {"9999", "24"},
+      {"ZYY", "24"},
+      {"<JJJJ>", "14"},
+      {"<JJJ>", "24"},
+      {"MMMMMMMMMMMMMMMMMMMMM", "24"}};
+  for (const auto& [picture, expected] : rows)
+    EXPECT_EQ(rendered(tuesday(), picture, 80).substr(0, strlen(expected)), expected) << picture;
+  DTSZdate_parts parts = tuesday();
+  parts.era_type = QRT_ERA_JAPANESE;
+  parts.jp_era = 4, parts.jp_year = 39, parts.jp_month = 11, parts.jp_day = 12;
+  EXPECT_EQ(rendered(parts, "YY.MM.DD <JJJJ> YYYY ZYY Mmm", 80), "0 39.11.12 SHOW Y039 39 Mar");
+}
+
+TEST(Parsing, KnownTexts) {
+  struct Row {
+    const char *picture, *input;
+    int32_t code, year, month, day;
+  };
+  constexpr Row rows[] = {{"YYYY/MM/DD", "2024/3/5", 0, 2024, 3, 5},
+                          {"MMMMMMMMMZ DD YYYY", "January 5   2024 and more", 0, 2024, 1, 5},
+                          {"Mmmmmmmmmz DD YYYY", "Januar 5 2024", 8, 0, 0, 0},
+                          {"RRRR-DD-YYYY", "viii-05-2024", 0, 2024, 8, 5},
+                          {"RRRR-DD-YYYY", "IIX-05-2024", 8, 0, 0, 0},
+                          {"ZM/ZD/YYYY", "12/5/2024", 0, 2024, 12, 5},
+                          {"-YYYY", "-2024", 24, 0, 0, 0},
+                          {"MM/DD", "12/05", 32, 0, 0, 0},
+                          {"YYYY-MM-DD", "2024-03", 16, 0, 0, 0},
+                          {"YYYYDDD YYYY", "2024065 2024", 24, 0, 0, 0},
+                          {"<JJJJ> YY.MM.DD", "meij 5.99.99", 0, 5, 99, 99},
+                          {"YY <JJJJ>", "24 MEIJ", 2, 0, 0, 0},
+                          {"YY <JJJJ>", "24 MEJI", 3, 0, 0, 0},
+                          {"<CCCCCCCC> YY/MM/DD", "REPUBLIC 5/6/7", 0, 5, 6, 7}};
+  for (const Row& row : rows) {
+    DTSZdate_parts parts;
+    EXPECT_EQ(atoi(parsed(row.picture, row.input, &parts).c_str()), row.code) << row.picture << row.input;
+    if (row.code != 0) continue;
+    EXPECT_EQ(parts.year, row.year) << row.picture;
+    EXPECT_EQ(parts.month, row.month) << row.picture;
+    EXPECT_EQ(parts.day, row.day) << row.picture;
+  }
+}
+
+struct RandomPictures {
+  std::mt19937 random{612};
+
+  uint32_t below(uint32_t limit) { return random() % limit; }
+  std::string any(const std::vector<std::string>& choices) {
+    return choices[below(static_cast<uint32_t>(choices.size()))];
+  }
+  // Usual tokens with usual delimiters, now and then a run of any length or any other character.
+  std::string picture() {
+    static const std::vector<std::string> tokens = {
+        "YYYY",       "YY",         "YYY",  "ZYY",    "MM",     "ZM",        "MMM",  "Mmm", "Mmmmmmmmmz",
+        "MMMMMMMMMM", "DD",         "ZD",   "DDD",    "HH",     "ZH",        "MI",   "SS",  "999",
+        "99",         "AP",         "A.P.", "ap",     "a.p.",   "RRRR",      "RRRZ", "Www", "WWW",
+        "ww",         "Wwwwwwwwwz", "WWWW", "<JJJJ>", "<CCCC>", "<CCCCCCCC>"};
+    std::string made;
+    for (uint32_t count = 1 + below(6); count > 0; --count) {
+      if (below(8) != 0) made += any(tokens);
+      if (below(12) == 0) made += std::string(below(24), "YMmDWwHS9RZAJ<>zI"[below(17)]);
+      if (below(30) == 0) made += static_cast<char>(below(128));
+      if (count > 1 && below(6) != 0) made += any({"-", "/", " ", ".", ", ", ":", "  "});
+    }
+    return made;
+  }
+  // One that parsing can read.
+  std::string fullPicture() {
+    std::vector<std::string> fields = {any({"YYYY", "YY"}),
+                                       any({"MM", "ZM", "MMM", "Mmmmmmmmmz", "MMMMMMMMMM", "RRRR", "RRRZ"}),
+                                       any({"DD", "ZD"})};
+    if (below(3) == 0) fields.push_back(any({"Www", "Wwwwwwwwwz", "WWWW"}));
+    if (below(3) == 0) fields.push_back("HH:MI" + any({"", ":SS", ":SS.999"}) + any({"", " AP", " A.P."}));
+    if (below(6) == 0) fields = {"YYYY", "DDD"};
+    std::shuffle(fields.begin(), fields.end(), random);
+    std::string made = below(6) == 0 ? any({"<JJJJ> ", "<CCCC> ", "<CCCCCCCC> "}) : "";
+    for (const std::string& field : fields) made += (made.empty() ? "" : any({"-", "/", " ", ", "})) + field;
+    return made;
+  }
+  DTSZdate_parts parts() {
+    DTSZdate_parts made = {};
+    const auto from = [&](uint32_t least, uint32_t most) {
+      return static_cast<int32_t>(least + below(most - least + 1));
+    };
+    made.era_type = from(0, 2);
+    made.year = from(0, 9) == 0 ? from(1, 20000) : from(1582, 9999);
+    for (int32_t* const month : {&made.month, &made.jp_month, &made.ch_month}) *month = from(1, 12);
+    for (int32_t* const day : {&made.day, &made.jp_day, &made.ch_day}) *day = from(1, 31);
+    for (int32_t* const year : {&made.jp_year, &made.ch_year}) *year = from(1, below(9) == 0 ? 9999 : 99);
+    for (int32_t* const era : {&made.jp_era, &made.ch_era}) *era = from(0, 5);
+    made.day_of_year = from(1, 366), made.hour = from(0, 23), made.minute = from(0, 59);
+    made.second = from(0, 59), made.millisecond = from(0, 999), made.ampm = from(0, 1);
+    made.weekday = from(1, 7);
+    return made;
+  }
+};
+
+TEST(Rendering, EveryPictureAsItReads) {
+  RandomPictures some;
+  for (int round = 0; round < 60000; ++round) {
+    const std::string picture = some.picture();
+    const size_t room = some.below(4) == 0 ? some.below(12) : 80;
+    const DTSZdate_parts parts = some.parts();
+    const PlainText plain = plainRender(parts, picture, room, eras);
+    const std::string expected = std::to_string(plain.code) + " " + plain.text;
+    ASSERT_EQ(rendered(parts, picture, room), expected) << "'" << picture << "' " << text(parts);
+  }
+}
+
+TEST(Parsing, EveryPictureAsItReads) {
+  RandomPictures some;
+  const int32_t firstYear = firstOfWindow();
+  int32_t read = 0;
+  for (int round = 0; round < 60000; ++round) {
+    const std::string picture = some.below(2) == 0 ? some.picture() : some.fullPicture();
+    // Mostly what the picture shows of some date, which it mostly can read.
+    DTSZdate_parts parts = some.parts();
+    if (parts.era_type != 0 && picture.find('<') == std::string::npos) parts.era_type = 0;
+    std::string input = plainRender(parts, picture, 80, eras).text;
+    if (some.below(3) == 0) input.erase(some.below(static_cast<uint32_t>(input.size() + 1)), some.below(9));
+    if (some.below(3) == 0)
+      input.insert(some.below(static_cast<uint32_t>(input.size() + 1)), some.any({" ", "9", "I", "x", "."}));
+    const PlainReading plain = plainParse(picture, input, firstYear, eras);
+    const std::string expected =
+        std::to_string(plain.code) + (plain.code == 0 ? " " + text(plain.parts) : "");
+    ASSERT_EQ(parsed(picture, input), expected) << "'" << picture << "' '" << input << "'";
+    read += plain.code == 0;
+  }
+  EXPECT_GT(read, 3000);
+}
+
+TEST(Tokens, MoveTheirCursorsAndTheFlag) {
+  const DTSZdate_parts shown = tuesday();
+  char output[8] = {};
+  std::string picture = "D-";
+  char* out = output;
+  const char* at = picture.data();
+  int32_t flag = 1;
+  EXPECT_EQ(DTSZOUTPUT_day(&shown, &out, &at, &flag, at + 2, output + 8), QRT_PICTURE_DONE);
+  EXPECT_EQ(std::string(output) + std::to_string(out - output), "51");
+  EXPECT_EQ(at - picture.data(), 1);
+  EXPECT_EQ(flag, 0);
+  at = "MMM";
+  EXPECT_EQ(DTSZOUTPUT_month(&shown, &out, &at, &flag, at + 3, output + 3, nullptr), 4);
+
+  const Tables tables;
+  DTSZdate_parts read = {};
+  const std::string input = "SHOW5";
+  const char* in = input.data();
+  at = "<JJJJ>";
+  EXPECT_EQ(DTSZCONVERT_jp_era(&read, &in, &at, &flag, at + 6, in + 5, tables.ofJapan()), 0);
+  EXPECT_EQ(read.jp_era, 4);
+  EXPECT_EQ(read.era_type, QRT_ERA_JAPANESE);
+  flag = 1;
+  at = "YY";
+  EXPECT_EQ(DTSZCONVERT_year(&read, &in, &at, &flag, at + 2, input.data() + 5), 0);
+  EXPECT_EQ(read.year, 5);
+  EXPECT_EQ(in, input.data() + 5);
+  EXPECT_EQ(flag, 0);
+}
+
+TEST(Helpers, NumbersAndStrings) {
+  char to[16] = "............";
+  EXPECT_EQ(DTS_sprintf(to, "%03d", 12345), 3);
+  EXPECT_STREQ(to, "345");
+  EXPECT_EQ(DTS_sprintf(to, "%-4d", 70), 2);
+  EXPECT_STREQ(to, "70");
+  EXPECT_EQ(DTS_sprintf(to, "%-4d", 0), 1);
+  for (const char* format : {"%d", "%0d", "%04x", "%04d ", "%+4d"}) EXPECT_EQ(DTS_sprintf(to, format, 1), -1);
+  EXPECT_EQ(DTS_sprintf(to, "%02d", -1), -1);
+  memset(to, '.', sizeof to);
+  char* at = to;
+  EXPECT_EQ(DTSZprint_number(12345, "%05d", 3, &at, to + 2), 4);
+  EXPECT_EQ(std::string(to, 4), "34..");
+  EXPECT_EQ(DTSZcheck_length(to, to + 3, 3), 0);
+  EXPECT_EQ(DTSZcheck_length(to, to + 3, 4), 4);
+  EXPECT_EQ(DTS_strncmp("a\xFF", "ab", 2), 1);
+  EXPECT_EQ(DTS_strncmp("abc", "abd", 2), 0);
+  const char* const text = "x<JJJJ";
+  EXPECT_EQ(DTS_strstrend(text, text + 6, "<JJ"), text + 1);
+  EXPECT_EQ(DTS_strstrend(text, text + 3, "<JJ"), nullptr);
+  EXPECT_EQ(DTS_fmod(7.5, 2), 1.5);
+  EXPECT_EQ(DTS_fmod(-1, 2), -1.0);
+  EXPECT_EQ(DTS_fmod(1, 0), -1.0);
+  for (const auto& [picture, isTwelve] : std::vector<std::pair<std::string, int>>{
+           {"HH AP", 1}, {"A.P", 1}, {"ap", 0}, {"Aug AP", 0}, {"A..P", 0}, {"", 0}})
+    EXPECT_EQ(DTSZpm_format(picture.data(), picture.data() + picture.size()), isTwelve) << picture;
+  const char *first = "abcd", *second = "abxd";
+  EXPECT_EQ(DTSZDELIMITERS(&first, &second, first + 4, second + 4), 0);
+  EXPECT_EQ(*first, 'c');
+  EXPECT_EQ(DTSZDELIMITERS(&first, &second, first + 2, second + 2), 24);
+}
+
+TEST(Helpers, SetString) {
+  for (const char* text :
+       {"", " ", "  Jan  5, 2024 ", "a/", "a b c d e f g h i j k l m n o p", "abcdefghijklmno  x"}) {
+    char *copy = nullptr, *end = nullptr;
+    QrtFeedback feedback;
+    EXPECT_EQ(DTSZSET_STRING(text, text + strlen(text), &copy, &end, &feedback), 0);
+    EXPECT_EQ(std::string(copy, end), plainNormalised(text));
+    EXPECT_EQ(*end, 0);
+    _qrtCheckFree(copy);
+  }
+  if (!qrt::test::canFailAllocations) return;
+  const char* const text = "a";
+  char *copy, *end;
+  QrtFeedback feedback = {};
+  const qrt::test::FailingAllocation failing(1);
+  EXPECT_EQ(DTSZSET_STRING(text, text + 1, &copy, &end, &feedback), 100);
+  EXPECT_EQ(feedback.messageNumber, 813);
+}
+
+}  // namespace
