@@ -2,6 +2,7 @@
 #pragma once
 
 #include "decimal/convert.h"
+#include "decimal/float_external.h"
 #include "decimal/packed.h"
 #include "decimal/power.h"
 #include "decimal/zoned.h"
@@ -13,7 +14,9 @@
 #include "frame/message.h"
 #include "intrinsic/dates.h"
 #include "intrinsic/letters.h"
+#include "intrinsic/math.h"
 #include "intrinsic/numval.h"
+#include "intrinsic/statistics.h"
 #include "nls/collating.h"
 #include "statement/accept.h"
 #include "statement/class_condition.h"
