@@ -815,12 +815,12 @@ QRT_API void _qrtcExpFixedPt(const QrtExponentiation* control, const uint8_t* ex
                              uint8_t* result, uint32_t* sizeError);
 
 /* ------------------------------------------------------------------------------------------------------
- * Hexadecimal floats. All are guarded. The value is fraction * 16 ** (exponent - 64), the fraction below 1;
+ * Hexadecimal floats. The value is fraction * 16 ** (exponent - 64), the fraction below 1;
  * an item is one little-endian integer of 4 or 8 bytes: a sign bit, 7 bits of exponent, the fraction. Where
  * bits don't fit they are cut off. An item of 4 bytes goes by value, one of 8 by address, at any alignment.
  * The faults are 53, overflow, also of an infinity, and 54, a NaN; the result is then left as it was. A _qrtc
- * entry reports a fault as the message of that number, and gives 0 where it returns its result; a _qrtd entry
- * returns 0 or the fault and reports nothing.
+ * entry reports a fault as the message of that number, through _qrtWriteERRmsg, and gives 0 where it returns
+ * its result; a _qrtd entry returns 0 or the fault and reports nothing.
  * ------------------------------------------------------------------------------------------------------ */
 
 /* To IEEE. An item whose fraction, or whose higher or only word but for the sign, is zero gives 0; so does a

@@ -3,11 +3,14 @@
 #include <math.h>
 #include <qrtrlib.h>
 #include <stdio.h>
+#include <string.h>
 
 #include <algorithm>
 #include <random>
+#include <vector>
 
 #include "frame/catalogue_writer.h"
+#include "support/allocation.h"
 #include "support/process.h"
 #include "support/program.h"
 
@@ -75,22 +78,20 @@ TEST(Math, RandomIsTheSequenceOfItsSeed) {
     _qrtRuncom->randomSeed = 0;
     EXPECT_EQ(_qrtRandom(), 950706376 / 2147483647.0);
 
+    // Seeds above 2147483645 start from a reduced one.
     const struct {
-      int64_t seed;
-      uint64_t whole, floating;  // the states that an integer and a double start from
-    } cases[] = {{2147483645, 2147483646, 2147483646},
-                 {2147483646, 1, 1},  // the double's period is one less, but 1 / it doesn't come back as 1
+      double seed;
+      uint32_t whole, floating;  // the states from which an integer and a double go on
+    } cases[] = {{7, 8, 8},
+                 {2147483645, 2147483646, 2147483646},
+                 {2147483646, 1, 1},
                  {2147483647, 2, 2},
-                 {999999999999999999, 999999999999999999 % 2147483646 + 1, 0}};
+                 {123456789012, 1050221191, 1050221248}};
     for (const auto& [seed, whole, floating] : cases) {
-      state = whole;
-      EXPECT_EQ(_qrtRandomInt8(seed), next()) << seed;
-      if (floating == 0) continue;
-      const double periods = static_cast<double>(seed) / 2147483645.0;
-      const double reduced =
-          seed > 2147483645 ? (periods - floor(periods)) * 2147483645.0 : static_cast<double>(seed);
-      state = static_cast<uint64_t>(reduced + 1);
-      EXPECT_EQ(_qrtRandomFloat8(static_cast<double>(seed)), next()) << seed;
+      _qrtRandomInt8(static_cast<int64_t>(seed));
+      EXPECT_EQ(_qrtRuncom->randomSeed, uint64_t{whole} * 950706376 % 2147483647) << seed;
+      _qrtRandomFloat8(seed);
+      EXPECT_EQ(_qrtRuncom->randomSeed, uint64_t{floating} * 950706376 % 2147483647) << seed;
     }
   });
   EXPECT_EQ(ended, cameBack);
@@ -107,7 +108,7 @@ TEST(Math, BadArgumentsAreReported) {
                              {178, 1, named},
                              {179, 1, limited},
                              {180, 1, named},
-                             {907, 1, "0 "}});
+                             {907, 1, "0 memory"}});
   const Ended ended = inChild([] {
     _qrtAcosFloat8(-1.5), _qrtAsinFloat16(1.5L), _qrtLogFloat8(0), _qrtLog10Float16(-1);
     const bool nans = isnan(_qrtSqrtFloat8(-1)) && isnan(_qrtRemFloat8Float8(1, 0));
@@ -115,13 +116,122 @@ TEST(Math, BadArgumentsAreReported) {
     double worth = 0;
     _qrtcPresentValue(2, &worth, rates);
     if (!nans || !isinf(worth)) fputs("another value", stderr);
+    Program program("RANDOM");
+    run(program, [] {
+      const auto say = [](double value) { fprintf(stderr, "%.0f;", value * 2147483647 / 950706376); };
+      say(_qrtRandomInt8(-9));
+      _qrtRandomInt8(1000000000000000000);
+      _qrtRandomFloat8(2e18);
+      say(_qrtRandomFloat8(-0.5));
+      say(_qrtRandomFloat8(1.5));
+    });
+    std::vector<double> many(1000, 4.0);
+    const FailingAllocation failing(1);
+    if (canFailAllocations) _qrtcMedian(1000, &worth, many.data());
+    if (!isinf(worth)) fputs("another median", stderr);
   });
-  const auto told = [](const char* code, const char* text) {
-    return std::string("QRT") + code + "I  " + text + "\n\n";
+  const auto told = [](int number, const char* text) {
+    return "QRT" + std::to_string(number) + "I  " + text + "\n\n";
   };
-  EXPECT_EQ(ended.err, told("179", "ACOS -1") + told("176", "ASIN 1") + told("178", "LOG") +
-                           told("178", "LOG10") + told("179", "SQRT 0") + told("177", "REM") +
-                           told("100", "PRESENT-VALUE"));
+  EXPECT_EQ(ended.err, told(179, "ACOS -1") + told(176, "ASIN 1") + told(178, "LOG") + told(178, "LOG10") +
+                           told(179, "SQRT 0") + told(177, "REM") + told(100, "PRESENT-VALUE") +
+                           told(163, "RANDOM") + "1;" + told(176, "RANDOM 1000000000000000000") +
+                           told(176, "RANDOM 2000000000000000000") + told(163, "RANDOM") +
+                           told(180, "RANDOM") + "1;" + told(180, "RANDOM") + "2;" +
+                           (canFailAllocations ? told(907, "memory") : ""));
+}
+
+struct Slot {
+  long double value;
+  uint32_t ignored;
+};
+
+// The order that selection by a pivot from the middle leaves.
+void plainMedianOrder(std::vector<Slot>& array) {
+  size_t low = 0, high = array.size() - 1;
+  const size_t middle = (array.size() - 1) / 2;
+  for (;;) {
+    std::swap(array[low], array[(low + high) / 2]);
+    size_t pivot = low;
+    for (size_t at = low + 1; at <= high; ++at)
+      if (array[at].value < array[low].value) std::swap(array[at], array[++pivot]);
+    std::swap(array[low], array[pivot]);
+    if (pivot == middle) return;
+    if (pivot < middle)
+      low = pivot + 1;
+    else
+      high = pivot - 1;
+  }
+}
+
+// Runs the functions over a copy at an odd address, with guard bytes around the result.
+template <typename Real, size_t size, typename Entry, typename Element>
+Real resultOf(Entry&& entry, const std::vector<Element>& array) {
+  std::vector<uint8_t> bytes(array.size() * sizeof(Element) + 1);
+  memcpy(&bytes[1], array.data(), array.size() * sizeof(Element));
+  uint8_t area[25];
+  memset(area, 0xEE, sizeof area);
+  entry(static_cast<int32_t>(array.size()), reinterpret_cast<double*>(area + 5),
+        reinterpret_cast<double*>(&bytes[1]));
+  for (size_t at = 0; at < sizeof area; ++at) EXPECT_TRUE((at >= 5 && at < 5 + size) || area[at] == 0xEE);
+  Real result = 0;
+  memcpy(&result, area + 5, size);
+  return result;
+}
+
+void expectStatistics(const std::vector<double>& values) {
+  std::vector<Slot> slots;
+  for (const double value : values)
+    slots.push_back({static_cast<long double>(value) / 3, static_cast<uint32_t>(slots.size())});
+  std::vector<double> sorted = values;
+  std::sort(sorted.begin(), sorted.end());
+  const size_t count = values.size(), middle = (count - 1) / 2;
+  const long double upper = sorted[count / 2], lower = sorted[middle];
+  EXPECT_EQ((resultOf<double, 8>(_qrtcMedian, values)), static_cast<double>((lower + upper) / 2));
+  EXPECT_EQ((resultOf<long double, 10>(_qrtcMedian16, slots)), (lower / 3 + upper / 3) * 0.5L);
+
+  const double mean = sorted[middle];
+  long double sum = 0, wideSum = 0, worth = 0, discount = 1;
+  for (size_t i = 0; i < count; ++i) {
+    sum += (values[i] - static_cast<long double>(mean)) * (values[i] - static_cast<long double>(mean));
+    wideSum += (slots[i].value - mean) * (slots[i].value - mean);
+    if (i > 0) worth += slots[i].value / (discount *= 1 + slots[0].value);
+  }
+  sum /= static_cast<long double>(count), wideSum /= static_cast<long double>(count);
+  const auto around = [&](auto* entry) {
+    return [=](int32_t size, double* result, double* array) { entry(size, result, mean, array); };
+  };
+  EXPECT_EQ((resultOf<double, 8>(around(_qrtcVariance), values)), static_cast<double>(sum));
+  EXPECT_EQ((resultOf<double, 8>(around(_qrtcStandardDeviation), values)), static_cast<double>(sqrtl(sum)));
+  EXPECT_EQ((resultOf<long double, 10>(around(_qrtcVariance16), slots)), wideSum);
+  EXPECT_EQ((resultOf<long double, 10>(around(_qrtcStandardDeviation16), slots)), sqrtl(wideSum));
+  if (slots[0].value > -1) {
+    EXPECT_EQ((resultOf<long double, 10>(_qrtcPresentValue16, slots)), worth);
+  }
+}
+
+TEST(Math, Statistics) {
+  EXPECT_EQ((resultOf<double, 8>(_qrtcPresentValue, std::vector<double>{0.1, 110})), 100);
+  for (const std::vector<double>& values :
+       {std::vector<double>{3, 1, 2}, {4, 1, 3, 2}, {-8}, std::vector<double>(200001, 7.0)})
+    expectStatistics(values);
+  for (int round = 0; round < 3000; ++round) {
+    std::vector<double> values(static_cast<size_t>(1 + random_() % (round < 2900 ? 200 : 3000)));
+    const auto different = static_cast<uint32_t>(1 + random_() % 400);
+    for (double& value : values) value = static_cast<double>(random_() % different) / 8;
+    if (round % 16 == 0) std::sort(values.begin(), values.end());
+    expectStatistics(values);
+
+    std::vector<Slot> expected;
+    for (const double value : values) expected.push_back({value, static_cast<uint32_t>(random_())});
+    std::vector<Slot> slots = expected;
+    long double result;
+    _qrtcMedian16(static_cast<int32_t>(slots.size()), &result, slots.data());
+    if (values.size() > 60) continue;  // bad pivots may have brought in another selection
+    plainMedianOrder(expected);
+    for (size_t i = 0; i < slots.size(); ++i)
+      ASSERT_TRUE(slots[i].value == expected[i].value && slots[i].ignored == expected[i].ignored) << i;
+  }
 }
 
 }  // namespace
