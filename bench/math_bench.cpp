@@ -16,74 +16,75 @@ namespace {
 
 constexpr int32_t count = 10000;
 
-std::vector<double> values() {
-  std::mt19937_64 random(1809);
+std::vector<double> values(uint64_t seed = 1809) {
+  std::mt19937_64 random(seed);
   std::vector<double> drawn(count);
   for (double& value : drawn) value = static_cast<double>(random() % 1'000'000'000) / 100;
   return drawn;
 }
 
-void BM_Median(benchmark::State& state) {
-  const std::vector<double> array = values();
-  double median = 0;
+struct Slot {
+  long double value;
+  uint32_t ignored = 0;
+};
+
+double valueOf(double element) {
+  return element;
+}
+
+long double valueOf(const Slot& element) {
+  return element.value;
+}
+
+// Runs `median` over arrays in turn, so that a processor doesn't learn one array's comparisons by heart. Each
+// is a fresh copy, or is copied by the entry.
+template <typename Element, typename Median>
+void medians(benchmark::State& state, bool copies, Median&& median) {
+  std::vector<std::vector<Element>> arrays(16);
+  for (auto& array : arrays)
+    for (const double value : values(&array - arrays.data())) array.push_back(Element{value});
+  std::vector<Element> copy(count);
+  size_t at = 0;
   for (auto _ : state) {
-    _qrtcMedian(count, &median, array.data());
-    benchmark::DoNotOptimize(median);
+    auto& array = arrays[++at % arrays.size()];
+    if (copies) std::copy(array.begin(), array.end(), copy.begin());
+    benchmark::DoNotOptimize(median(copies ? copy : array));
   }
+}
+
+template <typename Element>
+auto medianByNthElement(std::vector<Element>& array) {
+  const auto less = [](const Element& a, const Element& b) { return valueOf(a) < valueOf(b); };
+  const auto middle = array.begin() + (count - 1) / 2;
+  std::nth_element(array.begin(), middle, array.end(), less);
+  return (valueOf(*middle) + valueOf(*std::min_element(middle + 1, array.end(), less))) / 2;
+}
+
+void BM_Median(benchmark::State& state) {
+  medians<double>(state, false, [](const std::vector<double>& array) {
+    double median = 0;
+    _qrtcMedian(count, &median, array.data());
+    return median;
+  });
 }
 BENCHMARK(BM_Median);
 
 void BM_NthElement(benchmark::State& state) {
-  const std::vector<double> array = values();
-  std::vector<double> copy(count);
-  double median = 0;
-  for (auto _ : state) {
-    std::copy(array.begin(), array.end(), copy.begin());
-    const auto middle = copy.begin() + (count - 1) / 2;
-    std::nth_element(copy.begin(), middle, copy.end());
-    median = (*middle + *std::min_element(middle + 1, copy.end())) / 2;
-    benchmark::DoNotOptimize(median);
-  }
+  medians<double>(state, true, medianByNthElement<double>);
 }
 BENCHMARK(BM_NthElement);
 
-struct Slot {
-  long double value;
-  uint32_t ignored;
-};
-
-std::vector<Slot> slots() {
-  std::vector<Slot> drawn;
-  for (const double value : values()) drawn.push_back({value, 0});
-  return drawn;
-}
-
-// Both copy the array anew, since both reorder it.
 void BM_Median16(benchmark::State& state) {
-  const std::vector<Slot> array = slots();
-  std::vector<Slot> copy(count);
-  long double median = 0;
-  for (auto _ : state) {
-    std::copy(array.begin(), array.end(), copy.begin());
-    _qrtcMedian16(count, &median, copy.data());
-    benchmark::ClobberMemory();
-  }
+  medians<Slot>(state, true, [](std::vector<Slot>& array) {
+    long double median = 0;
+    _qrtcMedian16(count, &median, array.data());
+    return median;
+  });
 }
 BENCHMARK(BM_Median16);
 
 void BM_NthElement16(benchmark::State& state) {
-  const std::vector<Slot> array = slots();
-  std::vector<Slot> copy(count);
-  const auto less = [](const Slot& a, const Slot& b) { return a.value < b.value; };
-  long double median = 0;
-  for (auto _ : state) {
-    std::copy(array.begin(), array.end(), copy.begin());
-    const auto middle = copy.begin() + (count - 1) / 2;
-    std::nth_element(copy.begin(), middle, copy.end(), less);
-    median = (middle->value + std::min_element(middle + 1, copy.end(), less)->value) / 2;
-    benchmark::DoNotOptimize(&median);
-    benchmark::ClobberMemory();
-  }
+  medians<Slot>(state, true, medianByNthElement<Slot>);
 }
 BENCHMARK(BM_NthElement16);
 
