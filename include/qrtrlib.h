@@ -815,12 +815,12 @@ QRT_API void _qrtcExpFixedPt(const QrtExponentiation* control, const uint8_t* ex
                              uint8_t* result, uint32_t* sizeError);
 
 /* ------------------------------------------------------------------------------------------------------
- * Hexadecimal floats. All are guarded. The value is fraction * 16 ** (exponent - 64), the fraction below 1;
+ * Hexadecimal floats. The value is fraction * 16 ** (exponent - 64), the fraction below 1;
  * an item is one little-endian integer of 4 or 8 bytes: a sign bit, 7 bits of exponent, the fraction. Where
  * bits don't fit they are cut off. An item of 4 bytes goes by value, one of 8 by address, at any alignment.
  * The faults are 53, overflow, also of an infinity, and 54, a NaN; the result is then left as it was. A _qrtc
- * entry reports a fault as the message of that number, and gives 0 where it returns its result; a _qrtd entry
- * returns 0 or the fault and reports nothing.
+ * entry reports a fault as the message of that number, through _qrtWriteERRmsg, and gives 0 where it returns
+ * its result; a _qrtd entry returns 0 or the fault and reports nothing.
  * ------------------------------------------------------------------------------------------------------ */
 
 /* To IEEE. An item whose fraction, or whose higher or only word but for the sign, is zero gives 0; so does a
@@ -836,6 +836,47 @@ QRT_API void _qrtcConvIEEE8toHex(double value, void* item);
 QRT_API int32_t _qrtdConvIEEE8toHex(double value, void* item);
 QRT_API uint32_t _qrtcConvIEEE4toHex(float value);
 QRT_API int32_t _qrtdConvIEEE4toHex(float value, uint32_t* item);
+
+/* ------------------------------------------------------------------------------------------------------
+ * External floating-point items: text of a mantissa sign, digits, a decimal point, digits, "E", an exponent
+ * sign and two exponent digits.
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* The item that a float is moved to. */
+typedef struct QrtExternalFloat {
+  int16_t length;       /* 0: bytes of the item; negative when no decimal point is stored */
+  int16_t after;        /* 2: digits of the mantissa behind the point */
+  int16_t before;       /* 4: digits ahead of it; together 1 to 64, further ones are shown as zeros */
+  uint8_t mantissaSign; /* 6: "+", or "-" for a space in the place of "+" */
+  uint8_t exponentSign; /* 7: the same for the exponent */
+  uint8_t decimalPoint; /* 8 */
+} QrtExternalFloat;
+
+/* The item that a float is taken from. */
+typedef struct QrtExternalFloatSource {
+  int16_t length; /* 0: bytes of the item; negative when no decimal point is stored */
+  int16_t reserved2;
+  int16_t before;     /* 4: digits of the mantissa ahead of the point */
+  int16_t targetSize; /* 6: bytes of the float, 4 or 8; any other is extended */
+} QrtExternalFloatSource;
+
+/* Guarded. Writes a double or an extended value, at any alignment, with its mantissa rounded to the item's
+   digits. The exponent of a zero is 0, and its sign "+"; one of more than two digits is written whole. An
+   infinity is the sign and "INFINITY", a NaN the sign and "NAN". What is too long is cut at the item's length,
+   spaces fill what is left. */
+QRT_API void _qrtcConvIntFltToExtFlt(const QrtExternalFloat* control, const void* value,
+                                     uint8_t* destination);
+QRT_API void _qrtcConvIntEFltToExtFlt(const QrtExternalFloat* control, const void* value,
+                                      uint8_t* destination);
+
+/* Guarded. Reads an item. "." and "," are points, "E" may be small, and bytes that aren't expected are passed
+   over; an "E" ahead of all digits ends the text, and a text without digits is 0. Without a stored point the
+   first digit from byte before + 1 on, counted from 0, stands behind the point. The value is the nearest long
+   double, rounded once more to the target; an extended one takes 16 bytes, the last 6 of them zero.
+   0; 1, underflow: 0 is stored; 2, overflow: the largest value of the target's size is stored, with the sign.
+   `report` not 0 reports these as messages 55 and 53. */
+QRT_API int32_t _qrtcConvExtFltToIntFlt(const QrtExternalFloatSource* control, const uint8_t* text,
+                                        void* destination, int32_t report);
 
 /* ======================================================================================================
  * MOVE and editing
@@ -996,6 +1037,74 @@ QRT_API void _qrtToUpper(int32_t length, const uint8_t* source, uint8_t* destina
 /* Guarded. Copies text backwards, by bytes or by UTF-16 units; the areas are apart. */
 QRT_API void _qrtcReverse(int32_t length, const void* source, void* destination);
 QRT_API void _qrtcReverseUnicode(int32_t length, const void* source, void* destination);
+
+/* ======================================================================================================
+ * Mathematics and statistics
+ *
+ * All are guarded; what comes back after a caught failure isn't defined. An extended value is an x87 one of 64
+ * mantissa bits; in arrays it has a slot of 16 bytes, of which the last 6 mean nothing, and a result of that
+ * width has 10 bytes. Nothing needs an alignment. After a message the function goes on with its argument as it
+ * is; the results are those of the C library.
+ * ====================================================================================================== */
+
+/* ACOS and ASIN: message 179 below -1, 176 above 1. */
+QRT_API double _qrtAcosFloat8(double argument);
+QRT_API long double _qrtAcosFloat16(long double argument);
+QRT_API double _qrtAsinFloat8(double argument);
+QRT_API long double _qrtAsinFloat16(long double argument);
+
+QRT_API double _qrtAtanFloat8(double argument);
+QRT_API long double _qrtAtanFloat16(long double argument);
+QRT_API double _qrtCosFloat8(double argument);
+QRT_API long double _qrtCosFloat16(long double argument);
+QRT_API double _qrtSinFloat8(double argument);
+QRT_API long double _qrtSinFloat16(long double argument);
+QRT_API double _qrtTanFloat8(double argument);
+QRT_API long double _qrtTanFloat16(long double argument);
+
+/* LOG and LOG10: message 178 at 0 and below. */
+QRT_API double _qrtLogFloat8(double argument);
+QRT_API long double _qrtLogFloat16(long double argument);
+QRT_API double _qrtLog10Float8(double argument);
+QRT_API long double _qrtLog10Float16(long double argument);
+
+/* SQRT: message 179 below 0. */
+QRT_API double _qrtSqrtFloat8(double argument);
+QRT_API long double _qrtSqrtFloat16(long double argument);
+
+/* INTEGER, the greatest whole number that isn't above; INTEGER-PART, cut towards zero. */
+QRT_API double _qrtInteger(double argument);
+QRT_API long double _qrtInteger16(long double argument);
+QRT_API double _qrtIntegerPart(double argument);
+QRT_API long double _qrtIntegerPart16(long double argument);
+
+/* REM, with the sign of the dividend. Message 177: the divisor is zero; the result is a NaN. A quotient of
+   more than 64 bits is taken off piece by piece, each rounded. */
+QRT_API double _qrtRemFloat8Float8(double dividend, double divisor);
+QRT_API long double _qrtRemFloat16Float16(long double dividend, long double divisor);
+
+/* RANDOM, from 0 to 1: the next value of the run unit's sequence, or the first one of the sequence of a seed.
+   Message 163: the seed is negative; the sequence is that of 0. 176: it is 10 to the 18th or more. 180: it has
+   a fraction, which is dropped. */
+QRT_API double _qrtRandom(void);
+QRT_API double _qrtRandomInt8(int64_t seed);
+QRT_API double _qrtRandomFloat8(double seed);
+
+/* MEDIAN of `count` values, 1 or more. The extended one reorders its array; the other one needs a copy, and
+   reports 907 with the result as it was where there is no memory for it. */
+QRT_API void _qrtcMedian(int32_t count, double* result, const double* array);
+QRT_API void _qrtcMedian16(int32_t count, void* result, void* array);
+
+/* PRESENT-VALUE of the `count` - 1 amounts behind the discount rate, the first value. Message 100: the rate is
+   -1 or below. */
+QRT_API void _qrtcPresentValue(int32_t count, double* result, const double* array);
+QRT_API void _qrtcPresentValue16(int32_t count, void* result, const void* array);
+
+/* VARIANCE of a population around its mean, which the caller gives, and its root, STANDARD-DEVIATION. */
+QRT_API void _qrtcVariance(int32_t count, double* result, double mean, const double* array);
+QRT_API void _qrtcVariance16(int32_t count, void* result, long double mean, const void* array);
+QRT_API void _qrtcStandardDeviation(int32_t count, double* result, double mean, const double* array);
+QRT_API void _qrtcStandardDeviation16(int32_t count, void* result, long double mean, const void* array);
 
 /* ======================================================================================================
  * SEARCH ALL, and the refresh of independent segments

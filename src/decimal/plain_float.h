@@ -1,11 +1,19 @@
 // Conversions of floats taken step by step, one bit at a time: the twins of the library's own.
 #pragma once
 
+#include <errno.h>
+#include <float.h>
 #include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include <bit>
 #include <cmath>
+#include <string>
+#include <string_view>
+
+#include "qrtrlib.h"
 
 namespace qrt::decimal {
 
@@ -56,6 +64,84 @@ inline int32_t plainIeeeToHex8(double value, uint64_t& item) {
   item = bits & 1ull << 63;
   if (e >= 0) item |= static_cast<uint64_t>(e) << 56 | work;
   return 0;
+}
+
+// The text of an external item, from the C library's print of the value. Needs a "C" locale.
+inline std::string plainExternal(const QrtExternalFloat& control, long double value) {
+  char print[128];
+  snprintf(print, sizeof print, "%+.*LE", control.before + control.after - 1, value);
+  std::string text = print;
+  if (std::isinf(value)) text += "INITY";
+  if (text[1] != 'I' && text[1] != 'N') {
+    const size_t e = text.find('E');
+    int exponent = atoi(text.c_str() + e + 1);
+    std::string digits = text.substr(1, e - 1);
+    if (digits.size() > 1) digits.erase(1, 1);
+    if (control.length >= 0) digits.insert(control.before, 1, static_cast<char>(control.decimalPoint));
+    if (value != 0) exponent += 1 - control.before;
+    snprintf(print, sizeof print, "%+.2i", exponent);
+    if (control.exponentSign == '-' && print[0] == '+') print[0] = ' ';
+    text = (value == 0 ? "+" : text.substr(0, 1)) + digits + "E" + print;
+  }
+  if (control.mantissaSign == '-' && text[0] == '+') text[0] = ' ';
+  text.resize(std::abs(control.length), ' ');
+  return text;
+}
+
+// The clean number text of an external item, piece by piece; empty when there is no digit.
+inline std::string plainNumberText(int16_t length, int16_t before, std::string_view text) {
+  std::string number, exponent, exponentSign = "+";
+  size_t at = 0, digits = 0;
+  const auto isOneOf = [&](std::string_view set) { return set.find(text[at]) != set.npos; };
+  const auto skipTo = [&](std::string_view set) {
+    while (at < text.size() && !isOneOf(set)) ++at;
+    return at < text.size();
+  };
+  if (!skipTo("+-0123456789.,Ee")) return "";
+  if (isOneOf("+-")) number += text[at++];
+  if (!skipTo("0123456789.,Ee") || isOneOf("Ee")) return "";
+  bool point = false;
+  for (; skipTo("0123456789.,Ee") && !isOneOf("Ee"); ++at) {
+    const bool digit = !isOneOf(".,");
+    const bool implied = digit && length < 0 && static_cast<int32_t>(at) >= before + 1;
+    if (!point && (!digit || implied)) {
+      number += '.';
+      point = true;
+    }
+    if (digit) {
+      number += text[at];
+      ++digits;
+    }
+  }
+  for (; skipTo("0123456789+-"); ++at) {
+    if (isOneOf("+-")) {
+      if (exponent.empty()) exponentSign = text[at];
+    } else {
+      exponent += text[at];
+    }
+  }
+  if (!exponent.empty()) number += "E" + exponentSign + exponent;
+  return digits == 0 ? "" : number;
+}
+
+struct PlainFloat {
+  long double value;
+  int32_t result;  // 1 underflow, 2 overflow
+};
+
+// The value of an external item for a target of that size.
+inline PlainFloat plainExternalValue(const QrtExternalFloatSource& control, std::string_view text) {
+  const std::string number = plainNumberText(control.length, control.before, text);
+  errno = 0;
+  const long double value = number.empty() ? 0 : strtold(number.c_str(), nullptr);
+  const bool single = control.targetSize == 4, isDouble = control.targetSize == 8;
+  const long double smallest = single ? 1.1754944e-38L : isDouble ? 2.2250738585072014e-308L : 0;
+  const long double largest = single ? 3.4028235e38L : isDouble ? 1.79769313486232e308L : LDBL_MAX;
+  const long double held = std::fabs(value);
+  if (errno == ERANGE ? held < 1 : held != 0 && held < smallest) return {0, 1};
+  if (errno == ERANGE || held > largest)
+    return {std::copysign(single ? FLT_MAX : isDouble ? DBL_MAX : LDBL_MAX, value), 2};
+  return {single ? static_cast<float>(value) : isDouble ? static_cast<double>(value) : value, 0};
 }
 
 }  // namespace qrt::decimal

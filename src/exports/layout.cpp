@@ -149,6 +149,14 @@ AT(QrtUnstringReceiver, delimiter, 16);
 AT(QrtUnstringReceiver, delimiterFlags, 27);
 AT(QrtUnstringReceiver, count, 28);
 
+AT(QrtExternalFloat, after, 2);
+AT(QrtExternalFloat, before, 4);
+AT(QrtExternalFloat, mantissaSign, 6);
+AT(QrtExternalFloat, decimalPoint, 8);
+static_assert(sizeof(QrtExternalFloatSource) == 8);
+AT(QrtExternalFloatSource, before, 4);
+AT(QrtExternalFloatSource, targetSize, 6);
+
 static_assert(sizeof(QrtExponentiation) == 18);
 AT(QrtExponentiation, baseDigits, 6);
 AT(QrtExponentiation, baseFraction, 8);
