@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <random>
+#include <tuple>
 
 #include "support/process.h"
 #include "support/program.h"
@@ -93,10 +94,7 @@ TEST(CodePages, TableNamesPagesThatExist) {
 }
 
 TEST(CodePages, NamesThatAreAConverterOrNot) {
-  const struct {
-    const char* name;
-    int32_t result, ccsid;
-  } rows[] = {
+  const std::tuple<const char*, int32_t, int32_t> rows[] = {
       {"QMC-037", 0, 37},         {"qmc-0001047", 0, 1047},
       {"QMC-1047-kx70", 0, 1047}, {"UTF-8", 0, 1208},
       {"iso-8859-1", 0, 819},     {"UTF-16LE", 0, 1202},
@@ -105,11 +103,11 @@ TEST(CodePages, NamesThatAreAConverterOrNot) {
       {"QMC-1-1", 2, -1},         {"", 2, -1},
       {"QMC-99999999999", 2, -1}, {"UTF-8-and-then-some-more-letters", 2, -1},
   };
-  for (const auto& row : rows) {
+  for (const auto& [name, result, number] : rows) {
     int32_t ccsid = 0;
-    EXPECT_EQ(_qrtGetCCSID(row.name, &ccsid), row.result) << row.name;
-    EXPECT_EQ(ccsid, row.ccsid) << row.name;
-    EXPECT_EQ(_qrtValidateCPID(row.name, int32_t(strlen(row.name))), row.result == 2) << row.name;
+    EXPECT_EQ(_qrtGetCCSID(name, &ccsid), result) << name;
+    EXPECT_EQ(ccsid, number) << name;
+    EXPECT_EQ(_qrtValidateCPID(name, int32_t(strlen(name))), result == 2) << name;
   }
   EXPECT_EQ(_qrtValidateCPID("QMC-0378", 7), 0);  // the length counts
   EXPECT_STREQ(CP_str, "QMC-037");
@@ -131,16 +129,13 @@ std::string byIcu(UConverter* from, UConverter* to, const std::string& text) {
   return {bytes, end};
 }
 
-auto countOf(const std::string& text, char byte) {
-  return std::count(text.begin(), text.end(), byte);
-}
-
 // Conversion to EBCDIC as its rule reads.
 std::string plainToEbcdic(std::string converted, size_t room, bool pure, bool close) {
+  const auto count = [&](char byte) { return std::ranges::count(converted, byte); };
   if (pure && converted.starts_with('\x0E')) {
     converted.erase(0, 1);
     if (converted.ends_with('\x0F')) converted.pop_back();
-  } else if (!pure && close && countOf(converted, 0x0E) == countOf(converted, 0x0F) + 1) {
+  } else if (!pure && close && count(0x0E) == count(0x0F) + 1) {
     converted += 0x0F;
   }
   return converted.substr(0, room);
@@ -211,22 +206,17 @@ TEST(CodePages, SidesConvertAsIcuDoes) {
 TEST(CodePages, ShiftBytesAreKeptOrPutInOrder) {
   inPair("C.UTF-8", "QMC-939", [] {
     const std::string one = "\xE3\x82\xA2", two = one + "\xE3\x82\xA4";
-    const struct {
-      std::string source, text;
-      bool doubleByte = true;
-    } rows[] = {
-        {"\x43\x81", one},                                // none: wrapped
-        {"\x0E\x43\x81\x0F", one},                        // balanced
-        {"\x0E\x43\x81", one},                            // left open
-        {"\x0E\x43\x81\x0E\x43\x82\x0F\xC1", two + "A"},  // opened twice
+    const std::tuple<std::string, std::string, bool> rows[] = {
+        {"\x43\x81", one, true},                                // none: wrapped
+        {"\x0E\x43\x81\x0F", one, true},                        // balanced
+        {"\x0E\x43\x81", one, true},                            // left open
+        {"\x0E\x43\x81\x0E\x43\x82\x0F\xC1", two + "A", true},  // opened twice
         {"\xC1\x0E\x43\x81\x0F\xC2", "A" + one + "B", false},
         {"", "", false},
     };
-    for (const auto& row : rows) {
-      const size_t length = row.text.size();
-      EXPECT_EQ(convert(_qrtConvToASCII, row.source, row.doubleByte, length + 1, false),
-                holds(row.text + ' ', length + 1, length));
-    }
+    for (const auto& [source, text, doubleByte] : rows)
+      EXPECT_EQ(convert(_qrtConvToASCII, source, doubleByte, text.size() + 1, false),
+                holds(text + ' ', text.size() + 1, text.size()));
     // A shift-in outside of a shift gets a shift-out of its own.
     EXPECT_EQ(convert(_qrtConvToASCII, "\x43\x81\x0F", true, 8, false),
               convert(_qrtConvToASCII, "\x43\x81", false, 8, false));
@@ -315,34 +305,27 @@ TEST(NationalText, ConvertsByNameCutsOrRefusesAndReports) {
 }
 
 int32_t bytesOf(std::u16string_view text) {
-  return static_cast<int32_t>(text.size() * 2);
+  return int32_t(text.size() * 2);
 }
 
 TEST(NationalText, ComparesWithoutTrailingSpaces) {
-  const struct {
-    const char16_t *first, *second;
-    int32_t result;
-  } rows[] = {
+  const std::tuple<std::u16string, std::u16string, int32_t> rows[] = {
       {u"AB", u"AB ", 0}, {u"   ", u" ", 0}, {u"b", u"a", 1},       {u"AB", u"ABC", -1},
       {u" A", u"A", -1},  {u"a", u"B", -1},  {u"\u00E4", u"z", -1},
   };
-  for (const auto& row : rows)
-    EXPECT_EQ(_qrtCompareUnicode(row.first, bytesOf(row.first), row.second, bytesOf(row.second)), row.result);
+  for (const auto& [first, second, order] : rows)
+    EXPECT_EQ(_qrtCompareUnicode(first.data(), bytesOf(first), second.data(), bytesOf(second)), order);
 }
 
 TEST(NationalText, MovesWholeCharacters) {
-  const struct {
-    const char16_t* source;
-    int32_t targetBytes;
-    const char16_t* result;
-  } rows[] = {
+  const std::tuple<std::u16string, int32_t, const char16_t*> rows[] = {
       {u"ab", 12, u"ab    ##"},    {u"ab", -12, u"    ab##"}, {u"abcdef", -4, u"ef######"},
       {u"abcdef", 4, u"ab######"}, {u"", 4, u"  ######"},     {u"ab", -7, u" ab#####"},
   };
-  for (const auto& row : rows) {
+  for (const auto& [source, targetBytes, result] : rows) {
     std::u16string target(8, u'#');
-    _qrtMoveUnicode(target.data(), row.targetBytes, row.source, bytesOf(row.source));
-    EXPECT_EQ(target, row.result);
+    _qrtMoveUnicode(target.data(), targetBytes, source.data(), bytesOf(source));
+    EXPECT_EQ(target, result);
   }
 }
 

@@ -102,7 +102,6 @@ struct Arena {
   std::mt19937& random;
   std::vector<uint8_t> bytes = std::vector<uint8_t>(1024);
   int width, itemAt, itemSize;
-  bool few;     // few different bytes, so that operands are found
   bool simple;  // a short item and phrases that want nothing out of the ordinary
 
   explicit Arena(std::mt19937& source) : random(source) {
@@ -110,7 +109,7 @@ struct Arena {
     width = !simple && pick(3) == 0 ? 2 : 1;
     itemSize = simple ? 4 + pick(29) : pick(pick(8) == 0 ? 600 : 60);
     itemAt = 300;
-    few = pick(4) != 0;
+    const bool few = pick(4) != 0;  // different bytes, so that operands are found
     for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(few ? "12Aq"[pick(2 + pick(3))] : pick(256));
   }
   int pick(int choices) { return static_cast<int>(random() % static_cast<unsigned>(choices)); }
