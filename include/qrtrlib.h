@@ -2169,12 +2169,16 @@ QRT_API int32_t _qrtValidateCPID(const char* name, int32_t length);
 QRT_API int32_t qrtConvToEBCDIC(const void* source, int32_t sourceLength, void* target, int32_t* targetLength);
 QRT_API int32_t _qrtConvToEBCDIC(const void* source, int32_t sourceLength, void* target, int32_t* targetLength);
 
-/* From EBCDIC to the native side, the rest of the field filled with blanks. A negative sourceLength marks double-byte
-   text, whose shift bytes are put in order first; a negative *targetLength justifies to the right. */
+/* From EBCDIC to the native side, the rest of the field filled with blanks. *targetLength is the length of the field,
+   and becomes the bytes of the text in it; 0 with an error. A negative sourceLength marks double-byte text, whose
+   shift bytes are put in order first; a negative *targetLength justifies to the right. One shift byte alone that isn't
+   marked so is copied, and the rest of the field left alone. */
 QRT_API int32_t qrtConvToASCII(const void* source, int32_t sourceLength, void* target, int32_t* targetLength);
 QRT_API int32_t _qrtConvToASCII(const void* source, int32_t sourceLength, void* target, int32_t* targetLength);
 
-/* Guarded. Fill the collating tables of a program: those of the EBCDIC side; those of the locale. */
+/* Guarded. Fill the collating tables of a program, which are made once in a process. EBCDIC: in both tables the native
+   byte of each byte of the EBCDIC side. CollSeq: each byte's place in the order of the locale, and the bytes in that
+   order. */
 QRT_API void _qrtcEBCDIC(QrtProgramBlock* program);
 QRT_API void _qrtcCollSeq(QrtProgramBlock* program);
 

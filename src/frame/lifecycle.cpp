@@ -206,7 +206,7 @@ void takeRunUnitDown(EndReason reason, int32_t code) {
 
   reportInterruptedSort();
   closePrograms();
-  qrtUTerm();
+  _qrtUTerm();
   freeTables();
   popRunUnit();
   freeStorage();

@@ -2,7 +2,7 @@
 // code page, and the byte conversions between the pair, with the shift bytes of double-byte text.
 #include "nls/code_pages.h"
 
-#include <ctype.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unicode/putil.h>
@@ -12,7 +12,6 @@
 #include <string_view>
 
 #include "nls/converter.h"
-#include "nls/locale_table.h"
 #include "nls/work_area.h"
 #include "platform/locale.h"
 #include "qrtrlib.h"
@@ -30,6 +29,7 @@ constexpr uint32_t unknownVariant = 1;  // flags: the second text of that number
 
 constexpr uint8_t shiftOut = 0x0E, shiftIn = 0x0F;
 constexpr size_t keyLength = 5;
+constexpr int32_t fallbackRow = 8;  // EN_US, for a locale that the table doesn't know
 constexpr std::string_view plainLocale = "en_US.QMC-1252";
 
 struct CodePagePair {
@@ -91,6 +91,14 @@ void takeEbcdicPage(const QrtLocaleRow& own, std::string_view key) {
 
 bool isShift(uint8_t byte) {
   return byte == shiftOut || byte == shiftIn;
+}
+
+// A shift byte alone is no text: it is copied as it stands. False, and nothing done, for anything else.
+bool copyLoneShift(const uint8_t* source, int32_t count, uint8_t* target, int32_t* targetLength) {
+  if (count != 1 || !isShift(*source) || *targetLength == 0) return false;
+  *target = *source;
+  *targetLength = 1;
+  return true;
 }
 
 struct ShiftCounts {
@@ -244,11 +252,7 @@ int32_t qrtConvToEBCDIC(const void* source, int32_t sourceLength, void* target, 
   const bool closeShift = *targetLength < 0, pureDoubleByte = sourceLength < 0;
   const int32_t length = std::abs(*targetLength), count = std::abs(sourceLength);
   auto* const field = static_cast<uint8_t*>(target);
-  if (count == 1 && isShift(*static_cast<const uint8_t*>(source))) {
-    *field = *static_cast<const uint8_t*>(source);
-    *targetLength = 1;
-    return 0;
-  }
+  if (copyLoneShift(static_cast<const uint8_t*>(source), count, field, targetLength)) return 0;
   if (!closeShift && !pureDoubleByte) {
     int32_t room = length;
     const int32_t code = qrtUniAtoE(source, count, field, &room);
@@ -275,6 +279,7 @@ int32_t qrtConvToASCII(const void* source, int32_t sourceLength, void* target, i
   const int32_t length = std::abs(*targetLength), count = std::abs(sourceLength);
   const auto* const bytes = static_cast<const uint8_t*>(source);
   auto* const field = static_cast<uint8_t*>(target);
+  if (!doubleByte && copyLoneShift(bytes, count, field, targetLength)) return 0;
   int32_t room = length, code;
   if (doubleByte) {
     WorkArea<256> work(2 * count + 2);
@@ -284,10 +289,6 @@ int32_t qrtConvToASCII(const void* source, int32_t sourceLength, void* target, i
       const int32_t ordered = orderShifts({bytes, static_cast<size_t>(count)}, work.data());
       code = qrtUniEtoA(work.data(), ordered, field, &room);
     }
-  } else if (count == 1 && isShift(*bytes)) {
-    *field = *bytes;
-    *targetLength = 1;
-    return 0;
   } else {
     code = qrtUniEtoA(bytes, count, field, &room);
   }

@@ -1,6 +1,7 @@
 // ICU converters by the system's names of code pages.
 #include "nls/converter.h"
 
+#include <stdio.h>
 #include <string.h>
 
 #include <algorithm>

@@ -1,7 +1,5 @@
 // The table of locales: the EBCDIC code pages of each, the double-byte space of its multi-byte code page, and
 // the code pages that its PC systems and open systems use.
-#include "nls/locale_table.h"
-
 #include <algorithm>
 #include <array>
 #include <iterator>

@@ -1,11 +1,11 @@
 // Conversion to and from UTF-16, comparison, moves and case of national text, and the conversions between the
 // two sides of the pair of code pages. The status of the last ICU call and the like stand in exported words.
+#include <stdio.h>
 #include <string.h>
 #include <unicode/ucol.h>
 #include <unicode/ustring.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "frame/message.h"
 #include "nls/code_pages.h"

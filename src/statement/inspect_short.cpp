@@ -44,41 +44,46 @@ bool overlaps(const void* operand, uint32_t length, const QrtInspectOperand& ite
          !overlaps(phrase.replacement.address, length, item);
 }
 
-// All bytes of an item, in two vectors that may overlap. The second one is no wider than it must be: the item
-// has often just been moved in, and a load across the stores of that would wait.
+// All bytes of an item, with zeros behind them.
 struct ShortItem {
   __m128i low, high;
-  int32_t highAt;          // where in the item `high` starts
-  uint32_t lowBytes, all;  // the bits of `low` and of the item
+  uint32_t all;  // a bit for each byte
 
   ShortItem(const uint8_t* bytes, int32_t length) : all(~0u >> (mostBytes - length)) {
-    const int32_t lowSize = length >= 16 ? 16 : length >= 8 ? 8 : 4;
-    low = load(bytes, lowSize);
-    lowBytes = (1u << lowSize) - 1;
-    const int32_t rest = length - lowSize;
-    const int32_t highSize = rest > 8 ? 16 : rest > 4 ? 8 : 4;
-    highAt = length - highSize;
-    high = load(bytes + highAt, highSize);
+    const bool isLong = length >= 16;
+    low = isLong ? _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes)) : loadUpTo16(bytes, length);
+    high = isLong ? loadUpTo16(bytes + 16, length - 16) : _mm_setzero_si128();
   }
 
-  static __m128i load(const uint8_t* at, int32_t size) {
-    if (size == 16) return _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
-    if (size == 8) return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(at));
-    return _mm_loadu_si32(at);
+  // No load is wider than it must be: the item has often just been moved in, and one across the stores of
+  // that would wait. Up to four bytes come with those in front of them.
+  [[gnu::noinline]] static __m128i loadUpTo16(const uint8_t* bytes, int32_t length) {
+    const auto last4As = [&](int32_t ofBytes) {
+      return _mm_srl_epi64(_mm_loadu_si32(bytes + length - 4), _mm_cvtsi32_si128((ofBytes - length) * 8));
+    };
+    if (length <= 4) return last4As(4);
+    if (length <= 8) return _mm_unpacklo_epi32(_mm_loadu_si32(bytes), last4As(8));
+    if (length <= 12) return _mm_unpacklo_epi64(load8(bytes), last4As(12));
+    return _mm_unpacklo_epi64(load8(bytes),
+                              _mm_srl_epi64(load8(bytes + length - 8), _mm_cvtsi32_si128((16 - length) * 8)));
+  }
+
+  static __m128i load8(const uint8_t* bytes) {
+    return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes));
   }
 
   uint32_t positionsOf(uint8_t byte) const {
     const __m128i wanted = _mm_set1_epi32(static_cast<int>(byte * 0x01010101u));
     const auto inLow = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(low, wanted)));
     const auto inHigh = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(high, wanted)));
-    return ((inLow & lowBytes) | inHigh << highAt) & all;
+    return (inLow | inHigh << 16) & all;
   }
 
   // Where both ends of an operand stand as they do in it.
   uint32_t positionsOf(const QrtInspectOperand& operand) const {
     const auto* const bytes = static_cast<const uint8_t*>(operand.address);
     const uint32_t first = positionsOf(bytes[0]), toLast = static_cast<uint32_t>(operand.length - 1);
-    return toLast == 0 || first == 0 ? first : first & positionsOf(bytes[toLast]) >> toLast;
+    return toLast == 0 ? first : first & positionsOf(bytes[toLast]) >> toLast;
   }
 };
 
@@ -121,29 +126,31 @@ uint32_t bitCount(uint32_t word) {
   }
 }
 
+uint32_t anyOf(const uint32_t* positions, int32_t count) {
+  uint32_t any = 0;
+  for (int32_t at = 0; at < count; ++at) any |= positions[at];
+  return any;
+}
+
 // Runs a group of phrases over the item; `positions` is used up.
 [[gnu::noinline]] void scan(const QrtInspectPhrase* group, uint32_t* positions, int32_t count,
                             uint8_t* bytes) {
-  uint32_t matches = 0;
-  for (int32_t at = 0; at < count; ++at) matches |= positions[at];
-  while (matches != 0) {
+  for (uint32_t matches = anyOf(positions, count); matches != 0;) {
     const uint32_t bit = matches & -matches;
-    const int32_t position = __builtin_ctz(matches);
+    uint8_t* const place = bytes + __builtin_ctz(matches);
     int32_t at = count - 1;
     for (int32_t ahead = count - 2; ahead >= 0; --ahead) at = (positions[ahead] & bit) != 0 ? ahead : at;
     const QrtInspectOperand& compared = group[at].compared;
     const auto size = static_cast<size_t>(compared.length);
-    uint32_t passed = bit - 1;
-    if (size <= 2 || memcmp(bytes + position, compared.address, size) == 0) {
-      act(group[at], bytes + position);
-      passed = (bit << (size - 1) << 1) - 1;
-      if ((group[at].replacement.phraseFlags & QRT_INSPECT_FIRST) != 0) positions[at] = 0;
+    if (size <= 2 || memcmp(place, compared.address, size) == 0) {
+      act(group[at], place);
+      matches &= -(bit << (size - 1) << 1);  // what it took is passed
+      if ((group[at].replacement.phraseFlags & QRT_INSPECT_FIRST) == 0) continue;
+      positions[at] = 0;
     } else {
       positions[at] &= ~bit;
     }
-    matches = 0;
-    for (int32_t other = 0; other < count; ++other) matches |= positions[other];
-    matches &= ~passed;
+    matches &= anyOf(positions, count);
   }
 }
 
@@ -154,34 +161,26 @@ uint32_t bitCount(uint32_t word) {
   if (length < leastBytes || length > mostBytes || phraseCount < 1 || phraseCount > mostPhrases ||
       (block.item.itemFlags & (QRT_INSPECT_SIGNED | QRT_INSPECT_TWO_BYTES)) != 0)
     return false;
+  const QrtInspectPhrase* const end = block.phrases + phraseCount;
+  for (const QrtInspectPhrase* phrase = block.phrases; phrase != end; ++phrase)
+    if (!isSimple(*phrase, block.item)) return false;
+
   auto* const bytes = static_cast<uint8_t*>(block.item.address);
-  ShortItem item(bytes, length);
-  uint32_t positions[mostPhrases];
-  uint32_t tallies = 0, ofBytes = 0;  // a bit for each phrase: counts; takes every byte of one value
-  for (int32_t at = 0; at < phraseCount; ++at) {
-    const QrtInspectPhrase& phrase = block.phrases[at];
-    if (!isSimple(phrase, block.item)) return false;
-    const uint32_t bit = 1u << at;
-    if (isTally(phrase)) tallies |= bit;
-    if (phrase.compared.length == 1 && (phrase.replacement.phraseFlags & QRT_INSPECT_FIRST) == 0)
-      ofBytes |= bit;
-    positions[at] = item.positionsOf(phrase.compared);
-  }
-  // A group ends where something else than a tally follows one.
-  uint32_t ends = (tallies << 1 & ~tallies) | 1u << phraseCount;
-  bool changed = false;
-  for (int32_t start = 0, end; start < phraseCount; start = end, ends &= ends - 1) {
-    end = __builtin_ctz(ends);
-    if (changed) {
-      item = ShortItem(bytes, length);
-      for (int32_t at = start; at < end; ++at) positions[at] = item.positionsOf(block.phrases[at].compared);
-    }
-    const uint32_t group = (1u << end) - (1u << start);
-    if ((group & ~(tallies & ofBytes)) == 0)
-      countBytes(block.phrases + start, positions + start, end - start);
+  for (const QrtInspectPhrase *group = block.phrases, *next = group; next != end; group = next) {
+    // A group ends where something else than a tally follows one.
+    const ShortItem item(bytes, length);
+    uint32_t positions[mostPhrases];
+    int32_t size = 0, unlikeByteCounts = 0;
+    do {
+      positions[size++] = item.positionsOf(next->compared);
+      unlikeByteCounts |=
+          (next->replacement.phraseFlags ^ QRT_INSPECT_TALLYING) | (next->compared.length - 1);
+      ++next;
+    } while (next != end && (!isTally(next[-1]) || isTally(*next)));
+    if (unlikeByteCounts == 0)
+      countBytes(group, positions, size);
     else
-      scan(block.phrases + start, positions + start, end - start, bytes);
-    changed |= (group & ~tallies) != 0;
+      scan(group, positions, size, bytes);
   }
   return true;
 }

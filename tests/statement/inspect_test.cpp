@@ -102,20 +102,26 @@ struct Arena {
   std::mt19937& random;
   std::vector<uint8_t> bytes = std::vector<uint8_t>(1024);
   int width, itemAt, itemSize;
-  bool few;  // few different bytes, so that operands are found
+  bool simple;  // a short item and phrases that want nothing out of the ordinary
 
   explicit Arena(std::mt19937& source) : random(source) {
-    width = pick(3) == 0 ? 2 : 1;
-    itemSize = pick(pick(8) == 0 ? 600 : 60);
+    simple = pick(3) == 0;
+    width = !simple && pick(3) == 0 ? 2 : 1;
+    itemSize = simple ? 4 + pick(29) : pick(pick(8) == 0 ? 600 : 60);
     itemAt = 300;
-    few = pick(4) != 0;
+    const bool few = pick(4) != 0;  // different bytes, so that operands are found
     for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(few ? "12Aq"[pick(2 + pick(3))] : pick(256));
   }
   int pick(int choices) { return static_cast<int>(random() % static_cast<unsigned>(choices)); }
 
-  QrtInspectOperand operand(int size, bool mayBeInItem = true) {
-    const int at = mayBeInItem && pick(20) == 0 ? itemAt + pick(itemSize + 1) : pick(260);
+  uint8_t* counter() {
+    return &bytes[static_cast<size_t>(simple && pick(20) == 0 ? itemAt + pick(itemSize + 1)
+                                                              : 1000 + pick(20))];
+  }
+  QrtInspectOperand operand(int size) {
+    const int at = pick(20) == 0 ? itemAt + pick(itemSize + 1) : pick(260);
     QrtInspectOperand made{0, 0, 0, 0, size, &bytes[static_cast<size_t>(at)]};
+    if (simple) return made;
     if (pick(4) == 0)
       made.itemFlags = static_cast<uint8_t>(QRT_INSPECT_NUMERIC | pick(8) << 2 | (pick(4) == 0 ? 0x10 : 0));
     if (pick(16) == 0) made.nationalFlags = QRT_INSPECT_NATIONAL_NUMERIC;
@@ -127,7 +133,17 @@ struct Arena {
     if (width == 2) made.itemFlags |= static_cast<uint8_t>(pick(2) == 0 ? 0x40 : 0x01);
     return made;
   }
+  QrtInspectPhrase simplePhrase() {
+    const int length = pick(3) == 0 ? 1 + pick(6) : 1 + pick(2);
+    QrtInspectPhrase made{operand(length), operand(length), {}, {}};
+    const bool counts = pick(2) == 0;
+    if (counts) made.replacement.address = counter();
+    made.replacement.phraseFlags = static_cast<uint8_t>(
+        (counts ? QRT_INSPECT_TALLYING : QRT_INSPECT_REPLACING) | (pick(4) == 0 ? QRT_INSPECT_FIRST : 0));
+    return made;
+  }
   QrtInspectPhrase phrase() {
+    if (simple && pick(20) != 0) return simplePhrase();
     const bool whole = pick(16) != 0;  // whole characters
     const int unit = whole ? width : 1, size = unit * (pick(4) == 0 ? pick(6) : 1 + pick(2));
     const bool converts = pick(4) == 0, equal = pick(8) != 0;
@@ -140,8 +156,7 @@ struct Arena {
     if (!converts && pick(2) == 0) flags |= 1 << (1 + pick(2)) | (pick(8) == 0 ? 6 : 0);
     if (!converts && pick(4) == 0) flags |= QRT_INSPECT_CHARACTERS;
     if (pick(4) == 0) flags |= QRT_INSPECT_HAS_BEFORE;
-    if (flags & QRT_INSPECT_TALLYING)
-      made.replacement = {0, 0, 0, 0, 4, &bytes[1000 + static_cast<size_t>(pick(20))]};
+    if (flags & QRT_INSPECT_TALLYING) made.replacement = {0, 0, 0, 0, 4, counter()};
     if (equal && !converts && (flags & QRT_INSPECT_CHARACTERS)) made.replacement.length = width;
     made.replacement.phraseFlags = static_cast<uint8_t>(flags);
     if (pick(8) == 0) made.replacement.itemFlags = QRT_INSPECT_FIGURATIVE, made.replacement.nationalFlags = 0;
@@ -161,10 +176,10 @@ TEST(Inspect, RandomStatementsAsThePlainRules) {
   setenv("COBMSGS", "/dev/null", 1);
   _qrtPgmInit(nullptr);
   std::mt19937 random(42);
-  for (int round = 0; round < 200000; ++round) {
+  for (int round = 0; round < 100000; ++round) {
     Arena arena(random);
     Block block(arena.item());
-    for (int left = arena.pick(arena.pick(20) == 0 ? 20 : 4); left > 0; --left) block.add(arena.phrase());
+    for (int left = arena.pick(arena.pick(20) == 0 ? 20 : 5); left > 0; --left) block.add(arena.phrase());
 
     const std::vector<uint8_t> before = arena.bytes;
     qrt::statement::plainInspect(*block.record());
