@@ -1,5 +1,5 @@
-// SEARCH ALL: known numbers in every form, and random records against their normal forms, which also tell
-// which entry the search must meet first. And the refresh of segments.
+// SEARCH ALL: known numbers in every form, and random records against their normal forms. And the refresh of
+// segments.
 #include <random>
 
 #include "statement/pictures.h"
@@ -23,7 +23,8 @@ struct Statement {
 
   // The table's instance lies 14 bytes into it, by two subscripts.
   int32_t operator()(const std::string& table, size_t entrySize) const {
-    Record control(2, {static_cast<char>(keys.size()), 0, static_cast<char>(conditions.size()), 0, 0, 0});
+    Record control(
+        2, std::string{static_cast<char>(keys.size()), 0, static_cast<char>(conditions.size()), 0, 0, 0});
     control.content.append(reinterpret_cast<const char*>(keys.data()), keys.size() * sizeof keys[0]);
     std::vector<QrtSearchArgument> arguments;
     for (const When& when : conditions) {
@@ -82,8 +83,7 @@ TEST(Search, FindsNumbersByValue) {
       }
 }
 
-// Any bytes under any types. Sorted tables are searched linearly too; of unsorted ones the oracle takes the
-// same halves.
+// Any bytes under any types, in tables sorted or not: the oracle takes the same halves.
 TEST(Search, RandomRecordsAgainstNormalForms) {
   constexpr std::string_view types(
       "\x88\x08\x89\x09\x90\x10\x91\x11\x82\x02\xA0\x20\xC0\x40\xC1\x41\x84\x04"
@@ -94,7 +94,7 @@ TEST(Search, RandomRecordsAgainstNormalForms) {
   uint8_t collating[256];
   for (int round = 0; round < 20000; ++round) {
     Statement statement;
-    const bool folds = random() % 2 == 0, sorted = random() % 2 == 0;
+    const bool folds = random() % 2 == 0;
     for (int at = 0; at < 256; ++at) collating[at] = static_cast<uint8_t>(folds ? at % 32 : at * 77 + 5);
     if (random() % 2 == 0) statement.collating = collating;
 
@@ -115,7 +115,7 @@ TEST(Search, RandomRecordsAgainstNormalForms) {
     std::vector<std::string> entries(random() % 20, std::string(entrySize, '#'));
     for (std::string& entry : entries)
       for (char& character : entry) character = byte();
-    if (sorted)
+    if (random() % 2 == 0)
       std::sort(entries.begin(), entries.end(), [&](const auto& one, const auto& two) {
         return normal(one, keys.size()) < normal(two, keys.size());
       });
@@ -159,9 +159,6 @@ TEST(Search, RandomRecordsAgainstNormalForms) {
     }
     ASSERT_EQ(statement(table, entrySize), expected)
         << round << " type " << int(keys[0].type) << " length " << int(keys[0].length);
-    const auto matches = [&](const std::string& entry) { return normal(entry, conditions) == wanted; };
-    if (sorted)
-      ASSERT_EQ(expected >= 0, possible && std::any_of(entries.begin(), entries.end(), matches)) << round;
   }
 }
 
