@@ -1243,6 +1243,7 @@ QRT_API int32_t _qrtuSClasNumeric(uint32_t flags, const void* item, int32_t leng
 QRT_API int32_t _qrtuClasAlpha(const void* item, int32_t lengthInBytes);
 QRT_API int32_t _qrtuClasUpper(const void* item, int32_t lengthInBytes);
 QRT_API int32_t _qrtuClasLower(const void* item, int32_t lengthInBytes);
+
 /* ======================================================================================================
 =======
  * Calendar

@@ -35,6 +35,7 @@ constexpr ClassTable upper = membersBy(isUpperOrSpace);
 constexpr ClassTable lower = membersBy(isLowerOrSpace);
 constexpr ClassTable alphabetic =
     membersBy([](uint32_t byte) { return isUpperOrSpace(byte) || isLowerOrSpace(byte); });
+
 // Characters of one width at any address.
 template <typename Character>
 struct Text {

@@ -65,12 +65,6 @@ inline uint32_t differencesOfPiece(const uint8_t* first, const uint8_t* second, 
   }
 }
 
-// A text that stands for its endless repetition.
-struct Repeated {
-  const uint8_t* bytes;
-  uint32_t size;
-};
-
 constexpr auto spaceTile = [] {
   std::array<uint8_t, 64> tile{};
   tile.fill(' ');

@@ -6,6 +6,12 @@
 
 namespace qrt::statement {
 
+// A text that stands for its endless repetition.
+struct Repeated {
+  const uint8_t* bytes;
+  uint32_t size;
+};
+
 // -1, 0 or 1: the order of the first two bytes that `table` tells apart. Both texts have `size` bytes.
 int32_t orderThroughTable(const uint8_t* first, const uint8_t* second, uint32_t size, const uint8_t* table);
 

@@ -6,6 +6,7 @@
 
 #include "nls/code_pages.h"
 #include "nls/work_area.h"
+#include "statement/compare.h"
 #include "statement/move.h"
 
 namespace qrt::statement {
@@ -17,12 +18,6 @@ constexpr uint8_t collationPad[] = {0x81, 0x40};
 uint32_t sizeOf(int32_t length) {
   return static_cast<uint32_t>(std::max(length, 0));
 }
-
-// A text that stands for its endless repetition.
-struct Repeated {
-  const uint8_t* bytes;
-  uint32_t size;
-};
 
 void fill(uint8_t* area, uint32_t size, Repeated text) {
   const uint32_t front = std::min(size, text.size);
@@ -37,20 +32,22 @@ struct Side {
   Repeated rest;
 };
 
-// Compares both sides as strings of `size` bytes.
+// Writes a side as a string of `size` bytes, and its end.
+void writeString(uint8_t* area, uint32_t size, const Side& side) {
+  memcpy(area, side.text, side.size);
+  fill(area + side.size, size - side.size, side.rest);
+  area[size] = '\0';
+}
+
+// Compares both sides as strings of `size` bytes. They share a work area, so that memory is asked for once.
 int32_t collate(uint32_t size, const Side& first, const Side& second) {
-  const auto areaSize = static_cast<int32_t>(std::min(size + 1, uint32_t{INT32_MAX}));
-  nls::WorkArea<256> areas[] = {nls::WorkArea<256>(areaSize), nls::WorkArea<256>(areaSize)};
-  if (areas[0].data() == nullptr || areas[1].data() == nullptr) return 0;
-  const Side* const sides[] = {&first, &second};
-  for (int side = 0; side < 2; ++side) {
-    const auto& [text, textSize, rest] = *sides[side];
-    uint8_t* const area = areas[side].data();
-    memcpy(area, text, textSize);
-    fill(area + textSize, size - textSize, rest);
-    area[size] = '\0';
-  }
-  return strcoll(areas[0].as<char>(), areas[1].as<char>());
+  const uint64_t areaSize = 2 * (uint64_t{size} + 1);
+  nls::WorkArea<512> area(static_cast<int32_t>(std::min(areaSize, uint64_t{INT32_MAX})));
+  if (area.data() == nullptr) return 0;
+  uint8_t* const other = area.data() + size + 1;
+  writeString(area.data(), size, first);
+  writeString(other, size, second);
+  return strcoll(area.as<char>(), reinterpret_cast<const char*>(other));
 }
 
 }  // namespace

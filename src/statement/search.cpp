@@ -2,7 +2,6 @@
 // found. A probe then compares a key of the table as it lies there, sign first, then the digits under a mask.
 #include "statement/search.h"
 
-#include <array>
 #include <cassert>
 #include <cstring>
 
@@ -177,7 +176,7 @@ int32_t compareCollatedKey(const Condition& condition, const uint8_t* key, const
 
 template <Form form>
 inline int32_t compareForm(const Condition& condition, const uint8_t* key, const uint8_t* collatingTable) {
-  if constexpr (form == Form::text || form == Form::national)
+  if constexpr (form == Form::text)
     return memcmp(key, condition.argument, condition.length);
   else if constexpr (form == Form::collated)
     return orderThroughTable(key, condition.argument, condition.length, collatingTable);
@@ -187,7 +186,7 @@ inline int32_t compareForm(const Condition& condition, const uint8_t* key, const
     return compareNumber<form>(condition, key);
 }
 
-// Calls work.template operator()<form>() with the form as a constant.
+// Calls work.template operator()<form>() with the form as a constant; national text is compared as text.
 template <typename Work>
 inline int32_t withForm(Form form, Work&& work) {
   switch (form) {

@@ -29,16 +29,11 @@ struct Call {
 
 // Makes the call and writes its result area to standard error, behind the messages. A wide text is UTF-16
 // with high bytes that must not matter.
-template <typename Numval, typename NumvalC>
-void make(const Call& call, bool wide, Numval numval, NumvalC numvalC) {
-  const auto text = [&](const std::string& bytes) {
-    std::string units;
-    for (const char byte : bytes) units += {byte, static_cast<char>(units.size() * 37)};
-    return wide ? units : bytes;
-  };
-  const std::string argument = text(call.argument), currency = text(call.currency);
+void make(const Call& call, bool wide, auto numval, auto numvalC) {
+  std::string argument = call.argument, currency = call.currency, area(16, '\xEE');
+  for (std::string* const text : {&argument, &currency})
+    for (size_t at = 1; wide && at <= text->size(); at += 2) text->insert(at, 1, static_cast<char>(at * 37));
   const auto length = static_cast<int32_t>(argument.size()), more = static_cast<int32_t>(currency.size());
-  std::string area(16, '\xEE');
   auto* result = reinterpret_cast<double*>(area.data());
   if (call.isNumvalC)
     numvalC(&call.control, length, argument.data(), more, currency.data(), result);
@@ -57,10 +52,9 @@ std::string expectedOf(const Call& call) {
   }
   const long double value = strtold(plain.text.c_str(), nullptr);
   const auto rounded = static_cast<double>(value);
-  const auto area = [](const void* bytes, size_t size) {
-    return std::string(static_cast<const char*>(bytes), size) + std::string(16 - size, '\xEE');
-  };
-  const std::string both = messages + area(&rounded, 8) + messages + area(&value, 10);
+  std::string both = messages + std::string(16, '\xEE') + messages + std::string(16, '\xEE');
+  memcpy(&both[messages.size()], &rounded, 8);
+  memcpy(&both[both.size() - 16], &value, 10);
   return both + both;
 }
 
@@ -76,14 +70,14 @@ void expectAllAsRead(const std::vector<Call>& calls) {
       make(call, true, _qrtuNumval16, _qrtuNumvalC16);
     }
   });
-  size_t from = 0;
+  std::string_view rest = ended.err;
   for (const Call& call : calls) {
     const std::string expected = expectedOf(call);
-    ASSERT_EQ(ended.err.substr(from, expected.size()), expected)
-        << "'" << call.argument << "' currency '" << call.currency << "'";
-    from += expected.size();
+    ASSERT_EQ(rest.substr(0, expected.size()), expected)
+        << "'" << call.argument << "' '" << call.currency << "'";
+    rest.remove_prefix(expected.size());
   }
-  ASSERT_EQ(ended.err.size(), from);
+  ASSERT_EQ(rest, "");
 }
 
 TEST(Numval, KnownTexts) {
@@ -101,10 +95,7 @@ TEST(Numval, KnownTexts) {
   std::vector<Call> calls;
   for (const std::string& row : split(rows, ";")) {
     auto column = split(row, "|");
-    const std::string& form = column[0];
-    const QrtNumvalControl control = {'$', static_cast<uint8_t>(form[1]),
-                                      static_cast<int16_t>(form[2] - '0')};
-    calls.push_back({form[0] == 'C', control, column[1], column[2]});
+    calls.push_back({row[0] == 'C', {'$', uint8_t(row[1]), int16_t(row[2] - '0')}, column[1], column[2]});
     const auto read = calls.back().read();
     std::string told;
     for (const auto& [number, byte, position] : read.reports)
@@ -158,24 +149,25 @@ TEST(Numval, TakesNoMemoryAndEndsTheRunOnAnInvalidText) {
 
 TEST(Letters, CaseAndReverse) {
   for (int32_t length = -1; length < 300; ++length) {
-    std::string text(std::max(length, 0), '\0');
-    for (size_t at = 0; at < text.size(); ++at) text[at] = static_cast<char>(at);
-    std::string lower = text, upper = text, units = text;
-    std::transform(text.begin(), text.end(), lower.begin(), [](uint8_t byte) { return tolower(byte); });
-    std::transform(text.begin(), text.end(), upper.begin(), [](uint8_t byte) { return toupper(byte); });
-    for (size_t at = 0, last = text.size() / 2 * 2; at < last; at += 2)  // half a unit stays as it was
+    std::string text, lower, upper;
+    for (int32_t at = 0; at < length; ++at) {
+      text += static_cast<char>(at);
+      lower += static_cast<char>(tolower(at % 256));
+      upper += static_cast<char>(toupper(at % 256));
+    }
+    std::string units(text.size(), '#');  // half a unit stays as it was
+    for (size_t at = 0, last = text.size() / 2 * 2; at < last; at += 2)
       units.replace(at, 2, text, last - at - 2, 2);
-
-    const auto expect = [&](auto entry, bool inPlace, const std::string& expected) {
-      std::string area = "#" + text + "#";
-      auto* to = reinterpret_cast<uint8_t*>(area.data() + 1);
-      entry(length, inPlace ? to : reinterpret_cast<const uint8_t*>(text.data()), to);
-      ASSERT_EQ(area, "#" + expected + "#");
+    const auto expect = [&](auto entry, const std::string& expected) {
+      ASSERT_EQ(itemAfter(text.size(), [&](uint8_t* item) { entry(length, bytes(text), item); }), expected);
     };
-    expect(_qrtToLower, false, lower);
-    expect(_qrtToUpper, true, upper);
-    expect(_qrtcReverse, false, std::string(text.rbegin(), text.rend()));
-    expect(_qrtcReverseUnicode, false, units);
+    expect(_qrtToLower, lower);
+    expect(_qrtToUpper, upper);
+    expect(_qrtcReverse, std::string(text.rbegin(), text.rend()));
+    expect(_qrtcReverseUnicode, units);
+    auto* const same = reinterpret_cast<uint8_t*>(text.data());
+    _qrtToUpper(length, same, same);
+    ASSERT_EQ(text, upper) << "in place";
   }
 }
 
