@@ -9,7 +9,7 @@
 #include <random>
 #include <vector>
 
-#include "frame/catalogue_writer.h"
+#include "support/catalogue_writer.h"
 #include "support/allocation.h"
 #include "support/process.h"
 #include "support/program.h"
