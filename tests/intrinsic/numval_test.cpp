@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <random>
 
-#include "support/catalogue_writer.h"
 #include "intrinsic/plain_numval.h"
 #include "statement/pictures.h"
 #include "support/allocation.h"
+#include "support/catalogue_writer.h"
 #include "support/process.h"
 
 using namespace qrt::test;
