@@ -5,6 +5,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <time.h>
 
 typedef struct Totals {
   long strikes, costly;
@@ -193,6 +194,32 @@ static void addToRegion(char* const* fields, _Decimal128 all) {
            fields[AIRCRAFT], fields[AIRPORT], fields[SPECIES]);
 }
 
+static struct {
+  long strikes;
+  _Decimal128 cost;
+} weekdays[7];
+
+static void addToWeekday(const char* date, _Decimal128 all) {
+  struct tm parts = {0};
+  if (strptime(date, "%Y-%m-%d", &parts) == NULL) return;
+  ++weekdays[parts.tm_wday].strikes;
+  weekdays[parts.tm_wday].cost += all;
+}
+
+static void putWeekdays(void) {
+  put("");
+  put("Day           Strikes       Total cost");
+  for (int day = 1; day <= 7; ++day) {
+    char line[512], name[32], strikes[16], cost[48];
+    const struct tm parts = {.tm_wday = day % 7};
+    strftime(name, sizeof name, "%A", &parts);
+    count(strikes, weekdays[day % 7].strikes);
+    money(cost, weekdays[day % 7].cost, 0);
+    snprintf(line, sizeof line, "%-11s%9s  %14s", name, strikes, cost);
+    put(line);
+  }
+}
+
 static void putRegions(void) {
   put("");
   put("Region        Strikes       Total cost  Costliest strike");
@@ -234,6 +261,7 @@ int main(void) {
     const _Decimal128 other = strtold(fields[COST_OTHER], NULL), repair = strtold(fields[COST_REPAIR], NULL),
                       all = strtold(fields[COST_ALL], NULL);
     addToRegion(fields, all);
+    addToWeekday(date, all);
     if (other + repair != all) ++unbalanced;
     ++ofYear.strikes;
     if (all != 0) {
@@ -249,6 +277,7 @@ int main(void) {
   }
   putTotals("All", &ofRun, NULL);
   putRegions();
+  putWeekdays();
   fclose(strikes);
   if (fclose(report) != 0) return 16;
   return unbalanced > 15 ? 15 : unbalanced;

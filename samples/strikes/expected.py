@@ -4,6 +4,7 @@
     expected.py STRIKES.csv > expected.txt
 """
 import csv
+import datetime
 import itertools
 import sys
 from decimal import ROUND_HALF_UP, Decimal
@@ -78,6 +79,11 @@ def main():
     print("\nRegion        Strikes       Total cost  Costliest strike")
     for name, states in REGIONS.items():
         print(region_line(name, [row for row in rows if row["Origin State"] in states.split(",")]))
+    print("\nDay           Strikes       Total cost")
+    for index, name in enumerate(("Monday", "Tuesday", "Wednesday", "Thursday", "Friday", "Saturday", "Sunday")):
+        costs = [int(row["Cost Total $"]) for row in rows
+                 if datetime.date.fromisoformat(row["Flight Date"]).weekday() == index]
+        print(f"{name:<11}{len(costs):>9,}  {money(sum(costs), 14, 0)}")
 
 
 main()

@@ -170,7 +170,7 @@ typedef struct Region {
 } Region;
 static Region regions[REGIONS] = {
     {.name = "Northeast"}, {.name = "Midwest"}, {.name = "South"}, {.name = "West"}, {.name = "Elsewhere"}};
-enum { AT_REGION_STRIKES = 11, AT_REGION_COST = 22, AT_COSTLIEST = 40 };
+enum { AT_REGION_STRIKES = 11, AT_REGION_COST = 22, AT_COSTLIEST = 40, FIRST_MONDAY = 4 };
 
 /* INSPECT AIRLINE REPLACING ALL "*" BY " "; INSPECT AIRPORT REPLACING ALL " ARPT" BY SPACES. */
 #define REPLACING_ALL(data, old, new)                                                                   \
@@ -217,6 +217,21 @@ static struct {
                            BY_SPACES(airport),
                            BY_SIZE(": "),
                            BY_SPACES(species)}};
+
+/* Days of the week, 1 for Sunday, and pictures of dates. */
+static struct { uint8_t strikes[COUNT_BYTES], cost[AMOUNT_BYTES]; } weekdays[8];
+#define VARYING(name, value) \
+  static const struct {      \
+    int16_t length;          \
+    char text[sizeof value]; \
+  } name = {sizeof value - 1, value}
+VARYING(datePicture, "YYYY-MM-DD");
+VARYING(weekdayPicture, "Wwwwwwwwwz");
+VARYING(runPicture, "Wwwwwwwwwz, ZD Mmmmmmmmmz YYYY, HH:MI");
+static struct {
+  int16_t length;
+  char text[sizeof date];
+} flightDate = {sizeof date, ""};
 
 /* A national literal. */
 #define REGION_HEADING u"Region        Strikes       Total cost  Costliest strike"
@@ -386,6 +401,49 @@ static void moveAmount(int cost, uint8_t* amount) {
   _qrtcBCD_CONV_LFlt_To_Pckd(value, amount, AMOUNT, 0);
 }
 
+static void addToWeekday(const uint8_t* all) {
+  int32_t day, weekday = 0;
+  QrtFeedback feedback;
+  memcpy(flightDate.text, date, sizeof date);
+  DTSDAYS((const QrtVaryingString*)&flightDate, (const QrtVaryingString*)&datePicture, &day, &feedback);
+  if (feedback.severity == 0) DTSDYWK(&day, &weekday, &feedback);
+  _qrtcBCD_ADD_Pckd(weekdays[weekday].strikes, one, weekdays[weekday].strikes, COUNT, 1, COUNT);
+  addAmount(weekdays[weekday].cost, all);
+}
+
+/* Monday first; what bad dates came to isn't told. */
+static void putWeekdays(void) {
+  static const char heading[] = "Day           Strikes       Total cost";
+  putLine();
+  putText(AT_LABEL, heading);
+  putLine();
+  for (int32_t lilianDay = FIRST_MONDAY; lilianDay < FIRST_MONDAY + 7; ++lilianDay) {
+    int32_t weekday;
+    char name[QRT_DATE_FIELD];
+    QrtFeedback feedback;
+    DTSDYWK(&lilianDay, &weekday, &feedback);
+    DTSDATE(&lilianDay, (const QrtVaryingString*)&weekdayPicture, name, &feedback);
+    memcpy(report.record + AT_LABEL, name, AT_REGION_STRIKES - 1);
+    edit(AT_REGION_STRIKES, &countPicture, weekdays[weekday].strikes, COUNT, COUNT);
+    edit(AT_REGION_COST, &amountPicture, weekdays[weekday].cost, AMOUNT, 10);
+    putLine();
+  }
+}
+
+/* DISPLAY "Run of ": the report itself is the same whenever it is made. */
+static void showRunTime(void) {
+  int32_t day;
+  double seconds;
+  char text[7 + QRT_DATE_FIELD] = "Run of ", now[QRT_LOCAL_TIME_FIELD];
+  QrtFeedback feedback;
+  DTSLOCT(&day, &seconds, now, &feedback);
+  DTSDATM(&seconds, (const QrtVaryingString*)&runPicture, text + 7, &feedback);
+  uint32_t length = sizeof text;
+  while (text[length - 1] == ' ') --length;
+  QrtDisplayItem item = {.data = (uint8_t*)text, .size = length, .type = 2};
+  _qrtcDisplay(&displayLine, &item);
+}
+
 /* SEARCH ALL STATES: the region of the state in the record. */
 static Region* regionOf(void) {
   const int32_t found =
@@ -437,6 +495,10 @@ static void procedure(void) {
     clear(region->highest, AMOUNT_BYTES);
     memset(region->costliest, ' ', sizeof region->costliest);
   }
+  for (int day = 0; day < 8; ++day) {
+    clear(weekdays[day].strikes, COUNT_BYTES);
+    clear(weekdays[day].cost, AMOUNT_BYTES);
+  }
   memset(report.record, ' ', LINE_LENGTH);
   putText(AT_LABEL, HEADING);
   putLine();
@@ -462,6 +524,7 @@ static void procedure(void) {
     moveAmount(1, repair);
     moveAmount(2, all);
     addToRegion(all);
+    addToWeekday(all);
     _qrtcBCD_ADD_Pckd(other, repair, sum, AMOUNT, AMOUNT, AMOUNT);
     if (_qrtcBCD_NEQ_Pckd(sum, all, AMOUNT, AMOUNT)) ++unbalanced;
     _qrtcBCD_ADD_Pckd(ofYear.strikes, one, ofYear.strikes, COUNT, 1, COUNT);
@@ -480,6 +543,8 @@ static void procedure(void) {
   putTotals("All", &ofRun);
   putLine();
   putRegions();
+  putWeekdays();
+  showRunTime();
   strikes.closeRoutine(&strikes, entries);
   report.closeRoutine(&report, entries);
   if (report.status >= 30) _qrtRunUnitTerm(16);
