@@ -9,8 +9,8 @@
 #include <random>
 #include <vector>
 
-#include "frame/catalogue_writer.h"
 #include "support/allocation.h"
+#include "support/catalogue_writer.h"
 #include "support/process.h"
 #include "support/program.h"
 
