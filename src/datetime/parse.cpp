@@ -40,22 +40,29 @@ struct Digits {
   size_t count;
 };
 
-// Up to `most` digits of the input.
-Digits takeDigits(Parsing& from, size_t most) {
-  const char* const start = from.input;
-  if (most == 2 && from.rest().size() >= 2 && isDigit(start[0]) && isDigit(start[1])) {
-    from.input += 2;
-    return {(start[0] - '0') * 10 + (start[1] - '0'), 2};
-  }
-  const char* const end = start + std::min(most, from.rest().size());
+// The digits at the start, `most` at most.
+[[gnu::noinline]] Digits digitsAt(const char* start, const char* end, size_t most) {
+  if (most < static_cast<size_t>(end - start)) end = start + most;
   const char* at = start;
   int32_t value = 0;
   for (; at != end && isDigit(*at); ++at) value = value * 10 + (*at - '0');
-  from.input = at;
   return {value, static_cast<size_t>(at - start)};
 }
 
-int32_t takeNumber(Parsing& from, const NumberToken& token) {
+// Up to `most` digits of the input; a pair of them, the usual case, without a loop.
+inline Digits takeDigits(Parsing& from, size_t most) {
+  const char* const start = from.input;
+  if (most == 2 && from.inputEnd - start >= 2 && isDigit(start[0]) && isDigit(start[1])) {
+    from.input = start + 2;
+    return {(start[0] - '0') * 10 + (start[1] - '0'), 2};
+  }
+  const Digits digits = digitsAt(start, from.inputEnd, most);
+  from.input = start + digits.count;
+  return digits;
+}
+
+// Inlined for each token, whose rules then are constants.
+[[gnu::always_inline]] inline int32_t takeNumber(Parsing& from, const NumberToken& token) {
   const auto [value, count] = takeDigits(from, token.width);
   if (token.needsEveryDigit && count < token.width) return QRT_PICTURE_SHORT_INPUT;
   const bool isChecked = !token.anyWithinEra || from.parts.era_type == QRT_ERA_GREGORIAN;
@@ -232,11 +239,15 @@ int32_t parseWeekday(Parsing& from) {
 int32_t parseNumber(Parsing& from) {
   const char letter = *from.picture.at;
   const size_t letters = from.picture.run(letter);
-  const bool suppresses = letter != 'S' && from.picture.takeSuppression();
+  const bool isPair = (letter != 'S' && from.picture.takeSuppression()) || letters == 2;
   from.picture.at += letters;
-  const NumberToken* const token = numberToken(letter, suppresses ? 2 : letters);
-  const bool isSet = letter == 'D' && (from.parts.day != 0 || from.parts.day_of_year != 0);
-  return token == nullptr || isSet ? QRT_PICTURE_INVALID : takeNumber(from, *token);
+  if (letter == 'D') {
+    if (from.parts.day != 0 || from.parts.day_of_year != 0) return QRT_PICTURE_INVALID;
+    if (isPair) return takeNumber(from, dayToken);
+    return letters == 3 ? takeNumber(from, dayOfYearToken) : QRT_PICTURE_INVALID;
+  }
+  if (!isPair) return QRT_PICTURE_INVALID;
+  return letter == 'H' ? takeNumber(from, hourToken) : takeNumber(from, secondToken);
 }
 
 int32_t parseFraction(Parsing& from) {

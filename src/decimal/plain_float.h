@@ -144,4 +144,18 @@ inline PlainFloat plainExternalValue(const QrtExternalFloatSource& control, std:
   return {single ? static_cast<float>(value) : isDouble ? static_cast<double>(value) : value, 0};
 }
 
+// The value as it is stored, in an area of 16 bytes that starts as 0xEE.
+inline std::string plainStored(const PlainFloat& read, int32_t targetSize) {
+  const auto single = static_cast<float>(read.value);
+  const auto wide = static_cast<double>(read.value);
+  std::string area(16, targetSize == 4 || targetSize == 8 ? '\xEE' : '\0');
+  if (targetSize == 4)
+    memcpy(area.data(), &single, 4);
+  else if (targetSize == 8)
+    memcpy(area.data(), &wide, 8);
+  else
+    memcpy(area.data(), &read.value, 10);
+  return area;
+}
+
 }  // namespace qrt::decimal

@@ -54,38 +54,32 @@ float cutToSingle(long double value) {
 TEST(HexFloat, FourBytesByTheirValue) {
   for (int round = 0; round < 300000; ++round) {
     const auto bits = static_cast<uint32_t>(anyBits());
-    const long double value = plainHexValue(bits, 6);
+    const long double value = plainHexValue(bits, 6), magnitude = std::fabs(value);
+    // Too small are all values but those whose exponent field comes to 0: they keep the bits behind the
+    // first.
+    const long double kept = magnitude >= FLT_MIN         ? magnitude
+                             : magnitude < FLT_MIN / 2.0L ? 0
+                                                          : magnitude * 2 - FLT_MIN;
     float result = 7;
-    const int32_t status = _qrtdConvHex4toIEEE(bits, &result);
-    const bool overflow = std::fabs(value) > FLT_MAX;
-    ASSERT_EQ(status, overflow ? 53 : 0) << std::hex << bits;
-    if (overflow) {
-      ASSERT_EQ(result, 7);
-    } else if (std::fabs(value) >= FLT_MIN || value == 0) {
-      ASSERT_EQ(result, cutToSingle(value)) << std::hex << bits;
-      ASSERT_EQ(std::signbit(result), value < 0);
-      ASSERT_EQ(_qrtcConvHex4toIEEE(bits), result);
-    } else {
-      // Too small, but for the values whose exponent field comes to 0 and that keep their bits.
-      const float half = std::fabs(value) >= FLT_MIN / 2.0L ? cutToSingle(std::fabs(value) * 2) - FLT_MIN : 0;
-      ASSERT_EQ(result, value < 0 ? -half : half) << std::hex << bits;
+    ASSERT_EQ(_qrtdConvHex4toIEEE(bits, &result), magnitude > FLT_MAX ? 53 : 0) << std::hex << bits;
+    ASSERT_EQ(result, magnitude > FLT_MAX ? 7 : std::copysign(cutToSingle(kept), value)) << std::hex << bits;
+    if (magnitude <= FLT_MAX) {
       ASSERT_EQ(std::signbit(result), value < 0);
     }
 
     const auto single = std::bit_cast<float>(bits);
     uint32_t item = 7;
-    const int32_t back = _qrtdConvIEEE4toHex(single, &item);
-    ASSERT_EQ(back, std::isinf(single) ? 53 : std::isnan(single) ? 54 : 0);
-    if (back != 0 || single == 0) {
-      ASSERT_EQ(item, back != 0 ? 7u : 0u);
+    const int32_t fault = std::isinf(single) ? 53 : std::isnan(single) ? 54 : 0;
+    ASSERT_EQ(_qrtdConvIEEE4toHex(single, &item), fault);
+    if (fault != 0 || single == 0) {
+      ASSERT_EQ(item, fault != 0 ? 7u : 0u);
       continue;
     }
     ASSERT_NE(item & 0x00F00000, 0u);  // normalized
-    ASSERT_EQ(_qrtcConvIEEE4toHex(single), item);
+    ASSERT_EQ(item >> 31, std::signbit(single));
     // What is cut is less than one in the last digit.
     const long double lost = std::fabs(single) - std::fabs(plainHexValue(item, 6));
     ASSERT_TRUE(lost >= 0 && lost < plainHexValue((item & 0x7F000000u) | 1, 6)) << single;
-    ASSERT_EQ(item >> 31, std::signbit(single));
   }
 }
 
