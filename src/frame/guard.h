@@ -35,6 +35,16 @@ void caughtByGuard(const Guard& guard);
 // The jump path of a nested guard: disarms it and jumps to the next one, or ends the run when there is none.
 [[noreturn]] void relayJump(const Guard& guard);
 
+// The plain guard, for an entry that does without one in its frequent cases, which can't report. A jump to it
+// comes back here as it does to a generated entry.
+template <typename Work>
+[[gnu::noinline]] void underPlainGuard(Work work) {
+  Guard guard;
+  if (qrtArmGuard(&guard) != 0) return caughtByGuard(guard);
+  work();
+  disarm(guard);
+}
+
 // Runs `work` under a guard of its own. `undo` runs on the jump path only, ahead of the relay. Neither may
 // own resources by destructors: a jump doesn't run them.
 template <typename Work, typename Undo>

@@ -344,7 +344,7 @@ void run(const QrtInspectBlock& block, Phrase* phrases) {
 }  // namespace
 
 [[gnu::always_inline]] inline void inspect(const QrtInspectBlock* block) {
-  if (!inspectShortItem(*block)) inspectByPhrases(block);
+  if (!inspectShortItem(*block)) frame::underPlainGuard([block] { inspectByPhrases(block); });
 }
 
 }  // namespace qrt::statement
