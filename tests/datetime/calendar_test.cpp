@@ -32,7 +32,7 @@ struct NaiveDay {
 
 TEST(Calendar, EveryDayFromTheFirstToTheLast) {
   NaiveDay naive;
-  int32_t integerDate = 0;
+  int32_t integerDate = -6653;  // the day before 15 October 1582
   for (int32_t lilian = 1; lilian <= QRT_LAST_LILIAN_DAY; ++lilian, naive.next()) {
     DTSZdate_parts parts;
     memset(&parts, 0xEE, sizeof parts);
@@ -44,20 +44,17 @@ TEST(Calendar, EveryDayFromTheFirstToTheLast) {
     DTSZDATE_alg(lilian, &parts);
     ASSERT_EQ(memcmp(&parts, &expected, sizeof parts), 0) << lilian;
 
-    int32_t byDayOfYear = 0, byMonth = 0, status = -1, weekday = 0, dayOfYear = 0, leap = -1;
+    int32_t byDayOfYear = 0, byMonth = 0, status = -1, weekday = 0, dayOfYear = 0, leap = -1, counted = 0;
     DTSZDAYS_alg(&parts, &byDayOfYear);
     parts.day_of_year = 0;
     DTSZDAYS_alg(&parts, &byMonth);
     _qrtTKM_DTSDYWK(lilian, &status, &weekday);
     _qrtGregorian_to_Julian(naive.year, naive.month, naive.day, &dayOfYear);
     DTSZLEAP_year(&leap, &parts);
-    ASSERT_TRUE(byDayOfYear == lilian && byMonth == lilian && status == 0 && weekday == naive.weekday &&
-                dayOfYear == naive.dayOfYear && leap == naive.leap())
-        << lilian;
-    if (naive.year < 1601) continue;
-    int32_t counted = 0;
     _qrtJulian_to_Lilian(naive.year, naive.dayOfYear, &counted);
-    ASSERT_EQ(counted, ++integerDate);
+    ASSERT_TRUE(byDayOfYear == lilian && byMonth == lilian && status == 0 && weekday == naive.weekday &&
+                dayOfYear == naive.dayOfYear && leap == naive.leap() && counted == ++integerDate)
+        << lilian;
   }
   EXPECT_EQ(naive.year * 10000 + naive.month * 100 + naive.day, 100000101);
 }
