@@ -34,8 +34,8 @@ TEST(IntrinsicDates, ReportWhatIsNoDate) {
   };
   for (const auto& row : rows) {
     const Ended ended = inChild([&] { row.function(row.argument); });
-    const char* const message = row.function == _qrtIntegerOfDay ? "QRT161S FUNCTION INTEGER-OF-DAY:"
-                                                                 : "QRT160S FUNCTION INTEGER-OF-DATE:";
+    const char* const message = row.function == _qrtIntegerOfDay ? "QRT161S  FUNCTION INTEGER-OF-DAY:"
+                                                                 : "QRT160S  FUNCTION INTEGER-OF-DATE:";
     EXPECT_TRUE(ended.err.starts_with(message)) << row.argument << ended.err;
   }
 }
@@ -56,7 +56,7 @@ TEST(IntrinsicDates, CenturyWindowEndsOffsetYearsFromNow) {
   uint8_t result[8];
   for (const int32_t offset : {1698 - thisYear, 10001 - thisYear, INT32_MAX}) {
     const Ended ended = inChild([&] { _qrtDateToYYYYMMDD(991231, offset, result); });
-    EXPECT_TRUE(ended.err.starts_with("QRT160S FUNCTION DATE-TO-YYYYMMDD:")) << offset << ended.err;
+    EXPECT_TRUE(ended.err.starts_with("QRT160S  FUNCTION DATE-TO-YYYYMMDD:")) << offset << ended.err;
   }
 }
 
