@@ -53,7 +53,7 @@ constexpr int32_t dayOfYearOf(int32_t year, int32_t month, int32_t day) {
   return monthsOf(year).before(month) + day;
 }
 
-// The integer date of a day of a year: 0 and below before 1601.
+// The integer date of a day of a year, below 1 before 1601.
 constexpr int32_t integerDateOf(int32_t year, int32_t dayOfYear) {
   const int32_t years = year - firstIntegerYear;
   const int32_t centuries = years / 100 - (years % 100 < 0);
