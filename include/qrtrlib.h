@@ -1357,7 +1357,7 @@ QRT_API void _qrtTKM_DTSDYWK(int32_t lilianDay, int32_t* status, int32_t* weekda
 /* The day of the year, 1 to 366, of a month and day that are taken to be valid. */
 QRT_API void _qrtGregorian_to_Julian(int32_t year, int32_t month, int32_t day, int32_t* dayOfYear);
 
-/* The integer date of a day of a year. */
+/* The integer date of a day of a year, below 1 before 1601. */
 QRT_API void _qrtJulian_to_Lilian(int32_t year, int32_t dayOfYear, int32_t* integerDate);
 
 /* ======================================================================================================

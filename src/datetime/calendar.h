@@ -53,10 +53,12 @@ constexpr int32_t dayOfYearOf(int32_t year, int32_t month, int32_t day) {
   return monthsOf(year).before(month) + day;
 }
 
-// The integer date of a day of a year.
+// The integer date of a day of a year, below 1 before 1601.
 constexpr int32_t integerDateOf(int32_t year, int32_t dayOfYear) {
-  const int32_t centuries = (year - firstIntegerYear) / 100;
-  return (year - firstIntegerYear) * daysOfFourYears / 4 + dayOfYear - (centuries - centuries / 4);
+  const int32_t years = year - firstIntegerYear;
+  const int32_t centuries = years / 100 - (years % 100 < 0);
+  // Shifts round down where a division would round years before 1601 up.
+  return (years * daysOfFourYears >> 2) + dayOfYear - (centuries - (centuries >> 2));
 }
 
 }  // namespace qrt::datetime

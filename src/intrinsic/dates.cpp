@@ -40,7 +40,8 @@ bool isIntegerYear(int32_t year) {
 // The year of the hundred that end `offset` years from now.
 int32_t yearInWindow(int32_t year, int32_t offset, const char* function) {
   constexpr int32_t lowestEnd = 1699, highestEnd = 10000;
-  const int32_t end = platform::localTime().year + offset;
+  int32_t end;
+  __builtin_add_overflow(platform::localTime().year, offset, &end);  // wraps to far below the lowest
   if (end > highestEnd || end < lowestEnd) qrtWriteERRmsg(badDate, 0, function, offset, year);
   const int32_t century = end / 100 * 100;
   return end % 100 < year ? century - 100 + year : century + year;

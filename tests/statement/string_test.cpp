@@ -97,7 +97,6 @@ TEST(Unstring, KnownStatements) {
   EXPECT_EQ(unstrung("A<>B<C", "<|<>|<<>", 2, 0), "A    [< ]1 >B   [< ]2 6 12 over");
   EXPECT_EQ(unstrung("AxyzB", "|xyz", 1, 0), "A    [xy]1 5 11 over");
   EXPECT_EQ(unstrung("", ",", 1, 0), "#####[##]77 1 10");
-  EXPECT_EQ(unstrung("123", ",", 1, 0x80, 5), "00123[  ]3 4 11");
   EXPECT_EQ(unstrung("ABC", ",", 1, 0x80, 5), "00ABC[  ]3 4 11");
   EXPECT_EQ(unstrung("12345", ",", 1, 0x80, 3, 3), "345[  ]5 6 11");
   EXPECT_EQ(unstrung("12345", ",", 1, 0xC0, 3), "3450+[  ]5 6 11");
