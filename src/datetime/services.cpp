@@ -213,7 +213,8 @@ double secondsSum(int32_t lilianDay, const DTSZdate_parts& parts) {
 int32_t splitSeconds(double lilianSeconds, DTSZdate_parts& parts) {
   if (!(lilianSeconds >= firstSecond && lilianSeconds <= lastSecond)) return 0;
   auto day = static_cast<int32_t>(lilianSeconds / secondsOfDay);
-  auto rest = static_cast<int32_t>((lilianSeconds - day * secondsOfDay) * 1000.0 + 0.5);
+  constexpr double half = 0.5;
+  auto rest = static_cast<int32_t>((lilianSeconds - day * secondsOfDay) * 1000.0 + half);
   if (rest == millisecondsOfDay) {
     rest = 0;
     ++day;
