@@ -79,13 +79,11 @@ bool startsWithName(std::string_view input, std::string_view name) {
                     [](char letter, char byte) { return upperLetter(letter) == byte; });
 }
 
-// A name that its first three letters tell; all of it stands in the input where the picture spells it out.
+// A name, or its abbreviation.
 int32_t takeName(Parsing& from, const NameToken& token, bool isFull) {
   for (int32_t index = 0; index < token.count; ++index) {
-    std::string_view name = platform::calendarName(token.abbreviation, index);
-    if (!startsWithName(from.rest(), name.substr(0, abbreviationWidth))) continue;
-    if (isFull) name = platform::calendarName(token.fullName, index);
-    if (!startsWithName(from.rest(), name)) return token.fault;
+    const std::string_view name = platform::calendarName(isFull ? token.fullName : token.abbreviation, index);
+    if (!startsWithName(from.rest(), name)) continue;
     from.input += name.size();
     int32_t& field = from.parts.*token.field;
     if (token.field != &DTSZdate_parts::month || field == 0) field = index + 1;
@@ -346,8 +344,7 @@ bool isTwelveHour(std::string_view picture) {
 void readByPicture(std::string_view picture, std::string_view input, bool isTime,
                    const DTSZera_table* japanese, const DTSZera_table* chinese, PictureReading& reading) {
   reading.parts = {};
-  if (picture.find_first_not_of(' ') == std::string_view::npos)
-    picture = isTime ? defaultTimePicture : defaultDatePicture;
+  if (isBlank(picture)) picture = isTime ? defaultTimePicture : defaultDatePicture;
   NormalisedTexts texts(picture.size() + input.size() + normaliseSlack);
   char* const pictureStart = texts.data();
   if (pictureStart == nullptr) {

@@ -18,6 +18,11 @@ namespace qrt::datetime {
 inline constexpr std::string_view defaultDatePicture = "MM/DD/YY";
 inline constexpr std::string_view defaultTimePicture = "MM/DD/YY HH:MI:SS AP";
 
+// Whether a picture stands for the default one.
+constexpr bool isBlank(std::string_view picture) {
+  return picture.find_first_not_of(' ') == std::string_view::npos;
+}
+
 inline constexpr char caseBit = 0x20;
 
 // A letter with the case bit of another; other characters as they are.

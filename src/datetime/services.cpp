@@ -111,10 +111,6 @@ struct Picture {
   bool isPlain;  // holds no era, and no zero byte
 };
 
-bool isBlank(std::string_view text) {
-  return text.find_first_not_of(' ') == std::string_view::npos;
-}
-
 // The default stands for a picture that is blank or begins with a zero byte.
 Picture pictureOf(const QrtVaryingString* string, std::string_view defaultPicture) {
   const std::string_view text = textOf(string);
@@ -274,11 +270,6 @@ DTSZdate_parts partsOf(const platform::LocalTime& time) {
   return parts;
 }
 
-void writeDigits(char*& to, int32_t value, int32_t width) {
-  for (int32_t at = width; at > 0; value /= 10) to[--at] = static_cast<char>('0' + value % 10);
-  to += width;
-}
-
 }  // namespace
 
 double DTS_fmod(double value, double divisor) {
@@ -426,10 +417,7 @@ int16_t qrtdtsloct(int32_t* lilianDay, double* lilianSeconds, char* text, QrtFee
   const DTSZdate_parts parts = partsOf(platform::localTime());
   DTSZDAYS_alg(&parts, lilianDay);
   *lilianSeconds = secondsSum(*lilianDay, parts);
-  writeDigits(text, parts.year, 4);
-  for (const int32_t value : {parts.month, parts.day, parts.hour, parts.minute, parts.second})
-    writeDigits(text, value, 2);
-  writeDigits(text, parts.millisecond, 3);
+  render(parts, "YYYYMMDDHHMISS999", text, text + QRT_LOCAL_TIME_FIELD, nullptr, nullptr, true);
   return report(feedback, told(success));
 }
 

@@ -93,31 +93,28 @@ TEST(Rendering, KnownTexts) {
 }
 
 TEST(Parsing, KnownTexts) {
-  struct Row {
-    const char *picture, *input;
-    int32_t code, year, month, day;
-  };
-  constexpr Row rows[] = {{"YYYY/MM/DD", "2024/3/5", 0, 2024, 3, 5},
-                          {"MMMMMMMMMZ DD YYYY", "January 5   2024 and more", 0, 2024, 1, 5},
-                          {"Mmmmmmmmmz DD YYYY", "Januar 5 2024", 8, 0, 0, 0},
-                          {"RRRR-DD-YYYY", "viii-05-2024", 0, 2024, 8, 5},
-                          {"RRRR-DD-YYYY", "IIX-05-2024", 8, 0, 0, 0},
-                          {"ZM/ZD/YYYY", "12/5/2024", 0, 2024, 12, 5},
-                          {"-YYYY", "-2024", 24, 0, 0, 0},
-                          {"MM/DD", "12/05", 32, 0, 0, 0},
-                          {"YYYY-MM-DD", "2024-03", 16, 0, 0, 0},
-                          {"YYYYDDD YYYY", "2024065 2024", 24, 0, 0, 0},
-                          {"<JJJJ> YY.MM.DD", "meij 5.99.99", 0, 5, 99, 99},
-                          {"YY <JJJJ>", "24 MEIJ", 2, 0, 0, 0},
-                          {"YY <JJJJ>", "24 MEJI", 3, 0, 0, 0},
-                          {"<CCCCCCCC> YY/MM/DD", "REPUBLIC 5/6/7", 0, 5, 6, 7}};
-  for (const Row& row : rows) {
+  constexpr const char* rows[][3] = {{"YYYY/MM/DD", "2024/3/5", "0 2024 3 5"},
+                                     {"MMMMMMMMMZ DD YYYY", "January 5   2024 and more", "0 2024 1 5"},
+                                     {"Mmmmmmmmmz DD YYYY", "Januar 5 2024", "8"},
+                                     {"RRRR-DD-YYYY", "viii-05-2024", "0 2024 8 5"},
+                                     {"RRRR-DD-YYYY", "IIX-05-2024", "8"},
+                                     {"ZM/ZD/YYYY", "12/5/2024", "0 2024 12 5"},
+                                     {"-YYYY", "-2024", "24"},
+                                     {"MM/DD", "12/05", "32"},
+                                     {"YYYY-MM-DD", "2024-03", "16"},
+                                     {"YYYYDDD YYYY", "2024065 2024", "24"},
+                                     {"<JJJJ> YY.MM.DD", "meij 5.99.99", "0 5 99 99"},
+                                     {"YY <JJJJ>", "24 MEIJ", "2"},
+                                     {"YY <JJJJ>", "24 MEJI", "3"},
+                                     {"<CCCCCCCC> YY/MM/DD", "REPUBLIC 5/6/7", "0 5 6 7"}};
+  for (const auto& [picture, input, expected] : rows) {
     DTSZdate_parts parts;
-    EXPECT_EQ(atoi(parsed(row.picture, row.input, &parts).c_str()), row.code) << row.picture << row.input;
-    if (row.code != 0) continue;
-    EXPECT_EQ(parts.year, row.year) << row.picture;
-    EXPECT_EQ(parts.month, row.month) << row.picture;
-    EXPECT_EQ(parts.day, row.day) << row.picture;
+    std::string found = parsed(picture, input, &parts);
+    if (found[0] == '0') {
+      found = "0";
+      for (const int32_t value : {parts.year, parts.month, parts.day}) found += " " + std::to_string(value);
+    }
+    EXPECT_EQ(found, expected) << picture << input;
   }
 }
 
@@ -212,59 +209,49 @@ TEST(Parsing, EveryPictureAsItReads) {
 TEST(Tokens, MoveTheirCursorsAndTheFlag) {
   const DTSZdate_parts shown = tuesday();
   char output[8] = {};
-  std::string picture = "D-";
+  const char *const picture = "D-", *at = picture;
   char* out = output;
-  const char* at = picture.data();
   int32_t flag = 1;
-  EXPECT_EQ(DTSZOUTPUT_day(&shown, &out, &at, &flag, at + 2, output + 8), QRT_PICTURE_DONE);
-  EXPECT_EQ(std::string(output) + std::to_string(out - output), "51");
-  EXPECT_EQ(at - picture.data(), 1);
-  EXPECT_EQ(flag, 0);
-  at = "MMM";
-  EXPECT_EQ(DTSZOUTPUT_month(&shown, &out, &at, &flag, at + 3, output + 3, nullptr), 4);
+  EXPECT_EQ(DTSZOUTPUT_day(&shown, &out, &at, &flag, at + 2, output + 8), 0);
+  EXPECT_STREQ(output, "5");
+  EXPECT_TRUE(out == output + 1 && at == picture + 1 && flag == 0);
 
   const Tables tables;
   DTSZdate_parts read = {};
-  const std::string input = "SHOW5";
-  const char* in = input.data();
+  const char *const input = "SHOW5", *in = input;
   at = "<JJJJ>";
-  EXPECT_EQ(DTSZCONVERT_jp_era(&read, &in, &at, &flag, at + 6, in + 5, tables.ofJapan()), 0);
-  EXPECT_EQ(read.jp_era, 4);
-  EXPECT_EQ(read.era_type, QRT_ERA_JAPANESE);
-  flag = 1;
+  EXPECT_EQ(DTSZCONVERT_jp_era(&read, &in, &at, &flag, at + 6, input + 5, tables.ofJapan()), 0);
   at = "YY";
-  EXPECT_EQ(DTSZCONVERT_year(&read, &in, &at, &flag, at + 2, input.data() + 5), 0);
-  EXPECT_EQ(read.year, 5);
-  EXPECT_EQ(in, input.data() + 5);
-  EXPECT_EQ(flag, 0);
+  flag = 1;
+  EXPECT_EQ(DTSZCONVERT_year(&read, &in, &at, &flag, at + 2, input + 5), 0);
+  EXPECT_TRUE(read.era_type == QRT_ERA_JAPANESE && read.jp_era == 4 && read.year == 5);
+  EXPECT_TRUE(in == input + 5 && flag == 0);
 }
 
 TEST(Helpers, NumbersAndStrings) {
-  char to[16] = "............";
-  EXPECT_EQ(DTS_sprintf(to, "%03d", 12345), 3);
-  EXPECT_STREQ(to, "345");
-  EXPECT_EQ(DTS_sprintf(to, "%-4d", 70), 2);
-  EXPECT_STREQ(to, "70");
-  EXPECT_EQ(DTS_sprintf(to, "%-4d", 0), 1);
-  for (const char* format : {"%d", "%0d", "%04x", "%04d ", "%+4d"}) EXPECT_EQ(DTS_sprintf(to, format, 1), -1);
-  EXPECT_EQ(DTS_sprintf(to, "%02d", -1), -1);
-  memset(to, '.', sizeof to);
-  char* at = to;
+  constexpr std::tuple<const char*, int32_t, int32_t, const char*> formats[] = {
+      {"%03d", 12345, 3, "345"}, {"%-4d", 70, 2, "70"}, {"%-4d", 0, 1, "0"},  {"%d", 1, -1, ""},
+      {"%0d", 1, -1, ""},        {"%04x", 1, -1, ""},   {"%04d ", 1, -1, ""}, {"%02d", -1, -1, ""}};
+  for (const auto& [format, value, length, expected] : formats) {
+    char to[8] = {};
+    EXPECT_EQ(DTS_sprintf(to, format, value), length) << format;
+    EXPECT_STREQ(to, expected);
+  }
+  char to[] = "....", *at = to;
   EXPECT_EQ(DTSZprint_number(12345, "%05d", 3, &at, to + 2), 4);
-  EXPECT_EQ(std::string(to, 4), "34..");
+  EXPECT_STREQ(to, "34..");
   EXPECT_EQ(DTSZcheck_length(to, to + 3, 3), 0);
   EXPECT_EQ(DTSZcheck_length(to, to + 3, 4), 4);
   EXPECT_EQ(DTS_strncmp("a\xFF", "ab", 2), 1);
-  EXPECT_EQ(DTS_strncmp("abc", "abd", 2), 0);
   const char* const text = "x<JJJJ";
   EXPECT_EQ(DTS_strstrend(text, text + 6, "<JJ"), text + 1);
   EXPECT_EQ(DTS_strstrend(text, text + 3, "<JJ"), nullptr);
   EXPECT_EQ(DTS_fmod(7.5, 2), 1.5);
   EXPECT_EQ(DTS_fmod(-1, 2), -1.0);
   EXPECT_EQ(DTS_fmod(1, 0), -1.0);
-  for (const auto& [picture, isTwelve] : std::vector<std::pair<std::string, int>>{
-           {"HH AP", 1}, {"A.P", 1}, {"ap", 0}, {"Aug AP", 0}, {"A..P", 0}, {"", 0}})
-    EXPECT_EQ(DTSZpm_format(picture.data(), picture.data() + picture.size()), isTwelve) << picture;
+  for (const auto& [picture, isTwelve] :
+       {std::pair{"HH AP", 1}, {"A.P", 1}, {"ap", 0}, {"Aug AP", 0}, {"A..P", 0}, {"", 0}})
+    EXPECT_EQ(DTSZpm_format(picture, picture + strlen(picture)), isTwelve) << picture;
   const char *first = "abcd", *second = "abxd";
   EXPECT_EQ(DTSZDELIMITERS(&first, &second, first + 4, second + 4), 0);
   EXPECT_EQ(*first, 'c');

@@ -20,21 +20,16 @@ namespace {
 struct Varying {
   std::string bytes;
 
-  Varying(std::string_view text) : bytes(2, '\0') {
-    const auto length = static_cast<int16_t>(text.size());
-    memcpy(bytes.data(), &length, sizeof length);
+  template <typename Text>
+  Varying(const Text& text) : bytes(2, '\0') {
     bytes += text;
+    const auto length = static_cast<int16_t>(bytes.size() - 2);
+    memcpy(bytes.data(), &length, sizeof length);
   }
-  Varying(const std::string& text) : Varying(std::string_view(text)) {}
-  Varying(const char* text) : Varying(std::string_view(text)) {}
   const QrtVaryingString* operator*() const {
     return reinterpret_cast<const QrtVaryingString*>(bytes.data());
   }
 };
-
-std::string bytesOf(const QrtFeedback& feedback) {
-  return {reinterpret_cast<const char*>(&feedback), sizeof feedback};
-}
 
 // The record of a condition, written out.
 std::string record(uint16_t message) {
@@ -54,27 +49,26 @@ struct Feedback {
   QrtFeedback value;
   Feedback() { memset(&value, 0x77, sizeof value); }
   operator QrtFeedback*() { return &value; }
-  std::string bytes() const { return bytesOf(value); }
+  std::string bytes() const { return {reinterpret_cast<const char*>(&value), sizeof value}; }
 };
 
-std::string shown(int32_t day, const Varying& picture, uint16_t condition = 0) {
+template <typename Value>
+std::string shownBy(int16_t (*service)(const Value*, const QrtVaryingString*, char*, QrtFeedback*),
+                    Value value, const Varying& picture, uint16_t condition) {
   std::string output(QRT_DATE_FIELD + 2, '\xEE');
   Feedback feedback;
-  EXPECT_EQ(DTSDATE(&day, *picture, output.data() + 1, feedback), 0);
-  EXPECT_EQ(feedback.bytes(), record(condition)) << day << picture.bytes.substr(2);
+  EXPECT_EQ(service(&value, *picture, output.data() + 1, feedback), 0);
+  EXPECT_EQ(feedback.bytes(), record(condition)) << value << picture.bytes.substr(2);
   EXPECT_EQ(output.front() + output.back(), 2 * '\xEE');
-  const size_t end = output.find_last_not_of(' ', QRT_DATE_FIELD);
-  return output.substr(1, end);
+  return output.substr(1, output.find_last_not_of(' ', QRT_DATE_FIELD));
+}
+
+std::string shown(int32_t day, const Varying& picture, uint16_t condition = 0) {
+  return shownBy(DTSDATE, day, picture, condition);
 }
 
 std::string shownSeconds(double seconds, const Varying& picture, uint16_t condition = 0) {
-  std::string output(QRT_DATE_FIELD + 2, '\xEE');
-  Feedback feedback;
-  DTSDATM(&seconds, *picture, output.data() + 1, feedback);
-  EXPECT_EQ(feedback.bytes(), record(condition)) << seconds << picture.bytes.substr(2);
-  EXPECT_EQ(output.front() + output.back(), 2 * '\xEE');
-  const size_t end = output.find_last_not_of(' ', QRT_DATE_FIELD);
-  return output.substr(1, end);
+  return shownBy(DTSDATM, seconds, picture, condition);
 }
 
 template <typename Value>
@@ -93,7 +87,8 @@ TEST(DateServices, TableOfConditions) {
                                    2510, 2511, 2512, 2513, 2514, 2515, 2516, 2517, 2518,
                                    2519, 2520, 2521, 2522, 2525, 2526, 2527, 2531, 2533};
   static_assert(std::size(messages) == QRT_CONDITIONS);
-  for (size_t at = 0; at < QRT_CONDITIONS; ++at) EXPECT_EQ(bytesOf(DTSCTVAL[at]), record(messages[at]));
+  for (size_t at = 0; at < QRT_CONDITIONS; ++at)
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(DTSCTVAL + at), 12), record(messages[at]));
 }
 
 TEST(DateServices, ShowDates) {
@@ -237,7 +232,6 @@ TEST(DateServices, ClockAndZones) {
       {"IST-5:30", newYear - 60, 5, -30, 19800, "20240101052900500"},
       {"NST3:30", newYear + 60, -3, 30, -12600, "20231231203100500"},
       {"TOT-14", newYear, 14, 0, 50400, "20240101140000500"},
-      {"XXX12", newYear, -12, 0, -43200, "20231231120000500"},
       {"CHAST-12:45CHADT-13:45,M9.5.0/2:45,M4.1.0/3:45", newYear, 13, -45, 49500, "20240101134500500"},
       {"CET-1CEST,M3.5.0,M10.5.0/3", 1711846799, 1, 0, 3600, "20240331015959500"},
       {"CET-1CEST,M3.5.0,M10.5.0/3", 1711846800, 2, 0, 7200, "20240331030000500"},
@@ -267,16 +261,15 @@ TEST(DateServices, ClockAndZones) {
     EXPECT_EQ(feedback.bytes(), record(0));
   }
   const StoppedClock unknown(newYear, "UTC0", false);
-  Feedback feedback;
-  int32_t first = 77, second = 77;
-  double seconds = 77;
-  DTSGMTO(&first, &second, &seconds, feedback);
-  EXPECT_EQ(feedback.bytes(), record(2503));
-  EXPECT_EQ(first + second + seconds, 0);
-  first = 77, seconds = 77;
-  DTSGMT(&first, &seconds, feedback);
+  Feedback offsetFeedback, feedback;
+  int32_t hours = 77, minutes = 77, day = 77;
+  double offset = 77, seconds = 77;
+  DTSGMTO(&hours, &minutes, &offset, offsetFeedback);
+  DTSGMT(&day, &seconds, feedback);
+  EXPECT_EQ(offsetFeedback.bytes(), record(2503));
   EXPECT_EQ(feedback.bytes(), record(2502));
-  EXPECT_EQ(first + seconds, 0);
+  EXPECT_EQ(hours | minutes | day, 0);
+  EXPECT_EQ(offset + seconds, 0);
 }
 
 TEST(DateServices, CenturyWindow) {
@@ -287,17 +280,16 @@ TEST(DateServices, CenturyWindow) {
     int32_t window = 77;
     DTSQCEN(&window, feedback);
     EXPECT_EQ(window, 80);
-    const auto year = [&](const char* text) {
-      return atoi(shown(readBy(DTSDAYS, std::string(text) + "0101", "YYMMDD"), "YYYY").c_str());
+    const auto year = [](int32_t whole) {
+      const std::string text = std::to_string(whole).substr(2) + "0101";
+      return atoi(shown(readBy(DTSDAYS, text, "YYMMDD"), "YYYY").c_str());
     };
-    EXPECT_EQ(year("44"), 1944);
-    EXPECT_EQ(year("43"), 2043);
-    for (const auto& [asked, low, high] : {std::tuple{0, 2024, 2123}, {24, 2000, 2099}, {100, 1924, 2023}}) {
-      DTSSCEN(&asked, feedback);
-      EXPECT_EQ(feedback.bytes(), record(0));
-      EXPECT_EQ(year(std::to_string(low).c_str() + 2), low);
-      EXPECT_EQ(year(std::to_string(high).c_str() + 2), high);
+    for (const auto& [asked, low] : {std::pair{80, 1944}, {0, 2024}, {24, 2000}, {100, 1924}}) {
+      if (asked != 80) DTSSCEN(&asked, feedback);
+      EXPECT_EQ(year(low), low);
+      EXPECT_EQ(year(low + 99), low + 99);
     }
+    EXPECT_EQ(feedback.bytes(), record(0));
     for (const int32_t outside : {-1, 101}) {
       DTSSCEN(&outside, feedback);
       EXPECT_EQ(feedback.bytes(), record(2533));
@@ -328,22 +320,22 @@ TEST(DateServices, StorageThatRunsOut) {
   if (!canFailAllocations) return;
   shown(1, "<JJJJ>", 2522);  // opens the catalogue
   const Varying longText("2024-03-05" + std::string(300, '.')), picture("YYYY-MM-DD"), era("<JJJJ>");
-  int32_t day = 161215;
+  int32_t day;
   char output[QRT_DATE_FIELD];
-  QrtFeedback feedback[3];
   const int32_t before = liveBlocks();
   for (int32_t n = 1; n <= 2; ++n) {
+    Feedback read, shownEra;
     {
       const FailingAllocation failing(n);
-      DTSDAYS(*longText, *picture, &day, feedback);
+      DTSDAYS(*longText, *picture, &day, read);
     }
     {
       const FailingAllocation failing(n);
       day = 161215;
-      DTSDATE(&day, *era, output, feedback + 1);
+      DTSDATE(&day, *era, output, shownEra);
     }
-    EXPECT_EQ(bytesOf(feedback[0]), record(n == 1 ? 813 : 0));
-    EXPECT_EQ(bytesOf(feedback[1]), record(n == 1 ? 813 : 0));
+    EXPECT_EQ(read.bytes(), record(n == 1 ? 813 : 0));
+    EXPECT_EQ(shownEra.bytes(), record(n == 1 ? 813 : 0));
     EXPECT_EQ(liveBlocks(), before);
   }
 }
@@ -375,53 +367,31 @@ std::string hostText(std::string text) {
   return text;
 }
 
+// One of each kind of argument, and each width of a text.
 TEST(DateServices, HostTwins) {
   Program main("MAIN");
   run(main, [] {
     Feedback feedback;
     std::string output(QRT_DATE_FIELD + 2, '\xEE');
     int32_t value = 77, day = swapped(161215);
-    double seconds = hostDouble(161215 * 86400.0 + 0.25);
+    double seconds = hostDouble(161215 * 86400.0 + 0.25), back = 77;
     DTSDAYS_HOST(*hostString("2024-03-05"), *hostString("YYYY-MM-DD"), &value, feedback);
     EXPECT_EQ(value, day);
-    DTSCBLDY_HOST(*hostString("2024-03-05"), *hostString("YYYY-MM-DD"), &value, feedback);
-    EXPECT_EQ(value, swapped(154562));
-    DTSDATE_HOST(&day, *hostString("Mmm DD, YYYY"), output.data() + 1, feedback);
-    std::string expected = "Mar 05, 2024";
+    DTSDATM_HOST(&seconds, *hostString("Mmm DD, YYYY SS.999"), output.data() + 1, feedback);
+    std::string expected = "Mar 05, 2024 00.250";
     expected.resize(QRT_DATE_FIELD, ' ');
     EXPECT_EQ(output, "\xEE" + hostText(expected) + "\xEE");
-    DTSDATM_HOST(&seconds, *hostString("SS.999"), output.data() + 1, feedback);
-    EXPECT_EQ(output.substr(1, 6), hostText("00.250"));
-    double back = 77;
     DTSSECS_HOST(*hostString("2024-03-05 .25"), *hostString("YYYY-MM-DD .99"), &back, feedback);
     EXPECT_EQ(memcmp(&back, &seconds, sizeof back), 0);
     EXPECT_EQ(feedback.bytes(), record(0));
-    int32_t parts[7];
-    DTSSECI_HOST(&seconds, parts, parts + 1, parts + 2, parts + 3, parts + 4, parts + 5, parts + 6, feedback);
-    EXPECT_EQ(parts[0], swapped(2024));
-    EXPECT_EQ(parts[6], swapped(250));
-    DTSISEC_HOST(parts, parts + 1, parts + 2, parts + 3, parts + 4, parts + 5, parts + 6, &back, feedback);
-    EXPECT_EQ(memcmp(&back, &seconds, sizeof back), 0);
-    DTSDYWK_HOST(&day, &value, feedback);
-    EXPECT_EQ(value, swapped(3));
 
     const StoppedClock clock(1704067200, "IST-5:30");
-    DTSGMT_HOST(&value, &back, feedback);
-    EXPECT_EQ(value, swapped(161151));
-    DTSUTC_HOST(&value, &back, feedback);
-    EXPECT_EQ(back, hostDouble(161151 * 86400.0 + 0.5));
-    DTSGMTO_HOST(&value, &day, &back, feedback);
-    EXPECT_EQ(day, swapped(-30));
-    EXPECT_EQ(back, hostDouble(19800));
+    output.assign(output.size(), '\xEE');
     DTSLOCT_HOST(&value, &back, output.data() + 1, feedback);
-    EXPECT_EQ(output.substr(1, 17), hostText("20240101053000500"));
+    EXPECT_EQ(output.substr(0, 19), "\xEE" + hostText("20240101053000500") + "\xEE");
+    output.assign(output.size(), '\xEE');
     KBZEDT4_HOST(output.data() + 1, feedback);
-    EXPECT_EQ(output.substr(1, 9), hostText("202401010"));
-    value = swapped(50);
-    DTSSCEN_HOST(&value, feedback);
-    DTSQCEN_HOST(&value, feedback);
-    EXPECT_EQ(value, swapped(50));
-    EXPECT_EQ(feedback.bytes(), record(0));
+    EXPECT_EQ(output.substr(0, 10), "\xEE" + hostText("20240101") + "\xEE");
 
     value = 0;
     DTSDATE_HOST(&value, *hostString("YYYY"), output.data() + 1, feedback);
