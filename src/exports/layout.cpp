@@ -124,6 +124,17 @@ AT(QrtInspectPhrase, after, 36);
 AT(QrtInspectBlock, item, 4);
 AT(QrtInspectBlock, phrases, 16);
 
+static_assert(sizeof(DTSZdate_parts) == 19 * 4);
+AT(DTSZdate_parts, ch_era, 72);
+AT(DTSZera_table, eras, 4);
+AT(DTSZera, span_years, 12);
+
+static_assert(sizeof(QrtFeedback) == 12);
+AT(QrtFeedback, messageNumber, 2);
+AT(QrtFeedback, classByte, 4);
+AT(QrtFeedback, facility, 5);
+AT(QrtFeedback, instance, 8);
+
 AT(QrtDisplayControl, target, 4);
 AT(QrtDisplayControl, flags, 5);
 AT(QrtDisplayControl, decimalPoint, 6);

@@ -40,11 +40,16 @@ bool isIntegerYear(int32_t year) {
 // The year of the hundred that end `offset` years from now.
 int32_t yearInWindow(int32_t year, int32_t offset, const char* function) {
   constexpr int32_t lowestEnd = 1699, highestEnd = 10000;
-  int32_t end;
-  __builtin_add_overflow(platform::localTime().year, offset, &end);  // wraps to far below the lowest
+  const int32_t end =
+      static_cast<int32_t>(static_cast<uint32_t>(platform::localTime().year) + static_cast<uint32_t>(offset));
   if (end > highestEnd || end < lowestEnd) qrtWriteERRmsg(badDate, 0, function, offset, year);
   const int32_t century = end / 100 * 100;
   return end % 100 < year ? century - 100 + year : century + year;
+}
+
+[[gnu::cold, gnu::noinline]] int32_t reportBadDate() {
+  _qrtWriteERRmsg(badDate, 0, "INTEGER-OF-DATE");
+  return 0;
 }
 
 void putDigits(uint8_t* at, int32_t value, int32_t count) {
@@ -63,22 +68,24 @@ void currentDate(uint8_t* result) {
   memcpy(result, text, QRT_CURRENT_DATE_LENGTH);
 }
 
-// Years that begin in March, so that leap days come last, and divisions by multiplication (Neri and
-// Schneider, Euclidean affine functions and their application to calendar algorithms, Software: Practice and
-// Experience 53, 2023).
+// The next two count years that begin in March, so that leap days come last, and divide by multiplication
+// (Neri and Schneider, Euclidean affine functions and their application to calendar algorithms, Software:
+// Practice and Experience 53, 2023).
+constexpr uint32_t daysFromMarch = 584693;  // from 1 March of year 0 to integer date 0
+
 [[gnu::always_inline]] inline int32_t dateOfInteger(int32_t integerDate) {
-  constexpr uint32_t daysBefore = 584693;  // from 1 March of year 0 to integer date 0
-  const uint32_t quarters = 4 * (static_cast<uint32_t>(integerDate) + daysBefore) + 3;
+  const uint32_t quarters = 4 * (static_cast<uint32_t>(integerDate) + daysFromMarch) + 3;
   const uint32_t centuries = quarters / daysOfFourCenturies;
   const uint32_t quartersOfCentury = quarters % daysOfFourCenturies | 3;
   const uint64_t product = uint64_t{2939745} * quartersOfCentury;  // 2 to the 32nd by 1461
   const auto yearOfCentury = static_cast<uint32_t>(product >> 32);
   const uint32_t dayOfYear = static_cast<uint32_t>(product) / 2939745 / 4;
-  const uint32_t monthAndDay = 2141 * dayOfYear + 197913;
-  const uint32_t nextYear = dayOfYear >= 306;  // January and February
-  const uint32_t year = 100 * centuries + yearOfCentury + nextYear;
-  const uint32_t month = (monthAndDay >> 16) - 12 * nextYear, day = (monthAndDay & 0xFFFF) / 2141 + 1;
-  return static_cast<int32_t>(year * 10000 + month * 100 + day);
+  const uint32_t monthAndDay =
+      2141 * dayOfYear + 197913;  // in 65536ths of a month of 30.6 days, from March as 3
+  const uint32_t month = monthAndDay >> 16, day = (monthAndDay & 0xFFFF) * 31345 / 67108864 + 1;
+  const uint32_t date = (100 * centuries + yearOfCentury) * 10000 + month * 100 + day;
+  constexpr uint32_t yearLessMonths = 10000 - 1200;  // months 13 and 14 belong to the next year
+  return static_cast<int32_t>(date + (month > 12 ? yearLessMonths : 0));
 }
 
 [[gnu::always_inline]] inline int32_t dayOfInteger(int32_t integerDate) {
@@ -87,13 +94,21 @@ void currentDate(uint8_t* result) {
 }
 
 [[gnu::always_inline]] inline int32_t integerOfDate(int32_t date) {
-  const int32_t year = date / 10000, rest = date - year * 10000, month = rest / 100, day = rest - month * 100;
-  const MonthTable& months = monthsOf(year);
-  if (!isIntegerYear(year) || month < 1 || month > 12 || day < 1 || day > months.length(month)) [[unlikely]] {
-    _qrtWriteERRmsg(badDate, 0, "INTEGER-OF-DATE");
-    return 0;
-  }
-  return integerDateOf(year, months.before(month) + day);
+  const auto digits = static_cast<uint32_t>(date);
+  const uint32_t year = digits / 10000, monthAndDay = digits % 10000;
+  const uint32_t month = monthAndDay * 5243 / 524288, day = monthAndDay - month * 100;  // divided by 100
+  if (year - firstIntegerYear > lastYear - firstIntegerYear || monthAndDay - 101 > 1231 - 101) [[unlikely]]
+    return reportBadDate();
+  if (day - 1 >= (30 | (month ^ month >> 3))) [[unlikely]]  // the length of the month, with 30 for February
+    return reportBadDate();
+  if (monthAndDay > 228 && monthAndDay < 300 &&
+      !(monthAndDay == 229 && isLeapYear(static_cast<int32_t>(year)))) [[unlikely]]
+    return reportBadDate();
+  const uint32_t early = month <= 2, marchYear = year - early;
+  const uint32_t centuries = marchYear * 5243 / 524288;  // divided by 100
+  const uint32_t dayOfYear = (979 * month + (12 * 979 & -early) - 2919) / 32 + day - 1;
+  return static_cast<int32_t>(marchYear * daysOfFourYears / 4 - centuries + centuries / 4 + dayOfYear -
+                              daysFromMarch);
 }
 
 [[gnu::always_inline]] inline int32_t integerOfDay(int32_t day) {

@@ -37,7 +37,7 @@ inline std::string catalogueBytes(const std::vector<CatalogueEntry>& entries) {
 
 // A catalogue in a folder of its own, which the library finds in the default locale while this object lives.
 struct Catalogue {
-  std::string path = "/tmp/qrtXXXXXX";
+  std::string path = std::filesystem::exists("/dev/shm") ? "/dev/shm/qrtXXXXXX" : "/tmp/qrtXXXXXX";
   std::string before = getenv("NLSPATH") != nullptr ? getenv("NLSPATH") : "";
 
   explicit Catalogue(const std::vector<CatalogueEntry>& entries) {
