@@ -176,9 +176,9 @@ typedef struct QrtProgramBlock {
                                                 sets it */
   QrtFileDescription** fileDescriptions; /* 32 */
   char* upsi;                            /* 36: set to the run unit's UPSI switches at the first entry */
-  const uint8_t* sortedTable;  /* 40: the bytes in collating order; set by _qrtcCollSeq */
-  const uint8_t* ebcdicTable;  /* 44: native images of the EBCDIC bytes; set by _qrtcEBCDIC */
-  const uint8_t* ebcdicTable2; /* 48: the same */
+  const uint8_t* sortedTable;            /* 40: the bytes in collating order; set by _qrtcCollSeq */
+  const uint8_t* ebcdicTable;            /* 44: native images of the EBCDIC bytes; set by _qrtcEBCDIC */
+  const uint8_t* ebcdicTable2;           /* 48: the same */
   uint32_t reserved52[2];
   int32_t yearWindow;      /* 60: first year of the window, negative when relative to the current year */
   uint32_t* runUnitShared; /* 64: set, from level 5.1.1 on, to a word that all programs share */
@@ -561,13 +561,13 @@ QRT_API void _qrt_cpm_exit(void) __attribute__((noreturn));
  * none.
  * ====================================================================================================== */
 
-/* In the entries of this section `op1Digits`, `sourceDigits`... count decimal digits. Results that don't fit are
-   cut on the left without a report. A result may lie on an operand of the same address and length. Arithmetic
-   checks its operands first and reports a sign nibble below 10 as message 39, a digit nibble above 9 as message
-   903; compares, shifts and zoned operands aren't checked. */
+/* In the entries of this section `op1Digits`, `sourceDigits`... count decimal digits. Results that don't fit
+   are cut on the left without a report. A result may lie on an operand of the same address and length.
+   Arithmetic checks its operands first and reports a sign nibble below 10 as message 39, a digit nibble above
+   9 as message 903; compares, shifts and zoned operands aren't checked. */
 
-/* Guarded. op1 plus op2; op1 minus op2; op1 times op2. Return `result`, also when caught. Operands of SUB, and of
-   ADD with unlike signs, have at most 63 digits, those of MPY at most 63 without leading zeros. */
+/* Guarded. op1 plus op2; op1 minus op2; op1 times op2. Return `result`, also when caught. Operands of SUB,
+   and of ADD with unlike signs, have at most 63 digits, those of MPY at most 63 without leading zeros. */
 QRT_API uint8_t* _qrtcBCD_ADD_Pckd(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
                                    int32_t resultDigits, int32_t op2Digits, int32_t op1Digits);
 QRT_API uint8_t* _qrtcBCD_SUB_Pckd(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
@@ -575,13 +575,14 @@ QRT_API uint8_t* _qrtcBCD_SUB_Pckd(const uint8_t* op1, const uint8_t* op2, uint8
 QRT_API uint8_t* _qrtcBCD_MPY_Pckd(const uint8_t* op1, const uint8_t* op2, uint8_t* result,
                                    int32_t resultDigits, int32_t op2Digits, int32_t op1Digits);
 
-/* Guarded. The integer quotient, truncated towards zero. Returns `quotient`, also when caught. The dividend has
-   at most 91 digits without leading zeros. A zero divisor is message 902 and leaves the quotient as it was. */
+/* Guarded. The integer quotient, truncated towards zero. Returns `quotient`, also when caught. The dividend
+   has at most 91 digits without leading zeros. A zero divisor is message 902 and leaves the quotient as it
+   was. */
 QRT_API uint8_t* _qrtcBCD_DIV_Pckd(const uint8_t* dividend, const uint8_t* divisor, uint8_t* quotient,
                                    int32_t quotientDigits, int32_t divisorDigits, int32_t dividendDigits);
 
-/* Guarded. The same with the remainder, which takes the sign of the dividend. A zero divisor leaves both as they
-   were. A remainder of a dividend shorter than the divisor keeps the dividend's sign nibble. */
+/* Guarded. The same with the remainder, which takes the sign of the dividend. A zero divisor leaves both as
+   they were. A remainder of a dividend shorter than the divisor keeps the dividend's sign nibble. */
 QRT_API void _qrtcBCD_DIVR_Pckd(const uint8_t* dividend, const uint8_t* divisor, uint8_t* quotient,
                                 uint8_t* remainder, int32_t remainderDigits, int32_t quotientDigits,
                                 int32_t divisorDigits, int32_t dividendDigits);
@@ -594,12 +595,18 @@ QRT_API uint8_t* _qrtcBCD_NEG_Pckd(const uint8_t* source, uint8_t* destination, 
                                    int32_t sourceDigits);
 
 /* Guarded. 1 when the relation of op1 to op2 holds, else 0, also when caught. -0 equals +0. */
-QRT_API int32_t _qrtcBCD_EQU_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
-QRT_API int32_t _qrtcBCD_NEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
-QRT_API int32_t _qrtcBCD_GRT_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
-QRT_API int32_t _qrtcBCD_GEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
-QRT_API int32_t _qrtcBCD_LES_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
-QRT_API int32_t _qrtcBCD_LEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_EQU_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits,
+                                  int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_NEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits,
+                                  int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_GRT_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits,
+                                  int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_GEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits,
+                                  int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_LES_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits,
+                                  int32_t op1Digits);
+QRT_API int32_t _qrtcBCD_LEQ_Pckd(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits,
+                                  int32_t op1Digits);
 
 /* Guarded. 1 when the value is zero, else 0, also when caught. */
 QRT_API int32_t _qrtcBCD_NOT_Pckd(const uint8_t* op, int32_t opDigits);
@@ -607,16 +614,16 @@ QRT_API int32_t _qrtcBCD_NOT_Pckd(const uint8_t* op, int32_t opDigits);
 /* Guarded. The source times 10 to the `shift`, with its sign nibble as it is; the source without its `shift`
    low-order digits, cut, or rounded by the highest digit dropped, half away from zero. Return `destination`,
    null when caught. `shift` is 0 or above. */
-QRT_API uint8_t* _qrtcBCD_SHFD_Pckd_Left(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
-                                         int32_t sourceDigits, int32_t shift);
+QRT_API uint8_t* _qrtcBCD_SHFD_Pckd_Left(const uint8_t* source, uint8_t* destination,
+                                         int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
 QRT_API uint8_t* _qrtcBCD_SHFD_Pckd_Right(const uint8_t* source, uint8_t* destination,
                                           int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
 QRT_API uint8_t* _qrtcBCD_SHFD_Pckd_RightRnd(const uint8_t* source, uint8_t* destination,
                                              int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
 
-/* Guarded. The same on zoned items. To the left destinationDigits must be sourceDigits + shift; to the right the
-   first destinationDigits digits of the source stay and `shift` isn't used. Return `destination`, null when
-   caught. */
+/* Guarded. The same on zoned items. To the left destinationDigits must be sourceDigits + shift; to the right
+   the first destinationDigits digits of the source stay and `shift` isn't used. Return `destination`, null
+   when caught. */
 QRT_API uint8_t* _qrtcBCD_SHFD_ZndLO_Left(const uint8_t* source, uint8_t* destination,
                                           int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
 QRT_API uint8_t* _qrtcBCD_SHFD_ZndLO_Right(const uint8_t* source, uint8_t* destination,
@@ -638,21 +645,22 @@ QRT_API uint8_t* _qrtcBCD_SHFD_ZndUS_Left(const uint8_t* source, uint8_t* destin
 QRT_API uint8_t* _qrtcBCD_SHFD_ZndUS_Right(const uint8_t* source, uint8_t* destination,
                                            int32_t destinationDigits, int32_t sourceDigits, int32_t shift);
 
-/* 1 when every nibble of the item, the spare one of an even count included, is a digit and the last one a sign;
-   else 0. */
+/* 1 when every nibble of the item, the spare one of an even count included, is a digit and the last one a
+   sign; else 0. */
 QRT_API int32_t _Is_Valid_Pckd_BCD(const uint8_t* item, int32_t digits);
 
 /* -1, 0 or 1 for op1 below, equal to or above op2. */
-QRT_API int32_t _Compare_Pckd_BCD(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits, int32_t op1Digits);
+QRT_API int32_t _Compare_Pckd_BCD(const uint8_t* op1, const uint8_t* op2, int32_t op2Digits,
+                                  int32_t op1Digits);
 
-/* The sum of two magnitudes, lengths in bytes, `longBytes` not below `shortBytes`. The result is given a minus
-   when `negative` isn't 0 and the sum isn't zero; a spare nibble isn't cleared. */
+/* The sum of two magnitudes, lengths in bytes, `longBytes` not below `shortBytes`. The result is given a
+   minus when `negative` isn't 0 and the sum isn't zero; a spare nibble isn't cleared. */
 QRT_API void packed_add(const uint8_t* longer, int32_t longBytes, const uint8_t* shorter, int32_t shortBytes,
                         uint8_t* result, int32_t resultBytes, int32_t negative);
 
-/* Packs the low-order digits of zoned bytes, zones and all, into a positive packed item; unpacks the low-order
-   digits of a packed item, whatever its sign, into plain zoned bytes. `*nonZero` is 0 when only zeros were moved,
-   not 0 otherwise. Source and destination don't overlap. */
+/* Packs the low-order digits of zoned bytes, zones and all, into a positive packed item; unpacks the
+   low-order digits of a packed item, whatever its sign, into plain zoned bytes. `*nonZero` is 0 when only
+   zeros were moved, not 0 otherwise. Source and destination don't overlap. */
 QRT_API void _Convert_Znd_To_Pckd(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
                                   int32_t sourceDigits, uint32_t* nonZero);
 QRT_API void _Convert_Pckd_To_ZndUS(const uint8_t* source, uint8_t* destination, int32_t destinationDigits,
@@ -862,8 +870,8 @@ typedef struct QrtExternalFloatSource {
 
 /* Guarded. Writes a double or an extended value, at any alignment, with its mantissa rounded to the item's
    digits. The exponent of a zero is 0, and its sign "+"; one of more than two digits is written whole. An
-   infinity is the sign and "INFINITY", a NaN the sign and "NAN". What is too long is cut at the item's length,
-   spaces fill what is left. */
+   infinity is the sign and "INFINITY", a NaN the sign and "NAN". What is too long is cut at the item's
+   length, spaces fill what is left. */
 QRT_API void _qrtcConvIntFltToExtFlt(const QrtExternalFloat* control, const void* value,
                                      uint8_t* destination);
 QRT_API void _qrtcConvIntEFltToExtFlt(const QrtExternalFloat* control, const void* value,
@@ -1016,10 +1024,10 @@ QRT_API void _qrtuNumval(const QrtNumvalControl* control, int32_t length, const 
 QRT_API void _qrtcNumval16(const QrtNumvalControl* control, int32_t length, const void* string, void* result);
 QRT_API void _qrtuNumval16(const QrtNumvalControl* control, int32_t length, const void* string, void* result);
 
-/* Guarded. The same for NUMVAL-C: a currency sign may stand ahead of the number, behind a sign that leads, and
-   each comma among the digits ahead of the point must have a digit or the end right behind it. Message 155: a
-   currency string begins or ends with a space, or holds a digit or one of "+,-."; the first such character is
-   told, and the string is used all the same. */
+/* Guarded. The same for NUMVAL-C: a currency sign may stand ahead of the number, behind a sign that leads,
+   and each comma among the digits ahead of the point must have a digit or the end right behind it. Message
+   155: a currency string begins or ends with a space, or holds a digit or one of "+,-."; the first such
+   character is told, and the string is used all the same. */
 QRT_API void _qrtcNumvalC(const QrtNumvalControl* control, int32_t length, const void* string,
                           int32_t currencyLength, const void* currency, double* result);
 QRT_API void _qrtuNumvalC(const QrtNumvalControl* control, int32_t length, const void* string,
@@ -1041,10 +1049,10 @@ QRT_API void _qrtcReverseUnicode(int32_t length, const void* source, void* desti
 /* ======================================================================================================
  * Mathematics and statistics
  *
- * All are guarded; what comes back after a caught failure isn't defined. An extended value is an x87 one of 64
- * mantissa bits; in arrays it has a slot of 16 bytes, of which the last 6 mean nothing, and a result of that
- * width has 10 bytes. Nothing needs an alignment. After a message the function goes on with its argument as it
- * is; the results are those of the C library.
+ * All are guarded; what comes back after a caught failure isn't defined. An extended value is an x87 one of
+ * 64 mantissa bits; in arrays it has a slot of 16 bytes, of which the last 6 mean nothing, and a result of
+ * that width has 10 bytes. Nothing needs an alignment. After a message the function goes on with its argument
+ * as it is; the results are those of the C library.
  * ====================================================================================================== */
 
 /* ACOS and ASIN: message 179 below -1, 176 above 1. */
@@ -1084,8 +1092,8 @@ QRT_API double _qrtRemFloat8Float8(double dividend, double divisor);
 QRT_API long double _qrtRemFloat16Float16(long double dividend, long double divisor);
 
 /* RANDOM, from 0 to 1: the next value of the run unit's sequence, or the first one of the sequence of a seed.
-   Message 163: the seed is negative; the sequence is that of 0. 176: it is 10 to the 18th or more. 180: it has
-   a fraction, which is dropped. */
+   Message 163: the seed is negative; the sequence is that of 0. 176: it is 10 to the 18th or more. 180: it
+   has a fraction, which is dropped. */
 QRT_API double _qrtRandom(void);
 QRT_API double _qrtRandomInt8(int64_t seed);
 QRT_API double _qrtRandomFloat8(double seed);
@@ -1095,8 +1103,8 @@ QRT_API double _qrtRandomFloat8(double seed);
 QRT_API void _qrtcMedian(int32_t count, double* result, const double* array);
 QRT_API void _qrtcMedian16(int32_t count, void* result, void* array);
 
-/* PRESENT-VALUE of the `count` - 1 amounts behind the discount rate, the first value. Message 100: the rate is
-   -1 or below. */
+/* PRESENT-VALUE of the `count` - 1 amounts behind the discount rate, the first value. Message 100: the rate
+   is -1 or below. */
 QRT_API void _qrtcPresentValue(int32_t count, double* result, const double* array);
 QRT_API void _qrtcPresentValue16(int32_t count, void* result, const void* array);
 
@@ -1170,7 +1178,8 @@ QRT_API int32_t _qrtcSrchAll(const QrtSearchControl* control, const uint8_t* tab
 
 /* Guarded. Puts altered GO TO targets back to their initial state: those of `count` words in `live` whose
    byte in `segments`, a priority digit as a character, is `segment`; for a transfer from segment `current` to
-   `target`, those of the target if it is above "1" and another one; for GO TO DEPENDING, with targets[index-1]. */
+   `target`, those of the target if it is above "1" and another one; for GO TO DEPENDING, with
+   targets[index-1]. */
 QRT_API void _qrtcRfshUncond(uint8_t segment, int32_t count, uint32_t* live, const uint32_t* initial,
                              const uint8_t* segments);
 QRT_API void _qrtcRfshCond(uint8_t current, int32_t count, uint8_t target, uint32_t* live,
@@ -1200,8 +1209,8 @@ QRT_API int32_t _qrtcDBCSCmp(const uint8_t* op1, int32_t length1, const uint8_t*
 QRT_API int32_t _qrtcDBCSCmpMultiByteFig(const uint8_t* op, int32_t length, const uint8_t* figurative,
                                          int32_t figurativeLength);
 
-/* Guarded. As _qrtcMoveVarLenOverlap, but pads with the double-byte space of the code page, and for a negative
-   sourceLength with 0x40 0x40; an odd last byte of padding gets the first one of the pair. */
+/* Guarded. As _qrtcMoveVarLenOverlap, but pads with the double-byte space of the code page, and for a
+   negative sourceLength with 0x40 0x40; an odd last byte of padding gets the first one of the pair. */
 QRT_API void _qrtcDBCSMoveVarLenOverlap(uint8_t* target, int32_t targetLength, const uint8_t* source,
                                         int32_t sourceLength);
 
@@ -1230,9 +1239,9 @@ QRT_API int32_t _qrtcClasAlphaLower(const uint8_t* item, int32_t length);
 /* A class of the program's own: the bytes that `table`, of 256, has a 0 for. */
 QRT_API int32_t _qrtcClasUserDef(const uint8_t* item, int32_t length, const uint8_t* table);
 
-/* KANJI and DBCS: double-byte spaces, and pairs in EBCDIC form with a first byte from 0x41 to 0x7F for KANJI and
-   to 0xFE for DBCS and a second one from 0x41 to 0xFE. Native text is converted, and must become one shifted
-   string; a negative length is that of text in EBCDIC form without shifts. */
+/* KANJI and DBCS: double-byte spaces, and pairs in EBCDIC form with a first byte from 0x41 to 0x7F for KANJI
+   and to 0xFE for DBCS and a second one from 0x41 to 0xFE. Native text is converted, and must become one
+   shifted string; a negative length is that of text in EBCDIC form without shifts. */
 QRT_API int32_t _qrtcClasKanji(const uint8_t* item, int32_t length);
 QRT_API int32_t _qrtcClasDBCS(const uint8_t* item, int32_t length);
 
@@ -1261,10 +1270,10 @@ QRT_API int32_t _qrtuClasLower(const void* item, int32_t lengthInBytes);
 
 /* A date and time in parts, as pictures read and show it. */
 typedef struct DTSZdate_parts {
-  int32_t era_type;    /* QRT_ERA_* */
-  int32_t year;        /* Gregorian; of an era date the year of the era, until DTSZDATE_chk has converted it */
-  int32_t month;       /* 1 to 12; 0 when not given */
-  int32_t day;         /* 1 to 31; 0 when not given */
+  int32_t era_type; /* QRT_ERA_* */
+  int32_t year;     /* Gregorian; of an era date the year of the era, until DTSZDATE_chk has converted it */
+  int32_t month;    /* 1 to 12; 0 when not given */
+  int32_t day;      /* 1 to 31; 0 when not given */
   int32_t day_of_year; /* 1 to 366; 0 when not given */
   int32_t hour;        /* 0 to 23 */
   int32_t minute;
@@ -1290,12 +1299,13 @@ typedef struct DTSZera {
 } DTSZera;
 
 #define QRT_MOST_ERAS 20
-#define QRT_JAPANESE_NAME 6       /* bytes of an era's name, without the zero byte behind it */
+#define QRT_JAPANESE_NAME 6 /* bytes of an era's name, without the zero byte behind it */
 #define QRT_CHINESE_SHORT_NAME 10
 #define QRT_CHINESE_LONG_NAME 20
 
 /* A table of eras, the oldest first. Behind the last era follow `count` names, filled up with blanks and each
-   ended by a zero byte: those of the Japanese table; or all short, then all long ones of the Chinese table. */
+   ended by a zero byte: those of the Japanese table; or all short, then all long ones of the Chinese table.
+ */
 typedef struct DTSZera_table {
   int32_t count;   /* 0 to QRT_MOST_ERAS */
   DTSZera eras[1]; /* `count` of them */
@@ -1310,7 +1320,8 @@ typedef struct QrtFeedback {
   uint32_t instance;      /* 0 */
 } QrtFeedback;
 
-/* Sets year, month, day and day_of_year of the parts, all else staying as it is, from a Lilian day in range. */
+/* Sets year, month, day and day_of_year of the parts, all else staying as it is, from a Lilian day in range.
+ */
 QRT_API void DTSZDATE_alg(int32_t lilianDay, DTSZdate_parts* parts);
 
 /* The Lilian day of the parts' year and day_of_year, or month and day where day_of_year is 0. Takes the date
@@ -1329,26 +1340,26 @@ QRT_API void DTSZLEAP_year(int32_t* flag, const DTSZdate_parts* parts);
 #define QRT_DATE_BEFORE_CALENDAR 16 /* before 15 October 1582, or by day of year in 1582 */
 #define QRT_DATE_WITHOUT_ERA 26     /* an era date whose era isn't in the table */
 
-/* Checks a date, an era date against its table; the other table, or both, may be null. The year of an era date
-   becomes Gregorian when it lies in its era. *code is QRT_DATE_VALID or the first fault found; returns 0 for
-   a valid date, else 1. */
+/* Checks a date, an era date against its table; the other table, or both, may be null. The year of an era
+   date becomes Gregorian when it lies in its era. *code is QRT_DATE_VALID or the first fault found; returns 0
+   for a valid date, else 1. */
 QRT_API int32_t DTSZDATE_chk(DTSZdate_parts* parts, int32_t* code, const DTSZera_table* japanese,
                              const DTSZera_table* chinese);
 
-/* Sets the date within its era of a Gregorian year, month and day: the last era of the table that holds it. Only
-   the era, to 0, where none does. */
+/* Sets the date within its era of a Gregorian year, month and day: the last era of the table that holds it.
+   Only the era, to 0, where none does. */
 QRT_API void DTSZJAP_date(DTSZdate_parts* parts, const DTSZera_table* table);
 QRT_API void DTSZCHI_date(DTSZdate_parts* parts, const DTSZera_table* table);
 
-/* Makes the Japanese or Chinese table from variant 1 or 2 of message 216 and returns 0; the caller frees it by
-   _qrtCheckFree. Else *table is null and 1 comes back: without that message, behind message 206 with value 2;
-   out of memory, with condition 813 in the feedback; for a text that is no table, with a trace line under
+/* Makes the Japanese or Chinese table from variant 1 or 2 of message 216 and returns 0; the caller frees it
+   by _qrtCheckFree. Else *table is null and 1 comes back: without that message, behind message 206 with value
+   2; out of memory, with condition 813 in the feedback; for a text that is no table, with a trace line under
    _qrtDebug. The feedback stays as it is otherwise. */
 QRT_API int32_t DTSZGetJapEra(DTSZera_table** table, QrtFeedback* feedback);
 QRT_API int32_t DTSZGetChiEra(DTSZera_table** table, QrtFeedback* feedback);
 
-/* Which eras a picture asks for: QRT_ERA_JAPANESE for one with <JJJJ>, QRT_ERA_CHINESE for <CCCC> or <CCCCCCCC>,
-   QRT_ERA_GREGORIAN for neither, -1 for both. */
+/* Which eras a picture asks for: QRT_ERA_JAPANESE for one with <JJJJ>, QRT_ERA_CHINESE for <CCCC> or
+   <CCCCCCCC>, QRT_ERA_GREGORIAN for neither, -1 for both. */
 QRT_API int32_t DTSZ_JAPCHI_type(const char* picture, const char* pictureEnd);
 
 /* *weekday is 1 for Sunday to 7 for Saturday, *status 0. The range isn't checked. */
@@ -1374,10 +1385,10 @@ QRT_API void _qrtJulian_to_Lilian(int32_t year, int32_t dayOfYear, int32_t* inte
  *   DD ZD DDD     day of the month, of the year                  <CCCC>   Chinese era
  *   Www Wwww...   weekday, as the months; up to 10 letters       <CCCCCCCC>  the same, long name
  *
- * "Z" ahead of a token leaves its leading zeros out; behind a name or numeral it leaves the blanks out that fill
- * the token up. Letters of a token in lower case show letters of a name in lower case. The names are those of the
- * process's locale. Everything else is shown as it is; in reading it stands for any one character. Reading
- * doesn't tell upper case from lower case, nor how many blanks separate fields.
+ * "Z" ahead of a token leaves its leading zeros out; behind a name or numeral it leaves the blanks out that
+ * fill the token up. Letters of a token in lower case show letters of a name in lower case. The names are
+ * those of the process's locale. Everything else is shown as it is; in reading it stands for any one
+ * character. Reading doesn't tell upper case from lower case, nor how many blanks separate fields.
  * ====================================================================================================== */
 
 #define QRT_NAME_SCRATCH 793 /* bytes that callers hand over as nameScratch; its content isn't used */
@@ -1399,25 +1410,27 @@ QRT_API void _qrtJulian_to_Lilian(int32_t year, int32_t dayOfYear, int32_t* inte
 #define QRT_PICTURE_BAD_YEAR 64    /* rendering: YY of a year outside 1582 to 9999 */
 #define QRT_PICTURE_NO_STORAGE 100 /* reading; the feedback holds condition 813 */
 
-/* Guarded. Shows `parts` by the picture in [output, outputEnd), which isn't filled up; returns the code, also in
-   *code. Codes other than 0 and 4 leave the whole output blank. With an era in era_type, years, months and days
-   are those of the era. Without showsTime the tokens of time are shown as they are. The tables may be null. */
+/* Guarded. Shows `parts` by the picture in [output, outputEnd), which isn't filled up; returns the code, also
+   in *code. Codes other than 0 and 4 leave the whole output blank. With an era in era_type, years, months and
+   days are those of the era. Without showsTime the tokens of time are shown as they are. The tables may be
+   null. */
 QRT_API int32_t DTSZOUTPUT_date(char* output, const char* picture, const DTSZdate_parts* parts, int32_t* code,
                                 void* nameScratch, const DTSZera_table* japanese,
                                 const DTSZera_table* chinese, const char* pictureEnd, char* outputEnd,
                                 int32_t showsTime);
 
-/* Guarded. Reads [input, inputEnd) by the picture into `parts`, where fields that aren't given are 0; returns the
-   code, also in *code. A blank picture stands for "MM/DD/YY", with isTime for "MM/DD/YY HH:MI:SS AP". An era date
-   keeps its year in the era. The date isn't checked any further. The tables may be null. */
+/* Guarded. Reads [input, inputEnd) by the picture into `parts`, where fields that aren't given are 0; returns
+   the code, also in *code. A blank picture stands for "MM/DD/YY", with isTime for "MM/DD/YY HH:MI:SS AP". An
+   era date keeps its year in the era. The date isn't checked any further. The tables may be null. */
 QRT_API int32_t DTSZCONVERT_from_picture(const char* input, const char* picture, DTSZdate_parts* parts,
                                          int32_t* code, void* nameScratch, const DTSZera_table* japanese,
                                          const DTSZera_table* chinese, const char* pictureEnd,
                                          const char* inputEnd, QrtFeedback* feedback, int32_t isTime);
 
-/* Guarded. The tokens of the engines: the picture cursor is on the first letter of the token and moves behind what
-   was consumed, the output or input cursor behind what was written or read. *suppressesZeros is not 0 when a "Z"
-   stood ahead. In reading, picture and input are as DTSZSET_STRING makes them. The results are the codes. */
+/* Guarded. The tokens of the engines: the picture cursor is on the first letter of the token and moves behind
+   what was consumed, the output or input cursor behind what was written or read. *suppressesZeros is not 0
+   when a "Z" stood ahead. In reading, picture and input are as DTSZSET_STRING makes them. The results are the
+   codes. */
 typedef int32_t QrtRenderToken(const DTSZdate_parts* parts, char** output, const char** picture,
                                int32_t* suppressesZeros, const char* pictureEnd, char* outputEnd);
 typedef int32_t QrtRenderNameToken(const DTSZdate_parts* parts, char** output, const char** picture,
@@ -1426,8 +1439,8 @@ typedef int32_t QrtRenderNameToken(const DTSZdate_parts* parts, char** output, c
 typedef int32_t QrtRenderEraToken(const DTSZdate_parts* parts, char** output, const char** picture,
                                   int32_t* suppressesZeros, const char* pictureEnd, char* outputEnd,
                                   const DTSZera_table* table);
-QRT_API QrtRenderToken DTSZOUTPUT_year, DTSZOUTPUT_day, DTSZOUTPUT_hour, DTSZOUTPUT_second, DTSZOUTPUT_tsecond,
-    DTSZOUTPUT_ap, DTSZOUTPUT_roman_month;
+QRT_API QrtRenderToken DTSZOUTPUT_year, DTSZOUTPUT_day, DTSZOUTPUT_hour, DTSZOUTPUT_second,
+    DTSZOUTPUT_tsecond, DTSZOUTPUT_ap, DTSZOUTPUT_roman_month;
 QRT_API QrtRenderNameToken DTSZOUTPUT_month, DTSZOUTPUT_day_of_week; /* month: minutes too */
 QRT_API QrtRenderEraToken DTSZOUTPUT_jp_ERA, DTSZOUTPUT_ch_ERA;
 
@@ -1444,21 +1457,22 @@ QRT_API QrtParseToken DTSZCONVERT_year, DTSZCONVERT_day, DTSZCONVERT_hour, DTSZC
 QRT_API QrtParseNameToken DTSZCONVERT_month, DTSZCONVERT_day_of_week; /* month: minutes too */
 QRT_API QrtParseEraToken DTSZCONVERT_jp_era, DTSZCONVERT_ch_era;
 
-/* Appends the last `width` characters of the value in a format of DTS_sprintf at *output, which moves on. 0, or 4
-   when they don't all fit. */
+/* Appends the last `width` characters of the value in a format of DTS_sprintf at *output, which moves on. 0,
+   or 4 when they don't all fit. */
 QRT_API int32_t DTSZprint_number(int32_t value, const char* format, int32_t width, char** output,
                                  const char* outputEnd);
 
 /* 4 when `bytes` more bytes don't fit, else 0. */
 QRT_API int32_t DTSZcheck_length(const char* output, const char* outputEnd, int32_t bytes);
 
-/* 1 when the hours of the picture are those of a twelve-hour clock: when its first "A" is followed by "P", or by
+/* 1 when the hours of the picture are those of a twelve-hour clock: when its first "A" is followed by "P", or
+   by
    ".P"; else 0. */
 QRT_API int32_t DTSZpm_format(const char* picture, const char* pictureEnd);
 
-/* The form in which pictures and inputs are read: without leading blanks, letters in upper case, a run of blanks
-   as one "/", no final "/". *copy is a terminated block that the caller frees by _qrtCheckFree. 0; out of memory
-   100, with condition 813 in the feedback. */
+/* The form in which pictures and inputs are read: without leading blanks, letters in upper case, a run of
+   blanks as one "/", no final "/". *copy is a terminated block that the caller frees by _qrtCheckFree. 0; out
+   of memory 100, with condition 813 in the feedback. */
 QRT_API int32_t DTSZSET_STRING(const char* start, const char* end, char** copy, char** copyEnd,
                                QrtFeedback* feedback);
 
@@ -1466,11 +1480,11 @@ QRT_API int32_t DTSZSET_STRING(const char* start, const char* end, char** copy, 
 QRT_API int32_t DTSZDELIMITERS(const char** picture, const char** input, const char* pictureEnd,
                                const char* inputEnd);
 
-/* String routines. DTS_strncmp compares bytes as unsigned and gives -1, 0 or 1. DTS_strstrend finds a terminated
-   needle in [text, end), null when it isn't there. DTS_isdigit is 1 for "0" to "9". DTS_sprintf writes the low N
-   digits of a value, terminated, by "%0Nd", without leading zeros by "%-Nd", N from 1 to 9; it returns the
-   characters written, or -1 for another format or a negative value. DTS_fmod is the remainder, -1.0 for a
-   negative value or a divisor that isn't above 0. */
+/* String routines. DTS_strncmp compares bytes as unsigned and gives -1, 0 or 1. DTS_strstrend finds a
+   terminated needle in [text, end), null when it isn't there. DTS_isdigit is 1 for "0" to "9". DTS_sprintf
+   writes the low N digits of a value, terminated, by "%0Nd", without leading zeros by "%-Nd", N from 1 to 9;
+   it returns the characters written, or -1 for another format or a negative value. DTS_fmod is the remainder,
+   -1.0 for a negative value or a divisor that isn't above 0. */
 QRT_API char* DTS_strcpy(char* target, const char* source);
 QRT_API int32_t DTS_strlen(const char* text);
 QRT_API int32_t DTS_sprintf(char* target, const char* format, int32_t value);
@@ -1486,17 +1500,18 @@ QRT_API double DTS_fmod(double value, double divisor);
  * Lilian seconds are the Lilian day times 86400 and the seconds of that day, with milliseconds as a fraction:
  * 86400.0 to 265621679999.999.
  *
- * All services are guarded and return 0. Their _HOST twins are for programs whose data keeps the host's layout:
- * big-endian integers and lengths, EBCDIC text, hexadecimal floating point. Host strings are cut to 256 bytes.
+ * All services are guarded and return 0. Their _HOST twins are for programs whose data keeps the host's
+ * layout: big-endian integers and lengths, EBCDIC text, hexadecimal floating point. Host strings are cut to
+ * 256 bytes.
  *
- * A service sets its whole feedback to a record of DTSCTVAL: success, or the condition that is named by its message
- * number below. Where the feedback is null, the condition becomes that message. A condition leaves numbers at 0 and
- * text blank, if nothing else is said. Host feedback has its severity, message number and instance big-endian and
- * its facility in EBCDIC.
+ * A service sets its whole feedback to a record of DTSCTVAL: success, or the condition that is named by its
+ * message number below. Where the feedback is null, the condition becomes that message. A condition leaves
+ * numbers at 0 and text blank, if nothing else is said. Host feedback has its severity, message number and
+ * instance big-endian and its facility in EBCDIC.
  * ====================================================================================================== */
 
-/* Text with its length in front; a negative length stands for 0. A picture that is blank, or begins with a zero
-   byte, stands for the default one. */
+/* Text with its length in front; a negative length stands for 0. A picture that is blank, or begins with a
+   zero byte, stands for the default one. */
 typedef struct QrtVaryingString {
   int16_t length; /* bytes of text */
   char text[1];
@@ -1506,14 +1521,14 @@ typedef struct QrtVaryingString {
 #define QRT_LOCAL_TIME_FIELD 17 /* of DTSLOCT: YYYYMMDDHHMISS999 */
 #define QRT_LOCAL_DATE_FIELD 8  /* of KBZEDT4: YYYYMMDD */
 
-/* Success, then the conditions in the order of their messages: 813, 2502, 2503, 2505 to 2522, 2525 to 2527, 2531,
-   2533. */
+/* Success, then the conditions in the order of their messages: 813, 2502, 2503, 2505 to 2522, 2525 to 2527,
+   2531, 2533. */
 #define QRT_CONDITIONS 27
 QRT_DATA const QrtFeedback DTSCTVAL[QRT_CONDITIONS];
 
 /* Lilian day, or integer date, of a text. Conditions: 813; 2507 the picture gives no full date; 2508 day or
-   weekday; 2509 era; 2513 outside 15 October 1582 to 9999; 2517 month; 2518 picture; 2520 the text ends early or
-   lacks a digit; 2521 year of an era; a record with message 1 and all else 0 for any other. */
+   weekday; 2509 era; 2513 outside 15 October 1582 to 9999; 2517 month; 2518 picture; 2520 the text ends early
+   or lacks a digit; 2521 year of an era; a record with message 1 and all else 0 for any other. */
 QRT_API int16_t DTSDAYS(const QrtVaryingString* input, const QrtVaryingString* picture, int32_t* lilianDay,
                         QrtFeedback* feedback);
 QRT_API int16_t DTSDAYS_HOST(const QrtVaryingString* input, const QrtVaryingString* picture,
@@ -1530,30 +1545,31 @@ QRT_API int16_t DTSSECS(const QrtVaryingString* input, const QrtVaryingString* p
 QRT_API int16_t DTSSECS_HOST(const QrtVaryingString* input, const QrtVaryingString* picture,
                              double* lilianSeconds, QrtFeedback* feedback);
 
-/* Text of a Lilian day in a field of QRT_DATE_FIELD bytes, filled up with blanks. A zero byte ends the picture.
-   Conditions: 813; 2512 day out of range, or year for YY; 2518 picture; 2522 no era; the warning 2526, under which
-   the field holds what fitted. */
+/* Text of a Lilian day in a field of QRT_DATE_FIELD bytes, filled up with blanks. A zero byte ends the
+   picture. Conditions: 813; 2512 day out of range, or year for YY; 2518 picture; 2522 no era; the warning
+   2526, under which the field holds what fitted. */
 QRT_API int16_t DTSDATE(const int32_t* lilianDay, const QrtVaryingString* picture, char* output,
                         QrtFeedback* feedback);
 QRT_API int16_t DTSDATE_HOST(const int32_t* lilianDay, const QrtVaryingString* picture, char* output,
                              QrtFeedback* feedback);
 
-/* The same of Lilian seconds, rounded to a millisecond. Conditions: 813; 2505 seconds out of range; 2506 no era, or
-   year for YY; 2518; the warning 2527 for a text that was cut. */
+/* The same of Lilian seconds, rounded to a millisecond. Conditions: 813; 2505 seconds out of range; 2506 no
+   era, or year for YY; 2518; the warning 2527 for a text that was cut. */
 QRT_API int16_t DTSDATM(const double* lilianSeconds, const QrtVaryingString* picture, char* output,
                         QrtFeedback* feedback);
 QRT_API int16_t DTSDATM_HOST(const double* lilianSeconds, const QrtVaryingString* picture, char* output,
                              QrtFeedback* feedback);
 
 /* The parts of Lilian seconds, rounded to a millisecond. Condition 2505. */
-QRT_API int16_t DTSSECI(const double* lilianSeconds, int32_t* year, int32_t* month, int32_t* day, int32_t* hours,
-                        int32_t* minutes, int32_t* seconds, int32_t* milliseconds, QrtFeedback* feedback);
+QRT_API int16_t DTSSECI(const double* lilianSeconds, int32_t* year, int32_t* month, int32_t* day,
+                        int32_t* hours, int32_t* minutes, int32_t* seconds, int32_t* milliseconds,
+                        QrtFeedback* feedback);
 QRT_API int16_t DTSSECI_HOST(const double* lilianSeconds, int32_t* year, int32_t* month, int32_t* day,
                              int32_t* hours, int32_t* minutes, int32_t* seconds, int32_t* milliseconds,
                              QrtFeedback* feedback);
 
-/* Lilian seconds of parts. Conditions, the first fault: 2514 year, 2517 month, 2511 day, 2513 before 15 October
-   1582, 2510 hours, 2516 minutes, 2519 seconds, 2515 milliseconds. */
+/* Lilian seconds of parts. Conditions, the first fault: 2514 year, 2517 month, 2511 day, 2513 before 15
+   October 1582, 2510 hours, 2516 minutes, 2519 seconds, 2515 milliseconds. */
 QRT_API int16_t DTSISEC(const int32_t* year, const int32_t* month, const int32_t* day, const int32_t* hours,
                         const int32_t* minutes, const int32_t* seconds, const int32_t* milliseconds,
                         double* lilianSeconds, QrtFeedback* feedback);
@@ -1571,8 +1587,8 @@ QRT_API int16_t DTSGMT_HOST(int32_t* lilianDay, double* lilianSeconds, QrtFeedba
 QRT_API int16_t DTSUTC(int32_t* lilianDay, double* lilianSeconds, QrtFeedback* feedback);
 QRT_API int16_t DTSUTC_HOST(int32_t* lilianDay, double* lilianSeconds, QrtFeedback* feedback);
 
-/* Offset of local time from Greenwich, east positive: its seconds; its whole hours, and the minutes of the rest with
-   the opposite sign (5 and -30 for 05:30 east). Condition 2503. */
+/* Offset of local time from Greenwich, east positive: its seconds; its whole hours, and the minutes of the
+   rest with the opposite sign (5 and -30 for 05:30 east). Condition 2503. */
 QRT_API int16_t DTSGMTO(int32_t* hours, int32_t* minutes, double* seconds, QrtFeedback* feedback);
 QRT_API int16_t DTSGMTO_HOST(int32_t* hours, int32_t* minutes, double* seconds, QrtFeedback* feedback);
 
@@ -1580,12 +1596,13 @@ QRT_API int16_t DTSGMTO_HOST(int32_t* hours, int32_t* minutes, double* seconds, 
 QRT_API int16_t DTSLOCT(int32_t* lilianDay, double* lilianSeconds, char* text, QrtFeedback* feedback);
 QRT_API int16_t DTSLOCT_HOST(int32_t* lilianDay, double* lilianSeconds, char* text, QrtFeedback* feedback);
 
-/* The local date, QRT_LOCAL_DATE_FIELD digits. Condition 2531, with a zero byte as the first one of the field. */
+/* The local date, QRT_LOCAL_DATE_FIELD digits. Condition 2531, with a zero byte as the first one of the
+ * field. */
 QRT_API int16_t KBZEDT4(char* date, QrtFeedback* feedback);
 QRT_API int16_t KBZEDT4_HOST(char* date, QrtFeedback* feedback);
 
-/* The century window of the current run unit, which must be there: how many years before this one the hundred years
-   begin that two-digit years mean; 0 to 100. Condition 2533, the old window staying. */
+/* The century window of the current run unit, which must be there: how many years before this one the hundred
+   years begin that two-digit years mean; 0 to 100. Condition 2533, the old window staying. */
 QRT_API int16_t DTSSCEN(const int32_t* window, QrtFeedback* feedback);
 QRT_API int16_t DTSSCEN_HOST(const int32_t* window, QrtFeedback* feedback);
 QRT_API int16_t DTSQCEN(int32_t* window, QrtFeedback* feedback);
@@ -1833,11 +1850,36 @@ QRT_API void _qrtcUnString(QrtUnstringBlock* block, QrtUnstringReceiver* receive
  * Files
  * ====================================================================================================== */
 
-/* Values of QrtFileDescription.organization; bit 0x80 is looked at by WRITE errors only. */
+/* Values of QrtFileDescription.organization; 0x80 also stands for sequential. */
 #define QRT_ORGANIZATION_SEQUENTIAL 0x00
 #define QRT_ORGANIZATION_RELATIVE 0x10
 #define QRT_ORGANIZATION_INDEXED 0x20
 #define QRT_ORGANIZATION_LINE_SEQUENTIAL 0x40
+
+/* Values of QrtFileDescription.accessMode. */
+#define QRT_ACCESS_SEQUENTIAL 0x80
+#define QRT_ACCESS_RANDOM 0x40
+#define QRT_ACCESS_DYNAMIC 0x20
+
+/* Values of QrtFileDescription.recordFormat. */
+#define QRT_RECORD_FIXED 0x80
+#define QRT_RECORD_VARIABLE 0x40
+
+/* A row of the key table of an indexed file; the first is the prime key. */
+typedef struct QrtFileKey {
+  uint32_t offset; /*  0: of the key in the record, bytes from 0 */
+  uint32_t length; /*  4: bytes */
+  uint8_t flags;   /*  8: QRT_KEY_* */
+  uint8_t reserved9[3];
+} QrtFileKey;
+#define QRT_KEY_DUPLICATES 0x80 /* WITH DUPLICATES; alternate keys only */
+
+/* The relative key of a relative file. */
+typedef struct QrtRelativeKey {
+  uint32_t value; /*  0: record number, from 1 */
+  char name[30];  /*  4 */
+  uint8_t reserved34[2];
+} QrtRelativeKey;
 
 /* Bits of QrtFileDescription.attributes. With neither ASSIGN bit the assignment names an environment
    variable. */
@@ -1852,8 +1894,8 @@ struct QrtFileDescription {
   int32_t fileIndex;      /*   4: 1-based position in the program's descriptions */
   char fileSystemCode[4]; /*   8: code character and three letters given in the source */
   uint8_t organization;   /*  12: QRT_ORGANIZATION_* */
-  uint8_t accessMode;     /*  13: bit 0x80 sequential access */
-  uint8_t recordFormat;   /*  14 */
+  uint8_t accessMode;     /*  13: QRT_ACCESS_* */
+  uint8_t recordFormat;   /*  14: QRT_RECORD_* */
   uint8_t attributes;     /*  15: QRT_FILE_* */
   uint32_t maxRecord;     /*  16: longest record, bytes */
   uint32_t minRecord;     /*  20: shortest record, bytes */
@@ -1869,9 +1911,8 @@ struct QrtFileDescription {
   uint8_t reserved83[5];
   uint32_t statusOffset;      /*  88: FILE STATUS from its base */
   uint32_t status2Offset;     /*  92: extended status from its base */
-  uint32_t keyBlockOffset;    /*  96: key table from this block; 12 bytes a key: a word, a 32-bit field at 4,
-                                      a byte at 8 */
-  uint32_t relativeKeyOffset; /* 100: block of 36 bytes: a 32-bit value, a 30-byte name at 4 */
+  uint32_t keyBlockOffset;    /*  96: from this block, a QrtFileKey for each key */
+  uint32_t relativeKeyOffset; /* 100: from this block, a QrtRelativeKey; 0 for none */
   uint32_t otherBlockOffset;  /* 104: block of 8 bytes */
   uint32_t linageOffset; /* 108: block of 144 bytes: for LINAGE, FOOTING, TOP and BOTTOM a 30-byte name at
                                  2, 38, 74, 110 and a 32-bit value at 32, 68, 104, 140 */
@@ -1924,6 +1965,13 @@ struct QrtFileDescription {
 #define QRT_STATEMENT_AT_END 0x20
 #define QRT_STATEMENT_READ_NEXT 0x02
 
+/* Values of QrtFcb.startRelation: how the key of the record that START looks for stands to the one given. */
+#define QRT_START_EQUAL 0
+#define QRT_START_GREATER 1
+#define QRT_START_NOT_LESS 2
+#define QRT_START_LESS 3
+#define QRT_START_NOT_GREATER 4
+
 /* A verb's routine, called through the slots of the control block. */
 typedef void (*QrtFileRoutine)(QrtFcb* file, QrtProgramEntry* program);
 
@@ -1953,10 +2001,13 @@ struct QrtFcb {
   int16_t status;                  /*  40: FILE STATUS as a number, 0 to 99 */
   uint8_t lastOperation;           /*  42: QRT_VERB_* */
   uint8_t currentOperation;        /*  43: QRT_VERB_* */
-  uint8_t reserved44[3];
+  uint8_t startRelation;           /*  44: QRT_START_*, for START of a record file */
+  uint8_t keyOfReference;          /*  45: for START and random READ of an indexed file: key, from 0 */
+  uint8_t reserved46;
   uint8_t statementFlags; /*  47: QRT_STATEMENT_* */
   FILE* stream;           /*  48: of a line sequential file */
-  uint32_t reserved52;
+  uint32_t
+      startKeyLength; /*  52: for START of an indexed file: leading bytes of the key that count, 0 for all */
   const char* fileName; /*  56: name in use, terminated */
   uint32_t reserved60;
   uint8_t* recordBase;      /*  64: record buffer: 32 bytes of prefix, then the record */
@@ -1964,7 +2015,7 @@ struct QrtFcb {
   void* adapterBlock1;      /*  72: freed at close */
   void* adapterBlock2;      /*  76: freed at close */
   uint32_t recordLength;    /*  80: of the current record, bytes */
-  uint32_t readLength;      /*  84: of the last line read, bytes */
+  uint32_t readLength;      /*  84: of the last line or record read, bytes */
   uint32_t adapterPosition; /*  88: 0 before open */
   uint32_t reserved92;
   uint16_t adapterCount; /*  96: 1 before open */
@@ -1998,37 +2049,37 @@ struct QrtAdapterRow {
   uint32_t reserved[2];
 };
 
-/* Guarded. Binds a program's files at its first entry: `files` and `descriptions` have `fileCount` elements. An
-   EXTERNAL file's control block is the run unit's: its element of `files` is set, and the word behind
+/* Guarded. Binds a program's files at its first entry: `files` and `descriptions` have `fileCount` elements.
+   An EXTERNAL file's control block is the run unit's: its element of `files` is set, and the word behind
    recordAreaSlot to the record buffer. Descriptions of one EXTERNAL file that differ end the run with
    message 75, a lack of memory with message 907. */
 QRT_API void _qrtInitFCB(int32_t fileCount, QrtFcb** files, QrtFileDescription** descriptions,
                          QrtProgramBlock* program);
 
-/* Guarded. OPEN of a closed file: finds name and file system, loads the adapter (which a line on standard error
-   tells), has it open the file; writes FILE STATUS and runs the USE procedure. With status 10 or below the file is
-   open. `program` is the first entry of the program that opens, here and below. */
+/* Guarded. OPEN of a closed file: finds name and file system, loads the adapter (which a line on standard
+   error tells), has it open the file; writes FILE STATUS and runs the USE procedure. With status 10 or below
+   the file is open. `program` is the first entry of the program that opens, here and below. */
 QRT_API void _qrtGenericOpen(QrtFcb* file, QrtProgramEntry* program);
 
-/* The end of a CLOSE, called by an adapter with the status set: frees the name in use and the adapter blocks, puts
-   the control block back to closed, writes FILE STATUS, runs the USE procedure unless the close is silent. With
-   QRT_CLOSE_MEMBER only the routines, flags and blocks go, and the statement goes on. `detail` as for
-   _qrtCallUseProc. */
+/* The end of a CLOSE, called by an adapter with the status set: frees the name in use and the adapter blocks,
+   puts the control block back to closed, writes FILE STATUS, runs the USE procedure unless the close is
+   silent. With QRT_CLOSE_MEMBER only the routines, flags and blocks go, and the statement goes on. `detail`
+   as for _qrtCallUseProc. */
 QRT_API void _qrtGenericClose(QrtFcb* file, QrtProgramEntry* program, int32_t detail);
 
-/* Guarded. Runs the USE procedure for a status of 10 or above, unless the statement has INVALID KEY or AT END for
-   it. A permanent error that has neither a procedure nor a status area ends the run with message 200; `detail` is
-   the variant of message 201 that explains it, 0 for none. */
+/* Guarded. Runs the USE procedure for a status of 10 or above, unless the statement has INVALID KEY or AT END
+   for it. A permanent error that has neither a procedure nor a status area ends the run with message 200;
+   `detail` is the variant of message 201 that explains it, 0 for none. */
 QRT_API void _qrtCallUseProc(QrtFcb* file, int32_t detail, QrtProgramEntry* program);
 
-/* Guarded. Fills an extended status area of `length` bytes: blanks; from 6 bytes on the code in six digits; at
-   status 33 or 35 a comma and the name in use, as far as it fits. _qrt_filestat2x also adds a comma, the file
-   system's letters, a comma and the name at status 96. `unused` is not looked at. */
+/* Guarded. Fills an extended status area of `length` bytes: blanks; from 6 bytes on the code in six digits;
+   at status 33 or 35 a comma and the name in use, as far as it fits. _qrt_filestat2x also adds a comma, the
+   file system's letters, a comma and the name at status 96. `unused` is not looked at. */
 QRT_API void _qrt_filestat2(uint8_t* area, int32_t length, int32_t code, QrtFcb* file, int32_t unused);
 QRT_API void _qrt_filestat2x(uint8_t* area, int32_t length, int32_t code, QrtFcb* file, int32_t unused);
 
-/* Guarded. The verbs of a file that is in the wrong state for them: each sets the status that says why, fills the
-   status areas and runs the USE procedure. */
+/* Guarded. The verbs of a file that is in the wrong state for them: each sets the status that says why, fills
+   the status areas and runs the USE procedure. */
 QRT_API void _qrtOpenError(QrtFcb* file, QrtProgramEntry* program);    /* 38, 41, 30 */
 QRT_API void _qrtCloseError(QrtFcb* file, QrtProgramEntry* program);   /* 42, 30; 0 for an absent file */
 QRT_API void _qrtReadError(QrtFcb* file, QrtProgramEntry* program);    /* 47, 10, 46, 23, 30 */
@@ -2037,11 +2088,11 @@ QRT_API void _qrtRewriteError(QrtFcb* file, QrtProgramEntry* program); /* 49, 30
 QRT_API void _qrtStartError(QrtFcb* file, QrtProgramEntry* program);   /* 47, 23, 30 */
 QRT_API void _qrtDeleteError(QrtFcb* file, QrtProgramEntry* program);  /* 49, 30 */
 
-/* Guarded. The routines of a line sequential file: text, one line a record, trailing blanks not stored. READ puts
-   up to maxRecord + 1 characters and a terminator at `record` and pads it with blanks to maxRecord; of a longer
-   line one character is lost, and the next READ goes on behind it. WRITE puts a line feed ahead of each record
-   but the first, or what ADVANCING asks for; CLOSE ends the last record. Status 30 for a failed read or write,
-   44 for a record length out of range. */
+/* Guarded. The routines of a line sequential file: text, one line a record, trailing blanks not stored. READ
+   puts up to maxRecord + 1 characters and a terminator at `record` and pads it with blanks to maxRecord; of a
+   longer line one character is lost, and the next READ goes on behind it. WRITE puts a line feed ahead of
+   each record but the first, or what ADVANCING asks for; CLOSE ends the last record. Status 30 for a failed
+   read or write, 44 for a record length out of range. */
 QRT_API void _qrtLineSeqOpen(QrtFcb* file, QrtProgramEntry* program);
 QRT_API void _qrtLineSeqRead(QrtFcb* file, QrtProgramEntry* program);
 QRT_API void _qrtLineSeqWrite(QrtFcb* file, QrtProgramEntry* program);
@@ -2050,13 +2101,13 @@ QRT_API void _qrtLineSeqClose(QrtFcb* file, QrtProgramEntry* program);
 /* ======================================================================================================
  * Code pages and national text
  *
- * National text is UTF-16 in native byte order. Its lengths are in bytes; an odd last byte doesn't count. Names of
- * code pages are those of ICU, or "QMC-" and the number of a page of that family.
+ * National text is UTF-16 in native byte order. Its lengths are in bytes; an odd last byte doesn't count.
+ * Names of code pages are those of ICU, or "QMC-" and the number of a page of that family.
  *
- * A process runs with one pair of code pages: the ASCII side is the code set of the locale (LC_ALL, LC_CTYPE, LANG),
- * the EBCDIC side comes from the locale's row in LCCP_Tbl or from EBCDIC_CODEPAGE. The names with a leading underscore
- * are guarded, the others are the same services without a guard. Results other than 0 are ICU status codes: 4 no such
- * converter, 11 the result was cut, and so on.
+ * A process runs with one pair of code pages: the ASCII side is the code set of the locale (LC_ALL, LC_CTYPE,
+ * LANG), the EBCDIC side comes from the locale's row in LCCP_Tbl or from EBCDIC_CODEPAGE. The names with a
+ * leading underscore are guarded, the others are the same services without a guard. Results other than 0 are
+ * ICU status codes: 4 no such converter, 11 the result was cut, and so on.
  * ====================================================================================================== */
 
 /* A locale and its code pages; a name is terminated, and empty for none. */
@@ -2073,24 +2124,24 @@ typedef struct QrtLocaleRow {
 QRT_DATA const QrtLocaleRow LCCP_Tbl[QRT_LOCALE_ROWS]; /* a locale that isn't in it gets the row of EN_US */
 
 /* State of the services, for inspection. */
-QRT_DATA int32_t Uerror;            /* code of the last ICU call */
-QRT_DATA int32_t rc;                /* result of the last conversion */
-QRT_DATA void* ucnv_1;              /* converter of the running conversion */
-QRT_DATA int32_t save_converter;    /* 1 when that one is kept for the next call */
-QRT_DATA int32_t sourceLen;         /* of the last conversion: bytes, or units of national text */
+QRT_DATA int32_t Uerror;         /* code of the last ICU call */
+QRT_DATA int32_t rc;             /* result of the last conversion */
+QRT_DATA void* ucnv_1;           /* converter of the running conversion */
+QRT_DATA int32_t save_converter; /* 1 when that one is kept for the next call */
+QRT_DATA int32_t sourceLen;      /* of the last conversion: bytes, or units of national text */
 QRT_DATA int32_t targetLen;
-QRT_DATA int32_t resultChars;       /* units */
+QRT_DATA int32_t resultChars; /* units */
 QRT_DATA int32_t resultBytes;
-QRT_DATA uint32_t msgflag;          /* flags of the messages that the services write */
+QRT_DATA uint32_t msgflag; /* flags of the messages that the services write */
 QRT_DATA char str_null[1];
-QRT_DATA const uint16_t Uspace;     /* the national space, which pads */
-QRT_DATA char RT_locale[121];       /* the locale in the form ll_CC.code-set */
-QRT_DATA const char* lp;            /* what the locale query returned */
-QRT_DATA char ll_CC[6];             /* language and country */
-QRT_DATA char ll[3];                /* language */
-QRT_DATA char ascii_CP[50];         /* the pair, by name */
+QRT_DATA const uint16_t Uspace; /* the national space, which pads */
+QRT_DATA char RT_locale[121];   /* the locale in the form ll_CC.code-set */
+QRT_DATA const char* lp;        /* what the locale query returned */
+QRT_DATA char ll_CC[6];         /* language and country */
+QRT_DATA char ll[3];            /* language */
+QRT_DATA char ascii_CP[50];     /* the pair, by name */
 QRT_DATA char ebcdic_CP[52];
-QRT_DATA char CP_str[32];           /* the last code page name that a caller gave */
+QRT_DATA char CP_str[32]; /* the last code page name that a caller gave */
 QRT_DATA const char* CP_1;
 QRT_DATA uint32_t icu_data_var;
 
@@ -2100,46 +2151,51 @@ QRT_API void _qrtUInit(void);
 QRT_API void qrtUTerm(void);
 QRT_API void _qrtUTerm(void);
 
-/* Converts between a code page and national text. `selector` chooses the code page: 0 the ASCII side, -1 the EBCDIC
-   side, else the length of the name at `codePage`, at most 31 bytes, which is opened for this call. *targetBytes is
-   the room, and becomes the bytes written. Characters without a counterpart become the substitution character of the
-   target. A result that doesn't fit is cut by ToUnicode, which returns 11 and the bytes that fit; FromUnicode
-   returns 11 and leaves *targetBytes alone, as both do with any other error. Messages 221, 222. */
+/* Converts between a code page and national text. `selector` chooses the code page: 0 the ASCII side, -1 the
+   EBCDIC side, else the length of the name at `codePage`, at most 31 bytes, which is opened for this call.
+   *targetBytes is the room, and becomes the bytes written. Characters without a counterpart become the
+   substitution character of the target. A result that doesn't fit is cut by ToUnicode, which returns 11 and
+   the bytes that fit; FromUnicode returns 11 and leaves *targetBytes alone, as both do with any other error.
+   Messages 221, 222. */
 QRT_API int32_t qrtConvToUnicode(const void* source, int32_t sourceBytes, void* target, int32_t* targetBytes,
                                  const char* codePage, int32_t selector);
 QRT_API int32_t _qrtConvToUnicode(const void* source, int32_t sourceBytes, void* target, int32_t* targetBytes,
                                   const char* codePage, int32_t selector);
-QRT_API int32_t qrtConvFromUnicode(const void* source, int32_t sourceBytes, void* target, int32_t* targetBytes,
-                                   const char* codePage, int32_t selector);
-QRT_API int32_t _qrtConvFromUnicode(const void* source, int32_t sourceBytes, void* target, int32_t* targetBytes,
-                                    const char* codePage, int32_t selector);
+QRT_API int32_t qrtConvFromUnicode(const void* source, int32_t sourceBytes, void* target,
+                                   int32_t* targetBytes, const char* codePage, int32_t selector);
+QRT_API int32_t _qrtConvFromUnicode(const void* source, int32_t sourceBytes, void* target,
+                                    int32_t* targetBytes, const char* codePage, int32_t selector);
 
-/* -1, 0 or 1 by the collation of the locale, trailing spaces apart; a positive code, and message 224, when that can't
-   be opened (a code of 1 doesn't come). */
-QRT_API int32_t qrtCompareUnicode(const void* first, int32_t firstBytes, const void* second, int32_t secondBytes);
-QRT_API int32_t _qrtCompareUnicode(const void* first, int32_t firstBytes, const void* second, int32_t secondBytes);
+/* -1, 0 or 1 by the collation of the locale, trailing spaces apart; a positive code, and message 224, when
+   that can't be opened (a code of 1 doesn't come). */
+QRT_API int32_t qrtCompareUnicode(const void* first, int32_t firstBytes, const void* second,
+                                  int32_t secondBytes);
+QRT_API int32_t _qrtCompareUnicode(const void* first, int32_t firstBytes, const void* second,
+                                   int32_t secondBytes);
 
-/* Moves whole characters and pads with spaces. A negative targetBytes justifies to the right: a text that is too long
-   then loses its first characters. */
+/* Moves whole characters and pads with spaces. A negative targetBytes justifies to the right: a text that is
+   too long then loses its first characters. */
 QRT_API void qrtMoveUnicode(void* target, int32_t targetBytes, const void* source, int32_t sourceBytes);
 QRT_API void _qrtMoveUnicode(void* target, int32_t targetBytes, const void* source, int32_t sourceBytes);
 
-/* Case mapping by the locale. *targetBytes is the room and becomes the length of the result, which may differ from
-   the source's; message 225 leaves it alone. The target may lie on the source. */
+/* Case mapping by the locale. *targetBytes is the room and becomes the length of the result, which may differ
+   from the source's; message 225 leaves it alone. The target may lie on the source. */
 QRT_API void qrtLowerCaseUnicode(void* target, int32_t* targetBytes, const void* source, int32_t sourceBytes);
-QRT_API void _qrtLowerCaseUnicode(void* target, int32_t* targetBytes, const void* source, int32_t sourceBytes);
+QRT_API void _qrtLowerCaseUnicode(void* target, int32_t* targetBytes, const void* source,
+                                  int32_t sourceBytes);
 QRT_API void qrtUpperCaseUnicode(void* target, int32_t* targetBytes, const void* source, int32_t sourceBytes);
-QRT_API void _qrtUpperCaseUnicode(void* target, int32_t* targetBytes, const void* source, int32_t sourceBytes);
+QRT_API void _qrtUpperCaseUnicode(void* target, int32_t* targetBytes, const void* source,
+                                  int32_t sourceBytes);
 
-/* From one side of the pair to the other. *room is the room at `target` and becomes what is not used; a text that is
-   too long is cut without a word. An error leaves *room as it was. The target may be the source. */
+/* From one side of the pair to the other. *room is the room at `target` and becomes what is not used; a text
+   that is too long is cut without a word. An error leaves *room as it was. The target may be the source. */
 QRT_API int32_t qrtUniAtoE(const void* source, int32_t sourceBytes, void* target, int32_t* room);
 QRT_API int32_t _qrtUniAtoE(const void* source, int32_t sourceBytes, void* target, int32_t* room);
 QRT_API int32_t qrtUniEtoA(const void* source, int32_t sourceBytes, void* target, int32_t* room);
 QRT_API int32_t _qrtUniEtoA(const void* source, int32_t sourceBytes, void* target, int32_t* room);
 
-/* Settles the pair once in a process and puts it into the run unit's record. Message 230 when EBCDIC_CODEPAGE is
-   unknown or belongs to another locale. */
+/* Settles the pair once in a process and puts it into the run unit's record. Message 230 when EBCDIC_CODEPAGE
+   is unknown or belongs to another locale. */
 QRT_API void qrtSetLocaleCP(void);
 QRT_API void _qrtSetLocaleCP(void);
 
@@ -2156,7 +2212,8 @@ QRT_API int32_t qrtGetMBCurMax(void);
 QRT_API int32_t _qrtGetMBCurMax(void);
 QRT_API int32_t qrtGetMaxCharSize(const char* codePage);
 
-/* The CCSID of a code page. 0; or 1 when the page has none, 2 when there is no such page, *ccsid then being -1. */
+/* The CCSID of a code page. 0; or 1 when the page has none, 2 when there is no such page, *ccsid then being
+ * -1. */
 QRT_API int32_t qrtGetCCSID(const char* codePage, int32_t* ccsid);
 QRT_API int32_t _qrtGetCCSID(const char* codePage, int32_t* ccsid);
 
@@ -2164,34 +2221,38 @@ QRT_API int32_t _qrtGetCCSID(const char* codePage, int32_t* ccsid);
 QRT_API int32_t qrtValidateCPID(const char* name, int32_t length);
 QRT_API int32_t _qrtValidateCPID(const char* name, int32_t length);
 
-/* From the native side to EBCDIC. *targetLength is the room, which cuts the result, and becomes the bytes written; 0
-   with an error. A negative sourceLength marks double-byte text whose result has no shift bytes around it; a negative
-   *targetLength asks for a shift-in behind a text that leaves a shift open. One shift byte alone is copied. */
-QRT_API int32_t qrtConvToEBCDIC(const void* source, int32_t sourceLength, void* target, int32_t* targetLength);
-QRT_API int32_t _qrtConvToEBCDIC(const void* source, int32_t sourceLength, void* target, int32_t* targetLength);
+/* From the native side to EBCDIC. *targetLength is the room, which cuts the result, and becomes the bytes
+   written; 0 with an error. A negative sourceLength marks double-byte text whose result has no shift bytes
+   around it; a negative *targetLength asks for a shift-in behind a text that leaves a shift open. One shift
+   byte alone is copied. */
+QRT_API int32_t qrtConvToEBCDIC(const void* source, int32_t sourceLength, void* target,
+                                int32_t* targetLength);
+QRT_API int32_t _qrtConvToEBCDIC(const void* source, int32_t sourceLength, void* target,
+                                 int32_t* targetLength);
 
-/* From EBCDIC to the native side, the rest of the field filled with blanks. *targetLength is the length of the field,
-   and becomes the bytes of the text in it; 0 with an error. A negative sourceLength marks double-byte text, whose
-   shift bytes are put in order first; a negative *targetLength justifies to the right. One shift byte alone that isn't
-   marked so is copied, and the rest of the field left alone. */
+/* From EBCDIC to the native side, the rest of the field filled with blanks. *targetLength is the length of
+   the field, and becomes the bytes of the text in it; 0 with an error. A negative sourceLength marks
+   double-byte text, whose shift bytes are put in order first; a negative *targetLength justifies to the
+   right. One shift byte alone that isn't marked so is copied, and the rest of the field left alone. */
 QRT_API int32_t qrtConvToASCII(const void* source, int32_t sourceLength, void* target, int32_t* targetLength);
-QRT_API int32_t _qrtConvToASCII(const void* source, int32_t sourceLength, void* target, int32_t* targetLength);
+QRT_API int32_t _qrtConvToASCII(const void* source, int32_t sourceLength, void* target,
+                                int32_t* targetLength);
 
-/* Guarded. Fill the collating tables of a program, which are made once in a process. EBCDIC: in both tables the native
-   byte of each byte of the EBCDIC side. CollSeq: each byte's place in the order of the locale, and the bytes in that
-   order. */
+/* Guarded. Fill the collating tables of a program, which are made once in a process. EBCDIC: in both tables
+   the native byte of each byte of the EBCDIC side. CollSeq: each byte's place in the order of the locale, and
+   the bytes in that order. */
 QRT_API void _qrtcEBCDIC(QrtProgramBlock* program);
 QRT_API void _qrtcCollSeq(QrtProgramBlock* program);
 
 /* ======================================================================================================
  * Intrinsic functions on dates
  *
- * Guarded. Dates are decimal numbers, YYYYMMDD or YYYYDDD (year and day of the year); an integer date counts days
- * from 1 for 1 January 1601 by the Gregorian calendar.
+ * Guarded. Dates are decimal numbers, YYYYMMDD or YYYYDDD (year and day of the year); an integer date counts
+ * days from 1 for 1 January 1601 by the Gregorian calendar.
  * ====================================================================================================== */
 
-/* CURRENT-DATE: the local date and time YYYYMMDDHHMMSShh, hh hundredths of a second, then the offset of the local
-   time from Greenwich, a sign, hours and minutes. */
+/* CURRENT-DATE: the local date and time YYYYMMDDHHMMSShh, hh hundredths of a second, then the offset of the
+   local time from Greenwich, a sign, hours and minutes. */
 #define QRT_CURRENT_DATE_LENGTH 21
 QRT_API void _qrtCurrentDate(uint8_t* result);
 
@@ -2203,9 +2264,9 @@ QRT_API int32_t _qrtDayOfInteger(int32_t integerDate);  /* YYYYDDD */
 QRT_API int32_t _qrtIntegerOfDate(int32_t date);
 QRT_API int32_t _qrtIntegerOfDay(int32_t day);
 
-/* Put a year of two digits into the hundred years that end `offset` years from now, as 4 ASCII digits; behind them
-   the 3 or 4 other digits of YYDDD or YYMMDD as they are. Message 160 for a window that ends outside of 1699 to 10000,
-   with `function` as the name of what was called. */
+/* Put a year of two digits into the hundred years that end `offset` years from now, as 4 ASCII digits; behind
+   them the 3 or 4 other digits of YYDDD or YYMMDD as they are. Message 160 for a window that ends outside of
+   1699 to 10000, with `function` as the name of what was called. */
 QRT_API void _qrtYearToYYYY(int32_t year, int32_t offset, uint8_t* result, const char* function);
 QRT_API void _qrtDayToYYYYDDD(int32_t day, int32_t offset, uint8_t* result);
 QRT_API void _qrtDateToYYYYMMDD(int32_t date, int32_t offset, uint8_t* result);

@@ -63,8 +63,11 @@ AT(QrtFcb, flags, 32);
 AT(QrtFcb, description, 36);
 AT(QrtFcb, status, 40);
 AT(QrtFcb, lastOperation, 42);
+AT(QrtFcb, startRelation, 44);
+AT(QrtFcb, keyOfReference, 45);
 AT(QrtFcb, statementFlags, 47);
 AT(QrtFcb, stream, 48);
+AT(QrtFcb, startKeyLength, 52);
 AT(QrtFcb, fileName, 56);
 AT(QrtFcb, recordBase, 64);
 AT(QrtFcb, record, 68);
@@ -182,6 +185,12 @@ AT(QrtLocaleRow, ebcdicEuro, 23);
 AT(QrtLocaleRow, others, 38);
 
 AT(QrtVaryingString, text, 2);
+
+static_assert(sizeof(QrtFileKey) == 12);
+AT(QrtFileKey, flags, 8);
+
+static_assert(sizeof(QrtRelativeKey) == 36);
+AT(QrtRelativeKey, name, 4);
 
 #undef AT
 

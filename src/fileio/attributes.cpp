@@ -17,13 +17,8 @@ constexpr int32_t externalFileDiffers = 75;
 constexpr size_t comparedFrom = offsetof(QrtFileDescription, fileSystemCode);
 constexpr size_t comparedTo = offsetof(QrtFileDescription, externalName) + 31;
 
-struct KeyRow {
-  uint8_t compared[9];
-  uint8_t reserved[3];
-};
-static_assert(sizeof(KeyRow) == 12);
-
-constexpr size_t relativeKeyLength = 4 + 30;
+constexpr size_t comparedOfKey = offsetof(QrtFileKey, reserved9);
+constexpr size_t relativeKeyLength = offsetof(QrtRelativeKey, reserved34);
 constexpr size_t otherBlockLength = 8;
 constexpr size_t linageBlockLength = 144;
 
@@ -62,11 +57,11 @@ const uint8_t* linageOf(const QrtFileDescription& description) {
 }
 
 bool sameKeys(const QrtFileDescription& one, const QrtFileDescription& other) {
-  const auto* row = reinterpret_cast<const KeyRow*>(blockAt(one, one.keyBlockOffset));
-  const auto* otherRow = reinterpret_cast<const KeyRow*>(blockAt(other, other.keyBlockOffset));
+  const auto* row = reinterpret_cast<const QrtFileKey*>(blockAt(one, one.keyBlockOffset));
+  const auto* otherRow = reinterpret_cast<const QrtFileKey*>(blockAt(other, other.keyBlockOffset));
   if (row == nullptr || otherRow == nullptr) return row == otherRow;
   for (uint32_t key = 0; key < one.keyCount; ++key)
-    if (memcmp(row[key].compared, otherRow[key].compared, sizeof(row->compared)) != 0) return false;
+    if (memcmp(&row[key], &otherRow[key], comparedOfKey) != 0) return false;
   return true;
 }
 
