@@ -21,13 +21,16 @@ int32_t GetNextMidBlock(SortSession& session, int32_t run, EntryRange& block, bo
 // Opens the runs of a merge and starts to read them.
 int32_t InitRunsEntries(SortSession& session, int32_t firstRun, int32_t runCount);
 
-// Ends reader and output of a merge and frees the merged runs. Without success nothing is flushed.
-int32_t qsxTermOutputPhase(SortSession& session, int32_t firstRun, int32_t runCount, bool succeeded);
+// Hands over the last block of an output whose entries came to an end with `result`, unless that is a
+// failure. Returns the result of both: 0, 1 when "ustop" ended it, or the code of a failure.
+int32_t flushOutput(SortSession& session, OutputRange& output, int32_t result);
+
+// Ends reader and output of a merge and frees the merged runs. Returns `result`, that of the merge, or what
+// failed first in here.
+int32_t qsxTermOutputPhase(SortSession& session, int32_t firstRun, int32_t runCount, int32_t result);
 
 // Delivers an entry to an intermediate run.
 int32_t RestoreMidRecord(SortSession& session, const SortEntry* entry, const SortEntry* previous,
                          OutputRange& output);
-int32_t RestoreMidRecordMerge(SortSession& session, const SortEntry* entry, const SortEntry* previous,
-                              OutputRange& output);
 
 }  // namespace qrt::sort

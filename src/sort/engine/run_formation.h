@@ -1,12 +1,9 @@
-// From input to sorted runs: the sizes of all buffers, and the steps of a sort.
+// From input to sorted runs: the steps of a sort.
 #pragma once
 
 #include "sort/engine/work_state.h"
 
 namespace qrt::sort {
-
-// Works out the sizes of `SortWorkState` from the options, once, before any buffer exists.
-int32_t MemManageInit(SortSession& session);
 
 // The input side of sort, copy and check.
 int32_t InitSingleInputRun(SortSession& session);

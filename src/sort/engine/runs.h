@@ -18,7 +18,7 @@ SortRun* InitMidRun(SortSession& session, uint32_t* blocks, int32_t blockRows, u
 int32_t addBlock(SortSession& session, SortRun& run);
 
 // The directories of the process for intermediate files, in each temporary directory.
-void makeTempDirectories(SortSession& session);
+int32_t makeTempDirectories(SortSession& session);
 void removeTempDirectories(SortSession& session);
 
 // Creates the intermediate file of that number in the current temporary directory, with Z bytes reserved. A

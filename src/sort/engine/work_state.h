@@ -8,6 +8,7 @@
 #include "platform/workers.h"
 #include "sort/engine/entry.h"
 #include "sort/engine/in_memory_sort.h"
+#include "sort/engine/loser_tree.h"
 #include "sort/engine/options.h"
 #include "sort/engine/session.h"
 
@@ -135,15 +136,12 @@ struct MidWriterState {
   bool running;
 };
 
-inline constexpr int32_t fanIn = 256;
-
 struct MidReaderState {
-  platform::WordPipe<1024> requests;  // run numbers
+  platform::WordPipe<1024> requests;  // run numbers, at most two for each run of a merge
   platform::Worker worker;
-  platform::WordPipe<4>* answers;  // of the merge's runs
-  uint8_t* buffers;
-  int32_t firstRun;  // of the merge that is being read for
-  int32_t runCount;
+  platform::WordPipe<4>* answers;  // one for each run that lies in a file
+  uint8_t* buffers;                // two for each
+  int32_t fileCount;
   bool running;
 };
 
@@ -177,8 +175,9 @@ struct SortWorkState {
   Restore restore;
   BlockWriter writeBlock;
 
-  uint8_t* heldEntry;  // E bytes: the previous entry, while its block is used again
-  SortEntry* checked;  // the previous entry of a check, null at the start of a source
+  uint8_t* heldEntry;        // E bytes: the previous entry, while its block is used again
+  const SortEntry* checked;  // the previous entry of a check, or null
+  int32_t checkedSource;     // that it came from
 
   RecordState* records;
   OutputState* output;
