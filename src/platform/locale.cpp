@@ -48,6 +48,12 @@ void systemLocaleName(char* name, size_t capacity) {
   if (known != locale_t{}) freelocale(known);
 }
 
+bool isKnownLocale(const char* name) {
+  const locale_t known = newlocale(LC_ALL_MASK, name, locale_t{});
+  if (known != locale_t{}) freelocale(known);
+  return known != locale_t{};
+}
+
 void adoptSystemLocale() {
   setlocale(LC_ALL, "");
 }

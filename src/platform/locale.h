@@ -11,14 +11,17 @@ namespace qrt::platform {
 // ja: Japanese_Japan, others as they are given), a dot, and the code set. Terminated, cut to `capacity`.
 void systemLocaleName(char* name, size_t capacity);
 
+// Whether the system knows a locale of that name.
+bool isKnownLocale(const char* name);
+
 // Takes the process's locale from the environment; one that the system doesn't know leaves it as it is.
 void adoptSystemLocale();
 
 // The name of the code set of the process's locale. The text holds until the locale changes.
 const char* codeSetName();
 
-// The name of the locale of characters that the environment asks for, which the process takes; the name of the
-// one in force when the system doesn't know it. The text holds until the locale changes.
+// The name of the locale of characters that the environment asks for, which the process takes; the name of
+// the one in force when the system doesn't know it. The text holds until the locale changes.
 const char* characterLocale();
 
 // Bytes of the longest character in the process's locale.

@@ -81,12 +81,16 @@ int32_t refusalOf(const NativePath& path) {
 
 }  // namespace
 
-Module loadModule(std::string_view name) {
+bool findModule(std::string_view name, NativePath& path) {
   const auto lastPart = std::find_if(name.rbegin(), name.rend(), isSeparator).base();
   NativePath fileName(name);
   if (std::find(lastPart, name.end(), '.') == name.end()) fileName.append(".dll");
+  return lastPart != name.end() && fileName.fits && findModuleFile(fileName.text, path);
+}
+
+Module loadModule(std::string_view name) {
   NativePath path;
-  if (lastPart == name.end() || !fileName.fits || !findModuleFile(fileName.text, path)) {
+  if (!findModule(name, path)) {
     setLastError(moduleNotFound);
     return nullptr;
   }

@@ -3,6 +3,8 @@
 
 #include <string_view>
 
+#include "platform/paths.h"
+
 namespace qrt::platform {
 
 using Module = void*;
@@ -12,6 +14,9 @@ using Routine = void (*)();
 // name is looked for beside the running program, beside this library, in the current directory, then in the
 // directories of PATH, and the first file of that name counts. Null on failure, see lastError().
 Module loadModule(std::string_view name);
+
+// The file that a module of that name loads from, with its extension; false when there is none.
+bool findModule(std::string_view name, NativePath& path);
 
 // The routine that the module exports under that name, or null, see lastError().
 Routine findRoutine(Module module, const char* name);

@@ -1,7 +1,17 @@
-// Mutexes for callers.
+// Numbers of threads, mutexes for callers.
 #include "platform/threads.h"
 
+#include <unistd.h>
+
 namespace qrt::platform {
+
+int32_t currentThreadId() {
+  return gettid();
+}
+
+int32_t currentProcessId() {
+  return getpid();
+}
 
 void makeMutex(Mutex& mutex) {
   pthread_mutexattr_t attributes;

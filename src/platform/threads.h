@@ -1,7 +1,8 @@
-// Mutexes for callers, and the critical section of the start of the process.
+// Threads by their numbers, mutexes for callers, and the critical section of the start of the process.
 #pragma once
 
 #include <pthread.h>
+#include <stdint.h>
 
 namespace qrt::platform {
 
@@ -9,6 +10,10 @@ using Mutex = pthread_mutex_t;
 
 // Makes a mutex that nobody owns. Its owner may take it again, and gives it back as often.
 void makeMutex(Mutex& mutex);
+
+// The system's numbers of the calling thread, the thread's life long, and of the process.
+int32_t currentThreadId();
+int32_t currentProcessId();
 
 // Usable without a constructor having run; entered through its scope.
 class CriticalSection {

@@ -33,11 +33,24 @@ TEST(NumberForms, OrderOfNumbers) {
   std::mt19937 random(1);
   std::vector<int64_t> values = {0, 1, -1, 9, 10, 99, 100, -99, -100};
   for (int count = 0; count < 60; ++count)
-    values.push_back(static_cast<int64_t>(random()) % (int64_t{1} << random() % 32) - (int64_t{1} << random() % 31));
+    values.push_back(static_cast<int64_t>(random()) % (int64_t{1} << random() % 32) -
+                     (int64_t{1} << random() % 31));
   for (const int64_t first : values)
     for (const int64_t second : values) {
       const Form forms[] = {decimalForm(first, random() % 5), decimalForm(second, random() % 5)};
       EXPECT_EQ(order(forms[0], forms[1]), order(first, second)) << first << " " << second;
+
+      // As integers of some width.
+      const auto fixed = [&](int64_t value) {
+        std::string bytes;
+        for (size_t width = 8 + random() % 3; bytes.size() < width; value >>= 8)
+          bytes.insert(bytes.begin(), static_cast<char>(value));
+        Form form(qrt::sort::longestDecimalForm, 0xEE);
+        form.resize(
+            qrt::sort::fixedForm(reinterpret_cast<uint8_t*>(bytes.data()), bytes.size(), form.data()));
+        return form;
+      };
+      EXPECT_EQ(order(fixed(first), fixed(second)), order(first, second)) << first << " " << second;
 
       // As text, in thousandths, with what may stand around the digits.
       const auto text = [&](int64_t thousandths) {

@@ -61,6 +61,7 @@ class TracedCall {
   SortSession& session;
   int32_t result = 0;
   bool hasResult = false;
+  bool entered = false;
 };
 
 // Reads the message catalogue that NLSPATH leads to; its absence is no failure.

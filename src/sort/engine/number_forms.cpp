@@ -17,6 +17,17 @@ size_t decimalFormOfBytes(bool negative, const uint8_t* bytes, size_t count, uin
   return 2 + count;
 }
 
+size_t fixedForm(const uint8_t* bytes, size_t count, uint8_t* form) {
+  if ((bytes[0] & 0x80) == 0) return decimalFormOfBytes(false, bytes, count, form);
+  uint8_t magnitude[255];
+  int32_t carry = 1;
+  for (size_t index = count; index-- > 0; carry >>= 8) {
+    carry += static_cast<uint8_t>(~bytes[index]);
+    magnitude[index] = static_cast<uint8_t>(carry);
+  }
+  return decimalFormOfBytes(true, magnitude, count, form);
+}
+
 size_t decimalForm(bool negative, std::string_view digits, uint8_t* form) {
   digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size()));
   if (digits.size() > 2 * 255) return 0;

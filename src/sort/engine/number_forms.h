@@ -19,6 +19,9 @@ size_t decimalForm(bool negative, std::string_view digits, uint8_t* form);
 // The same over bytes of magnitude, big-endian, leading zero bytes ignored; at most 255 of them.
 size_t decimalFormOfBytes(bool negative, const uint8_t* bytes, size_t count, uint8_t* form);
 
+// The decimal form of a big-endian two's complement integer of 1 to 255 bytes.
+size_t fixedForm(const uint8_t* bytes, size_t count, uint8_t* form);
+
 // The form of a number as text: blanks and tabs, an optional sign, digits with `separator` among them, and
 // behind `point` the fraction; whatever follows ends it. The bytes: 2, or 1 for negative; count of integer
 // digits in two bytes, big-endian; each digit + 1 in a nibble, the last nibble of an odd count 0; the

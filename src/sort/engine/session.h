@@ -12,6 +12,7 @@
 
 namespace qrt::sort {
 
+struct SortSession;
 struct SortWorkState;  // buffers, runs and phase functions: work_state.h
 
 // What an error callback gets.
@@ -29,9 +30,9 @@ struct RunCounters {
   int64_t bytesRead;
   int64_t bytesSkipped, recordsSkipped;
   int64_t bytesFiltered, recordsFiltered;
-  int64_t bytesPassed, recordsPassed;    // passed on to the key step
-  int64_t bytesUnequal, recordsUnequal;  // dropped by -u
-  int64_t bytesSummed, recordsSummed;    // added into another
+  int64_t bytesPassed, recordsPassed;  // passed on to the key step
+  int64_t bytesEqual, recordsEqual;    // dropped by -u
+  int64_t bytesSummed, recordsSummed;  // added into another
   int64_t bytesWritten, recordsWritten;
 };
 
@@ -42,8 +43,10 @@ struct SortRunState {
   int32_t messageFile;  // handle, -1 for none
   int32_t traceFile;    // handle, -1 for none
   int32_t traceDepth;
-  char* catalogue;  // what was read of the message catalogue, or null
+  char* catalogue;  // what was read of the message catalogue, terminated, or null
   int32_t catalogueSize;
+  // Removes what a run would leave behind on disk when a signal ends it; null while there is nothing.
+  void (*removeFiles)(SortSession& session);
   ErrorCallback errorCallback;
   void* callbackContext;
   bool callbackTold;
@@ -68,6 +71,7 @@ struct SortSession {
   SortRunState* run;
   SortWorkState* work;
   WorkerSlot workers[2];
+  SortSession* interrupted;  // the session that the thread worked for before: exits may call the engine
 
   SessionMemory memory;
 };
@@ -84,6 +88,9 @@ void freeSession(SortSession* session);
 
 // The session that the calling thread works for, or null. Safe in a signal handler.
 SortSession* sessionOfThread();
+
+// A session of the process that is still running, or null. Safe in a signal handler.
+SortSession* anyRunningSession();
 
 // Workers enter themselves at their start and leave at their end; false when all rows are taken.
 bool enterThread(SortSession* session);

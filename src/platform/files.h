@@ -1,0 +1,25 @@
+// Files by handle: whole blocks in single calls of the system.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <string_view>
+
+namespace qrt::platform {
+
+using FileHandle = int32_t;
+inline constexpr FileHandle noFile = -1;
+inline constexpr FileHandle standardErrorFile = 2;
+
+// By the names that callers give; noFile and lastError() on failure. A created file replaces an old one.
+FileHandle createFile(std::string_view name);
+FileHandle openFileForReading(std::string_view name);
+
+// Bytes moved, fewer than asked for at the end of the file or of the disk; -1 and lastError() on failure.
+int32_t readFile(FileHandle file, void* target, size_t bytes);
+int32_t writeFile(FileHandle file, const void* source, size_t bytes);
+
+void closeFile(FileHandle file);
+
+}  // namespace qrt::platform
