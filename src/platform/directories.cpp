@@ -2,6 +2,7 @@
 #include "platform/directories.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "platform/paths.h"
 
@@ -11,6 +12,16 @@ bool directoryExists(std::string_view name) {
   const NativePath path(name);
   struct stat found;
   return path.fits && stat(path.text, &found) == 0 && S_ISDIR(found.st_mode);
+}
+
+bool makeDirectory(std::string_view name) {
+  const NativePath path(name);
+  return path.fits && mkdir(path.text, 0777) == 0;
+}
+
+bool removeDirectory(std::string_view name) {
+  const NativePath path(name);
+  return path.fits && rmdir(path.text) == 0;
 }
 
 }  // namespace qrt::platform

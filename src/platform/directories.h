@@ -6,5 +6,7 @@
 namespace qrt::platform {
 
 bool directoryExists(std::string_view name);
+bool makeDirectory(std::string_view name);
+bool removeDirectory(std::string_view name);
 
 }  // namespace qrt::platform

@@ -3,6 +3,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/errors.h"
@@ -27,6 +28,19 @@ FileHandle openNative(std::string_view name, int flags) {
   return call([&] { return path.fits ? open(path.text, flags | O_CLOEXEC, 0666) : -1; });
 }
 
+// Repeats a move of bytes until all are moved or one moves none.
+template <typename Move>
+int32_t moveFully(size_t bytes, Move&& move) {
+  size_t done = 0;
+  while (done < bytes) {
+    const int32_t count = move(done);
+    if (count < 0 && done == 0) return -1;
+    if (count <= 0) break;
+    done += static_cast<size_t>(count);
+  }
+  return static_cast<int32_t>(done);
+}
+
 }  // namespace
 
 FileHandle createFile(std::string_view name) {
@@ -45,8 +59,43 @@ int32_t writeFile(FileHandle file, const void* source, size_t bytes) {
   return call([&] { return write(file, source, bytes); });
 }
 
+int32_t readFully(FileHandle file, void* target, size_t bytes) {
+  return moveFully(
+      bytes, [&](size_t done) { return readFile(file, static_cast<char*>(target) + done, bytes - done); });
+}
+
+int32_t writeFully(FileHandle file, const void* source, size_t bytes) {
+  return moveFully(bytes, [&](size_t done) {
+    return writeFile(file, static_cast<const char*>(source) + done, bytes - done);
+  });
+}
+
+bool reserveSpace(FileHandle file, int64_t bytes) {
+  int failure;
+  do failure = posix_fallocate(file, 0, bytes);
+  while (failure == EINTR);
+  if (failure != 0) setLastError(errorNumberOf(failure));
+  return failure == 0;
+}
+
+int64_t fileSize(std::string_view name) {
+  const NativePath path(name);
+  struct stat found;
+  return path.fits && stat(path.text, &found) == 0 ? found.st_size : -1;
+}
+
+int64_t fileSize(FileHandle file) {
+  struct stat found;
+  return fstat(file, &found) == 0 ? found.st_size : -1;
+}
+
 void closeFile(FileHandle file) {
   close(file);
+}
+
+bool deleteFile(std::string_view name) {
+  const NativePath path(name);
+  return path.fits && unlink(path.text) == 0;
 }
 
 }  // namespace qrt::platform

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "platform/byte_files.h"
+#include "platform/files.h"
 #include "platform/locale.h"
 #include "sort/engine/messages.h"
 
@@ -26,7 +26,8 @@ int64_t SumAllInputFiles(const SortOptions& options) {
   for (const SortSource& source : options.sources) {
     int64_t size = -1;
     if (source.kind == SortSource::Kind::buffer) size = source.buffer->length;
-    if (source.kind == SortSource::Kind::standardInput) size = platform::fileSize(platform::standardInput);
+    if (source.kind == SortSource::Kind::standardInput)
+      size = platform::fileSize(platform::standardInputFile);
     if (source.kind == SortSource::Kind::file) size = platform::fileSize(source.name);
     sum += std::max<int64_t>(size, 0);
   }

@@ -254,8 +254,8 @@ int32_t qsxTermOutputPhase(SortSession& session, int32_t firstRun, int32_t runCo
 int32_t RestoreMidRecord(SortSession& session, const SortEntry* entry, const SortEntry* previous,
                          OutputRange& output) {
   if (session.options->unique && previous != nullptr && haveEqualKeyFields(session, *previous, *entry)) {
-    ++session.run->counters.recordsUnequal;
-    session.run->counters.bytesUnequal += entry->recordLength;
+    ++session.run->counters.recordsEqual;
+    session.run->counters.bytesEqual += entry->recordLength;
     return 0;
   }
   SortRun& run = *session.work->outputRun;

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "platform/byte_files.h"
 #include "platform/errors.h"
+#include "platform/files.h"
 #include "sort/engine/entry_copy.h"
 #include "sort/engine/messages.h"
 #include "sort/engine/runs.h"
@@ -30,14 +30,17 @@ int32_t readStretch(SortSession& session, SortRun& run) {
   }
   uint8_t* const buffer = run.readBuffers[run.readerBuffer];
   run.readerBuffer ^= 1;
-  const ptrdiff_t count = platform::readFile(run.file, buffer, bytes);
-  if (count == static_cast<ptrdiff_t>(bytes)) return 0;
+  const int32_t count = platform::readFully(run.file, buffer, bytes);
+  if (count == static_cast<int32_t>(bytes)) return 0;
   return message(34, "midfile", count < 0 ? platform::lastError() : 0);
 }
 
 void MidReader(void* argument) {
   SortSession& session = *static_cast<SortSession*>(argument);
   MidReaderState& reader = *session.work->reader;
+  WorkerSlot& slot = session.workers[1];
+  slot.threadId = platform::currentThreadId();
+  slot.running = true;
   const bool entered = enterThread(&session);
   int32_t failure = entered ? 0 : noMidReader;
   while (failure == 0) {
@@ -51,6 +54,7 @@ void MidReader(void* argument) {
   if (failure != 0)
     for (int32_t file = 0; file < reader.fileCount; ++file) send(reader.answers[file], failure);
   if (entered) leaveThread();
+  slot.running = false;
 }
 
 // The share of memory of one read buffer, and no less than Y.

@@ -1,7 +1,7 @@
 // The writer of runs: one buffer, one file.
 #include "sort/engine/mid_writer.h"
 
-#include "platform/byte_files.h"
+#include "platform/files.h"
 #include "sort/engine/entry_copy.h"
 #include "sort/engine/messages.h"
 #include "sort/engine/runs.h"
@@ -17,7 +17,7 @@ int32_t writeRun(SortSession& session, int32_t fileNumber, const uint8_t* buffer
   while (true) {
     int32_t file;
     if (const int32_t failure = OpenWriteMidFile(session, fileNumber, file); failure != 0) return failure;
-    const bool isComplete = platform::writeFile(file, buffer, static_cast<size_t>(bytes)) == bytes;
+    const bool isComplete = platform::writeFully(file, buffer, static_cast<size_t>(bytes)) == bytes;
     platform::closeFile(file);
     if (isComplete) {
       work.currentTempDir = work.currentTempDir->next;
@@ -31,6 +31,9 @@ int32_t writeRun(SortSession& session, int32_t fileNumber, const uint8_t* buffer
 void MidWriter(void* argument) {
   SortSession& session = *static_cast<SortSession*>(argument);
   MidWriterState& writer = *session.work->writer;
+  WorkerSlot& slot = session.workers[0];
+  slot.threadId = platform::currentThreadId();
+  slot.running = true;
   const bool entered = enterThread(&session);
   int32_t buffer = 0, failure = 0;
   if (!entered) send(writer.answers, failure = noMidWriter);
@@ -49,6 +52,7 @@ void MidWriter(void* argument) {
     send(writer.answers, failure);
   }
   if (entered) leaveThread();
+  slot.running = false;
 }
 
 }  // namespace

@@ -7,9 +7,11 @@
 
 #include <algorithm>
 
-#include "platform/byte_files.h"
+#include "platform/directories.h"
 #include "platform/errors.h"
+#include "platform/files.h"
 #include "platform/paths.h"
+#include "platform/threads.h"
 #include "sort/engine/messages.h"
 
 namespace qrt::sort {
@@ -34,22 +36,22 @@ struct FileName {
   }
   explicit FileName(const TempDir& directory) {
     snprintf(text, sizeof text, endsInSeparator(directory.name) ? "%s%d" : "%s\\%d", directory.name,
-             platform::processId());
+             platform::currentProcessId());
   }
   // Sessions of a process share its directories: each has a range of numbers of its own.
   FileName(const SortSession& session, const TempDir& directory, int32_t fileNumber) {
     const int32_t number = std::max(session.slot, 0) * numbersOfASession + fileNumber;
     snprintf(text, sizeof text, endsInSeparator(directory.name) ? "%s%d\\%d" : "%s\\%d\\%d", directory.name,
-             platform::processId(), number);
+             platform::currentProcessId(), number);
   }
 };
 
 // Another session of the process may have taken the directory away with its own last file.
 int32_t createMidFile(const TempDir& directory, const char* name) {
-  const int32_t file = platform::createForWriting(name);
+  const int32_t file = platform::createFile(name);
   if (file != platform::noFile || platform::lastError() != platform::fileNotFound) return file;
   platform::makeDirectory(FileName(directory).text);
-  return platform::createForWriting(name);
+  return platform::createFile(name);
 }
 
 void freeRun(SortSession& session, int32_t run) {
@@ -62,6 +64,12 @@ void freeRun(SortSession& session, int32_t run) {
   session.memory.release(freed->blocks);
   session.memory.release(freed);
   work.runs[run] = nullptr;
+}
+
+void deleteMidFiles(SortSession& session) {
+  const SortWorkState& work = *session.work;
+  if (work.fileDirs == nullptr) return;
+  for (int32_t file = 0; file < work.runRows; ++file) deleteMidFile(session, file);
 }
 
 }  // namespace
@@ -128,10 +136,15 @@ int32_t makeTempDirectories(SortSession& session) {
     platform::makeDirectory(FileName(*directory).text);
   }
   work.currentTempDir = count == 0 ? nullptr : ring;
+  session.run->removeFiles = [](SortSession& ended) {
+    deleteMidFiles(ended);
+    removeTempDirectories(ended);
+  };
   return 0;
 }
 
 void removeTempDirectories(SortSession& session) {
+  session.run->removeFiles = nullptr;
   const TempDir* directory = session.options->tempDirs;
   for (int32_t left = session.options->tempDirCount; left > 0; --left, directory = directory->next)
     platform::removeDirectory(FileName(*directory).text);
@@ -178,7 +191,7 @@ int32_t qsxOpenReadMidFile(SortSession& session, int32_t run) {
   const TempDir* const directory = work.fileDirs[run];
   if (directory == nullptr) return internalError(1006);
   const FileName name(session, *directory, run);
-  work.runs[run]->file = platform::openForReading(name.text);
+  work.runs[run]->file = platform::openFileForReading(name.text);
   return work.runs[run]->file == platform::noFile ? message(58, name.text, platform::lastError()) : 0;
 }
 
@@ -191,7 +204,7 @@ void freeAllRuns(SortSession& session) {
   if (work.runs == nullptr) return;
   FreeMidRuns(session, 0, work.runCount);
   // Files that the writer made ahead of a failure, which never became runs.
-  for (int32_t file = 0; file < work.runRows; ++file) deleteMidFile(session, file);
+  deleteMidFiles(session);
 }
 
 }  // namespace qrt::sort
