@@ -17,7 +17,7 @@ constexpr int32_t noMidReader = 1022;
 
 // Requests that the reader is woken for: many at a time where there are many runs to go on with meanwhile.
 uint32_t requestsAtOnce(const MidReaderState& reader) {
-  return static_cast<uint32_t>(std::clamp(reader.fileCount / 4, 1, 16));
+  return static_cast<uint32_t>(std::clamp(reader.fileCount / 4, 1, 64));
 }
 
 int32_t readStretch(SortSession& session, SortRun& run) {
