@@ -489,6 +489,8 @@ int32_t initKeys(SortSession& session) {
 
 uint32_t buildKey(const SortSession& session, uint8_t* to, uint32_t room, int32_t sourceNumber,
                   int64_t sequence) {
+  // Alignment, source and sequence number, marks and terminators of a last key.
+  constexpr uint32_t behindKeys = 24;
   const SortOptions& options = *session.options;
   RecordState& records = *session.work->records;
   records.keyRoom = to + room - behindKeys;

@@ -32,6 +32,7 @@ struct RecordState {
   uint8_t* scratch;                    // 8 bytes for each byte of the longest record
   uint8_t complementedCollation[256];  // of the collating table
   const char* sourceName;              // for messages
+  int64_t considered;                  // records behind the skipped ones
   int64_t recordNumber;                // for messages, from 1
 };
 

@@ -104,8 +104,8 @@ int32_t RestoreRawRecord(SortSession& session, const SortEntry* entry, const Sor
       return equalKeys;
     }
     if (options.unique) {
-      session.run->counters.bytesUnequal += entry->recordLength;
-      ++session.run->counters.recordsUnequal;
+      session.run->counters.bytesEqual += entry->recordLength;
+      ++session.run->counters.recordsEqual;
       return 0;
     }
     int32_t result = 0;
