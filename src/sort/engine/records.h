@@ -30,6 +30,8 @@ struct RecordState {
   int64_t longestLine;
   uint8_t* keyRoom;                    // while a key is built: what it may not pass
   uint8_t* scratch;                    // 8 bytes for each byte of the longest record
+  uint8_t* compared[2];                // the operands of a condition in their common form
+  size_t comparedRoom;                 // bytes of each
   uint8_t complementedCollation[256];  // of the collating table
   const char* sourceName;              // for messages
   int64_t considered;                  // records behind the skipped ones

@@ -154,8 +154,10 @@ struct OutputState;
 struct HeldRecord {
   uint8_t* record;  // in the output block; null for none
   uint32_t length;
-  uint8_t* aside;  // room for the longest record, while its block is written
+  uint8_t* aside;   // room for the longest record, while its block is written
+  uint8_t* values;  // sums on their way
   bool overflowTold;
+  bool shortTold;  // of short binary fields
 };
 
 struct SortWorkState {
@@ -183,7 +185,7 @@ struct SortWorkState {
   Restore restore;
   BlockWriter writeBlock;
 
-  uint8_t* heldEntry;        // E bytes: the previous entry, while its block is used again
+  uint8_t* heldEntry;  // E bytes: the previous entry, while its block is used again
   HeldRecord held;
   const SortEntry* checked;  // the previous entry of a check, or null
   int32_t checkedSource;     // that it came from
