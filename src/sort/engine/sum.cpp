@@ -7,6 +7,7 @@
 
 #include "sort/engine/messages.h"
 #include "sort/engine/records.h"
+#include "sort/engine/reformat.h"
 #include "sort/engine/work_state.h"
 
 namespace qrt::sort {
@@ -244,7 +245,9 @@ void store(const SortOptions& options, const SumField& sum, const Sides& sides,
 
 int32_t initSum(SortSession& session) {
   const SortOptions& options = *session.options;
-  const size_t aside = static_cast<size_t>(options.recordLength) + 8;
+  const auto longest = static_cast<uint32_t>(options.recordLength);
+  const auto aside =
+      static_cast<size_t>(options.reformat.count > 0 ? reformatBound(options, longest) : longest + 2);
   size_t values = 0;
   for (const SumField& sum : options.sums)
     values += static_cast<size_t>(options.format[sum.field].length) + 1;
