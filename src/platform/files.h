@@ -26,7 +26,8 @@ int32_t writeFile(FileHandle file, const void* source, size_t bytes);
 int32_t readFully(FileHandle file, void* target, size_t bytes);
 int32_t writeFully(FileHandle file, const void* source, size_t bytes);
 
-// Really reserves the space up to `bytes`, so that a full disk shows here; false and lastError() on failure.
+// Makes sure that the disk has room for `bytes`, so that a full one shows here, and reserves them where room
+// is scarce; false and lastError() on failure.
 bool reserveSpace(FileHandle file, int64_t bytes);
 
 // Bytes of a file, -1 when that can't be told.

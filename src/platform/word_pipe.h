@@ -38,17 +38,15 @@ template <uint32_t capacity>
 void send(WordPipe<capacity>& pipe, int32_t word, uint32_t wakeAt = 1) {
   pthread_mutex_lock(&pipe.lock);
   pipe.words[pipe.sent++ % capacity] = word;
-  const bool wakes = pipe.receiverWaits && pipe.sent - pipe.received >= wakeAt;
+  if (pipe.receiverWaits && pipe.sent - pipe.received >= wakeAt) pthread_cond_signal(&pipe.filled);
   pthread_mutex_unlock(&pipe.lock);
-  if (wakes) pthread_cond_signal(&pipe.filled);
 }
 
 template <uint32_t capacity>
 void wakeReceiver(WordPipe<capacity>& pipe) {
   pthread_mutex_lock(&pipe.lock);
-  const bool wakes = pipe.receiverWaits && pipe.sent != pipe.received;
+  if (pipe.receiverWaits && pipe.sent != pipe.received) pthread_cond_signal(&pipe.filled);
   pthread_mutex_unlock(&pipe.lock);
-  if (wakes) pthread_cond_signal(&pipe.filled);
 }
 
 // Takes a word if there is one.

@@ -227,7 +227,7 @@ int32_t GetNextMidBlock(SortSession& session, int32_t number, EntryRange& block,
     isLast = true;
     return 0;
   }
-  const uint32_t bytes = takeStretch(run.consumerBlock, session.work->sizes.midBlock);
+  const uint32_t bytes = takeStretch(run.consumerBlock, session.work->reader->stretch);
   isLast = *run.consumerBlock == 0;
   if (bytes == 0) return 0;
   const uint8_t* const buffer = run.readBuffers[run.consumerBuffer];

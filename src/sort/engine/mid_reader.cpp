@@ -17,12 +17,12 @@ constexpr int32_t noMidReader = 1022;
 
 // Requests that the reader is woken for: many at a time where there are many runs to go on with meanwhile.
 uint32_t requestsAtOnce(const MidReaderState& reader) {
-  return static_cast<uint32_t>(std::clamp(reader.fileCount / 4, 1, 16));
+  return static_cast<uint32_t>(std::clamp(reader.fileCount / 4, 1, 64));
 }
 
 int32_t readStretch(SortSession& session, SortRun& run) {
   if (!isRunning(session)) return 77;
-  const uint32_t bytes = takeStretch(run.readerBlock, session.work->sizes.midBlock);
+  const uint32_t bytes = takeStretch(run.readerBlock, session.work->reader->stretch);
   if (bytes == 0) {
     platform::closeFile(run.file);
     run.file = platform::noFile;
@@ -68,16 +68,17 @@ int32_t readBufferSize(const SortWorkState& work, int32_t fileCount, int32_t run
 
 // Room of one read buffer. Buffers don't touch, for copies run on a little behind an entry, and each starts
 // at another line of the cache.
-size_t readBufferRoom(const MemorySizes& sizes) {
-  return (static_cast<size_t>(sizes.midBlock) + copySlack + 127) & ~size_t{63};
+size_t readBufferRoom(int32_t stretch) {
+  return (static_cast<size_t>(stretch) + copySlack + 127) & ~size_t{63};
 }
 
-int32_t allocateReader(SortSession& session, int32_t fileCount) {
+int32_t allocateReader(SortSession& session, int32_t fileCount, int32_t runCount) {
   SortWorkState& work = *session.work;
   if (work.reader == nullptr) work.reader = session.memory.make<MidReaderState>();
   if (work.reader == nullptr) return noMemory(sizeof(MidReaderState));
   MidReaderState& reader = *work.reader;
-  const size_t bytes = readBufferRoom(work.sizes) * 2 * static_cast<size_t>(fileCount);
+  reader.stretch = readBufferSize(work, fileCount, runCount);
+  const size_t bytes = readBufferRoom(reader.stretch) * 2 * static_cast<size_t>(fileCount);
   reader.buffers = static_cast<uint8_t*>(session.memory.allocateBuffer(bytes));
   if (reader.buffers == nullptr) return noMemory(bytes);
   reader.answers = session.memory.make<platform::WordPipe<4>>(static_cast<size_t>(fileCount));
@@ -105,10 +106,9 @@ int32_t ForkMidReader(SortSession& session, int32_t firstRun, int32_t runCount) 
     for (int32_t run = 0; run < runCount; ++run) resetCursors(*runs[run]);
     return 0;
   }
-  work.sizes.midBlock = readBufferSize(work, fileCount, runCount);
-  if (const int32_t failure = allocateReader(session, fileCount); failure != 0) return failure;
+  if (const int32_t failure = allocateReader(session, fileCount, runCount); failure != 0) return failure;
   MidReaderState& reader = *work.reader;
-  const size_t room = readBufferRoom(work.sizes);
+  const size_t room = readBufferRoom(reader.stretch);
   for (int32_t run = 0, file = 0; run < runCount; ++run) {
     resetCursors(*runs[run]);
     if (runs[run]->memory != nullptr) continue;
@@ -126,9 +126,9 @@ int32_t ForkMidReader(SortSession& session, int32_t firstRun, int32_t runCount) 
   return 0;
 }
 
-uint32_t takeStretch(const uint32_t*& block, int32_t midBlock) {
+uint32_t takeStretch(const uint32_t*& block, int32_t most) {
   uint32_t bytes = 0;
-  while (*block != 0 && bytes + *block <= static_cast<uint32_t>(midBlock)) bytes += *block++;
+  while (*block != 0 && bytes + *block <= static_cast<uint32_t>(most)) bytes += *block++;
   return bytes;
 }
 

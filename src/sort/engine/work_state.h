@@ -25,7 +25,7 @@ struct MemorySizes {
   int32_t entryOverhead;    // H: space that a record costs at worst apart from its length
   int32_t inputBuffer;      // I: one I_buf
   int32_t sortBuffer;       // Z: one S_buf, and one writer buffer
-  int32_t midBlock;         // Y: largest stretch of a run that one read fetches; it only grows
+  int32_t midBlock;         // Y: smallest read buffer that holds every block of a run; it only grows
   int32_t outputBuffer;     // O: one O_buf
   int32_t residentBuffers;  // R: runs, not bytes, that may stay in memory
 };
@@ -141,6 +141,7 @@ struct MidReaderState {
   platform::Worker worker;
   platform::WordPipe<4>* answers;  // one for each run that lies in a file
   uint8_t* buffers;                // two for each
+  int32_t stretch;                 // bytes of a read buffer: Y or this merge's larger share of memory
   int32_t fileCount;
   bool running;
 };

@@ -1,0 +1,180 @@
+// Merges of runs in memory, in blocks and in files, beside a plain sort of all their entries.
+#include "sort/engine/merge.h"
+
+#include "engine_run.h"
+#include "sort/engine/mid_reader.h"
+#include "sort/engine/mid_writer.h"
+
+namespace {
+
+using namespace qrt::sort;
+using namespace qrt::test;
+
+using Runs = std::vector<std::vector<Entry>>;
+
+std::vector<Entry> sortedEntries(const Runs& runs) {
+  std::vector<Entry> all;
+  for (const std::vector<Entry>& run : runs) all.insert(all.end(), run.begin(), run.end());
+  std::sort(all.begin(), all.end(), isBelow);
+  return all;
+}
+
+// Entries dealt out to runs, in order within each. Keys of kind 0 are random, of 1 all equal, of 2 long and
+// alike, of 3 of different lengths, and of 4 such that one run follows the other.
+Runs makeRuns(size_t count, size_t entries, int kind, std::mt19937& random) {
+  Runs runs(count);
+  for (uint32_t at = 0; at < entries; ++at) {
+    std::vector<uint32_t> fields{static_cast<uint32_t>(random()), static_cast<uint32_t>(random())};
+    if (kind == 1) fields = {UINT32_MAX, UINT32_MAX};
+    if (kind == 2)
+      fields = {7, 7, 7, 7, static_cast<uint32_t>(random() % 3), 7, static_cast<uint32_t>(random() % 99)};
+    if (kind == 3) fields.resize(random() % 4, 1);
+    const size_t run = kind == 4 ? at * count / entries : random() % count;
+    if (kind == 4) fields = {at / 3};
+    runs[run].push_back(makeEntry(fields, at, random() % 20));
+  }
+  for (std::vector<Entry>& run : runs) std::sort(run.begin(), run.end(), isBelow);
+  return runs;
+}
+
+// Gives runs out in blocks that stand in the same place one after the other, so that what is read behind its
+// time is found out.
+struct BlockSource {
+  Runs runs;
+  std::vector<std::vector<uint32_t>> blocks;
+  std::vector<size_t> positions;
+  std::mt19937 random{3};
+
+  explicit BlockSource(const Runs& entries)
+      : runs(entries), blocks(entries.size()), positions(entries.size()) {
+    for (std::vector<uint32_t>& block : blocks) block.resize(2000);
+    current() = this;
+  }
+  static BlockSource*& current() {
+    static BlockSource* source;
+    return source;
+  }
+  static int32_t next(SortSession&, int32_t run, EntryRange& range, bool& isLast) {
+    BlockSource& source = *current();
+    std::vector<uint32_t>& block = source.blocks[static_cast<size_t>(run)];
+    const std::vector<Entry>& entries = source.runs[static_cast<size_t>(run)];
+    size_t& at = source.positions[static_cast<size_t>(run)];
+    std::fill(block.begin(), block.end(), 0);
+    size_t used = 0;
+    for (size_t wanted = 1 + source.random() % 5; wanted > 0 && at < entries.size(); --wanted, ++at)
+      used +=
+          static_cast<size_t>(std::copy(entries[at].begin(), entries[at].end(), &block[used]) - &block[used]);
+    // The end is told with the last block or by an empty one behind it.
+    isLast = at == entries.size() && source.random() % 2 == 0;
+    const auto* const bytes = reinterpret_cast<const uint8_t*>(block.data());
+    range = {bytes, bytes + used * 4};
+    return 0;
+  }
+};
+
+TEST(Merge, YieldsTheEntriesOfAllBlocksInOrder) {
+  std::mt19937 random(11);
+  for (const size_t count : {1, 2, 3, 5, 17, 255, 256}) {
+    for (int kind = 0; kind < 5; ++kind) {
+      for (const size_t entries : {size_t{0}, count / 2, count * 20}) {
+        EngineRun run;
+        const Runs runs = makeRuns(count, entries, kind, random);
+        BlockSource source(runs);
+        run.work->nextBlock = BlockSource::next;
+        OutputRange output{};
+        ASSERT_EQ(SingleMerge(*run.session, 0, static_cast<int32_t>(count), output), 0);
+        ASSERT_EQ(run.delivered, sortedEntries(runs)) << count << " runs, keys of kind " << kind;
+      }
+    }
+  }
+}
+
+// Stores a run like an input phase does.
+void store(EngineRun& run, const std::vector<Entry>& entries, bool inFile) {
+  uint8_t* bytes;
+  if (inFile) {
+    ASSERT_EQ(nextWriterBuffer(*run.session, bytes), 0);
+  } else {
+    bytes = static_cast<uint8_t*>(run.session->memory.allocateBuffer(8192 + 16));
+  }
+  auto* const blocks = run.session->memory.make<uint32_t>(entries.size() + 1);
+  uint32_t used = 0, block = 0;
+  for (const Entry& entry : entries) {
+    const auto size = static_cast<uint32_t>(entry.size() * 4);
+    memcpy(bytes + used, entry.data(), size);
+    used += size;
+    if (blocks[block] != 0 && blocks[block] + size > 512) ++block;
+    blocks[block] += size;
+  }
+  if (inFile) {
+    writeBuffer(*run.session, used);
+    InitMidRun(*run.session, blocks, static_cast<int32_t>(entries.size() + 1), nullptr, nullptr);
+  } else {
+    InitMidRun(*run.session, nullptr, 0, bytes, bytes + used);
+  }
+}
+
+TEST(Merge, ReadsRunsInMemoryAndInFilesByTheirBlocks) {
+  std::mt19937 random(12);
+  for (const size_t count : {1, 2, 40, 256}) {
+    for (const size_t resident : {0, 1}) {
+      for (const int32_t stretch : {512, 1300, 4096}) {
+        EngineRun run;
+        run.work->sizes.blockSize = 512;
+        run.work->sizes.t2 = 0;  // read buffers of Y bytes
+        run.work->sizes.midBlock = stretch;
+        const Runs runs = makeRuns(count, count * 40, 0, random);
+        for (size_t at = 0; at < resident; ++at) store(run, runs[at], false);
+        ASSERT_EQ(ForkMidWriter(*run.session), 0);
+        for (size_t at = resident; at < count; ++at) store(run, runs[at], true);
+        ASSERT_EQ(endMidWriter(*run.session), 0);
+        ASSERT_EQ(run.work->runCount, static_cast<int32_t>(count));
+        run.work->nextBlock = GetNextMidBlock;
+        OutputRange output{};
+        ASSERT_EQ(InitRunsEntries(*run.session, 0, run.work->runCount), 0);
+        ASSERT_EQ(SingleMerge(*run.session, 0, run.work->runCount, output), 0);
+        endMidReader(*run.session);
+        ASSERT_EQ(run.delivered, sortedEntries(runs));
+      }
+    }
+  }
+}
+
+TEST(Merge, NotesTheBlocksOfARunThatItWrites) {
+  std::mt19937 random(13);
+  EngineRun run;
+  run.work->sizes.blockSize = 512;
+  std::vector<uint8_t> area(400), written;
+  OutputRange output{area.data(), area.data() + area.size()};
+  static std::vector<uint8_t>* areaOf = &area;
+  static std::vector<uint8_t>* writtenOf;
+  writtenOf = &written;
+  run.work->writeBlock = [](SortSession&, OutputRange& range, bool) {
+    writtenOf->insert(writtenOf->end(), areaOf->data(), range.cursor);
+    range.cursor = areaOf->data();
+    return 0;
+  };
+  SortRun& target = *InitMidRun(*run.session, run.session->memory.make<uint32_t>(2), 2, nullptr, nullptr);
+  target.blocksInUse = 1;
+  run.work->outputRun = &target;
+  std::vector<uint32_t> expectedBytes, expectedBlocks{0};
+  for (uint32_t at = 0; at < 3000; ++at) {
+    const Entry entry = makeEntry({at}, at, at % 100 == 0 ? 300 : random() % 30);
+    const auto size = static_cast<uint32_t>(entry.size() * 4);
+    expectedBytes.insert(expectedBytes.end(), entry.begin(), entry.end());
+    if (expectedBlocks.back() != 0 && expectedBlocks.back() + size > 512) expectedBlocks.push_back(0);
+    expectedBlocks.back() += size;
+    std::vector<uint32_t> padded = entry;
+    padded.resize(entry.size() + 4);  // entries stand in buffers with some room behind them
+    ASSERT_EQ(
+        RestoreMidRecord(*run.session, reinterpret_cast<const SortEntry*>(padded.data()), nullptr, output),
+        0);
+  }
+  run.work->writeBlock(*run.session, output, true);
+  EXPECT_EQ(written.size(), expectedBytes.size() * 4);
+  EXPECT_EQ(memcmp(written.data(), expectedBytes.data(), written.size()), 0);
+  expectedBlocks.push_back(0);
+  EXPECT_EQ(std::vector<uint32_t>(target.blocks, target.blocks + target.blocksInUse + 1), expectedBlocks);
+}
+
+}  // namespace
