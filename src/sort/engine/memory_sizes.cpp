@@ -74,7 +74,8 @@ int32_t sizeEntries(const SortOptions& options, MemorySizes& sizes) {
       overhead += 2;
   }
   const int64_t longest = options.recordLength + 8;
-  const int64_t bound = overhead + longest * std::max(factor, options.localeCollation ? widest : 0);
+  int64_t bound = overhead + longest * std::max(factor, options.localeCollation ? widest : 0);
+  if (isCopy) bound += constants;  // an output block takes the longest record
   if (bound > INT32_MAX / 8) return noMemory(static_cast<size_t>(std::min<int64_t>(2 * bound, INT32_MAX)));
   sizes.keyFactor = static_cast<int32_t>(factor);
   sizes.entryOverhead = static_cast<int32_t>(overhead);

@@ -151,6 +151,16 @@ struct RecordState;
 // The output and its blocks; see output.h.
 struct OutputState;
 
+// With "sum": the record written last, to which equal-keyed ones are added.
+struct HeldRecord {
+  uint8_t* record;  // in the output block; null for none
+  uint32_t length;
+  uint8_t* aside;   // room for the longest record, while its block is written
+  uint8_t* values;  // sums on their way
+  bool overflowTold;
+  bool shortTold;  // of short binary fields
+};
+
 struct SortWorkState {
   MemorySizes sizes;
   int64_t inputSize;  // bytes, all sources together; 0 when it isn't known
@@ -176,7 +186,8 @@ struct SortWorkState {
   Restore restore;
   BlockWriter writeBlock;
 
-  uint8_t* heldEntry;        // E bytes: the previous entry, while its block is used again
+  uint8_t* heldEntry;  // E bytes: the previous entry, while its block is used again
+  HeldRecord held;
   const SortEntry* checked;  // the previous entry of a check, or null
   int32_t checkedSource;     // that it came from
 

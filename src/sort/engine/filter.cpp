@@ -1,0 +1,327 @@
+// Conditions: the operands of each are brought into one form and compared; the result picks the next
+// condition.
+#include "sort/engine/filter.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <algorithm>
+#include <compare>
+#include <iterator>
+
+#include "sort/engine/keys.h"
+#include "sort/engine/messages.h"
+#include "sort/engine/number_forms.h"
+#include "sort/engine/work_state.h"
+
+namespace qrt::sort {
+namespace {
+
+// The left operand below, equal to or above the right one.
+enum Order : uint8_t { less, equal, greater };
+
+constexpr bool holds(Comparison comparison, Order order) {
+  constexpr bool table[6][3] = {
+      {false, true, false},  // equal
+      {true, false, true},   // not equal
+      {false, false, true},  // greater
+      {false, true, true},   // greater or equal
+      {true, false, false},  // less
+      {true, true, false},   // less or equal
+  };
+  return table[static_cast<int>(comparison)][order];
+}
+
+template <typename T>
+Order orderOf(T left, T right) {
+  return left < right ? less : left > right ? greater : equal;
+}
+
+Order orderOfBytes(Piece left, Piece right) {
+  const int difference = memcmp(left.first, right.first, std::min(left.size(), right.size()));
+  return difference != 0 ? orderOf(difference, 0) : orderOf(left.size(), right.size());
+}
+
+// One side of a condition.
+struct Operand {
+  FieldType type;        // of a constant: the left side's, whose form it has
+  const SortKey* range;  // null for a constant
+  const Constant* constant;
+
+  bool isNullConstant() const { return constant != nullptr && constant->type == FieldType::nullConstant; }
+  bool isFloatConstant() const { return constant != nullptr && constant->type == FieldType::floatConstant; }
+};
+
+constexpr bool isInteger(FieldType type) {
+  return type <= FieldType::ulong32 || type == FieldType::flength;
+}
+
+constexpr bool isFloat(FieldType type) {
+  return type >= FieldType::float32 && type <= FieldType::extended;
+}
+
+constexpr bool isDecimalForm(FieldType type) {
+  return (type >= FieldType::fixed && type <= FieldType::scuint);
+}
+
+Piece constantPiece(const Constant& constant) {
+  return {constant.bytes, constant.bytes + constant.length};
+}
+
+Piece pieceOf(const SortSession& session, const Operand& operand) {
+  if (operand.constant != nullptr) return constantPiece(*operand.constant);
+  const bool isText = operand.type == FieldType::character || operand.type == FieldType::numericText ||
+                      operand.type == FieldType::dateText;
+  return isText ? characterPiece(session, *operand.range) : plainPiece(session, *operand.range);
+}
+
+bool isFieldIn(const SortSession& session, const Operand& operand, const bool* flags) {
+  return operand.range != nullptr && operand.range->startField < session.options->format.count &&
+         flags[operand.range->startField];
+}
+
+bool isNull(const SortSession& session, const Operand& operand) {
+  return operand.isNullConstant() || isFieldIn(session, operand, session.work->records->isNull);
+}
+
+bool isAbsent(const SortSession& session, const Operand& operand) {
+  const RecordState& records = *session.work->records;
+  if (operand.range == nullptr || !session.options->variableLength) return false;
+  if (isFieldIn(session, operand, records.isAbsent)) return true;
+  const SortKey& range = *operand.range;
+  return range.startByte != 0 &&
+         records.start[range.startField] + range.startByte > records.start[range.startField + 1];
+}
+
+// ---- Bytes and bits
+
+// A text with d, i and f applied; `room` has as many bytes as the piece.
+Piece modified(const SortKey* range, Piece piece, uint8_t* room) {
+  if (range == nullptr || (!range->dictionary && !range->printable && !range->fold)) return piece;
+  const bool* const keeps = range->dictionary ? dictionaryBytes : range->printable ? printableBytes : nullptr;
+  uint8_t* to = room;
+  for (const uint8_t* at = piece.first; at < piece.end; ++at)
+    if (keeps == nullptr || keeps[*at]) *to++ = range->fold ? foldByte(*at) : *at;
+  return {room, to};
+}
+
+// The bytes by which a text sorts in the locale. `room` has 8 bytes for each byte of the piece.
+Piece collated(const RecordState& records, const SortKey* range, Piece piece, uint8_t* room, size_t size) {
+  static constexpr SortKey plain{};
+  auto* const characters = reinterpret_cast<int32_t*>(room);
+  const size_t count = charactersOf(*records.collation, range != nullptr ? *range : plain, piece, characters);
+  uint8_t* const text = room + count * sizeof(int32_t);
+  uint8_t* const to = text + 4 * count + 1;
+  return {to, to + sortBytes(*records.collation, characters, count, text, to, size)};
+}
+
+Order compareText(SortSession& session, const Operand& left, const Operand& right) {
+  RecordState& records = *session.work->records;
+  Piece first = pieceOf(session, left), second = pieceOf(session, right);
+  uint8_t* const rooms[] = {records.compared[0], records.compared[1]};
+  if (records.collation == nullptr)
+    return orderOfBytes(modified(left.range, first, rooms[0]), modified(right.range, second, rooms[1]));
+  return orderOfBytes(collated(records, left.range, first, rooms[0], records.comparedRoom / 2),
+                      collated(records, right.range, second, rooms[1], records.comparedRoom / 2));
+}
+
+struct Bits {
+  Piece bytes;
+  uint32_t count;
+};
+
+// The bits of an operand from a byte boundary on.
+Bits bitsOf(const SortSession& session, const Operand& operand, uint8_t* room) {
+  const Piece piece = pieceOf(session, operand);
+  if (operand.constant != nullptr) {
+    const bool counted = operand.constant->type == FieldType::bitConstant;
+    return {piece, counted ? static_cast<uint32_t>(operand.constant->bits) : 8 * piece.size()};
+  }
+  const SortKey& range = *operand.range;
+  const bool endsInside = range.endBit != 0 && piece.end < session.work->records->end;
+  if (range.startBit == 0 && !endsInside) return {piece, 8 * piece.size()};
+  const uint32_t bytes = piece.size() + (endsInside ? 1 : 0);
+  for (uint32_t at = 0; at < bytes; ++at) {
+    const uint32_t next = at + 1 < bytes ? piece.first[at + 1] : 0;
+    room[at] = static_cast<uint8_t>((piece.first[at] << 8 | next) >> (8 - range.startBit));
+  }
+  const auto count =
+      static_cast<int32_t>(8 * piece.size()) + (endsInside ? range.endBit : 0) - range.startBit;
+  const uint32_t bits = count > 0 ? static_cast<uint32_t>(count) : 0;
+  if (bits % 8 != 0) room[bits / 8] &= static_cast<uint8_t>(0xFF00 >> bits % 8);
+  return {{room, room + (bits + 7) / 8}, bits};
+}
+
+Order compareBits(SortSession& session, const Operand& left, const Operand& right) {
+  const RecordState& records = *session.work->records;
+  const Bits first = bitsOf(session, left, records.compared[0]),
+             second = bitsOf(session, right, records.compared[1]);
+  const int difference =
+      memcmp(first.bytes.first, second.bytes.first, std::min(first.bytes.size(), second.bytes.size()));
+  return difference != 0 ? orderOf(difference, 0) : orderOf(first.count, second.count);
+}
+
+// ---- Numbers
+
+template <typename T>
+T valueAt(const uint8_t* at) {
+  T value;
+  memcpy(&value, at, sizeof(value));
+  return value;
+}
+
+int64_t integerOf(const SortSession& session, const Operand& operand) {
+  const uint8_t* const at = pieceOf(session, operand).first;
+  switch (operand.type) {
+    case FieldType::int32:
+    case FieldType::long32:
+      return valueAt<int32_t>(at);
+    case FieldType::int16:
+      return valueAt<int16_t>(at);
+    case FieldType::uint16:
+    case FieldType::rlength2:
+    case FieldType::rlength2x:
+    case FieldType::flength:
+      return valueAt<uint16_t>(at);
+    default:
+      return valueAt<uint32_t>(at);
+  }
+}
+
+long double textValue(Piece piece) {
+  char text[64];
+  const size_t length = std::min<size_t>(piece.size(), sizeof(text) - 1);
+  size_t kept = 0;
+  for (size_t at = 0; at < length; ++at)
+    if (piece.first[at] != ',') text[kept++] = static_cast<char>(piece.first[at]);
+  text[kept] = 0;
+  return strtold(text, nullptr);
+}
+
+long double floatOf(const SortSession& session, const Operand& operand) {
+  const Piece piece = pieceOf(session, operand);
+  if (operand.isFloatConstant() && !isFloat(operand.type)) return valueAt<double>(piece.first);
+  switch (operand.type) {
+    case FieldType::float32:
+      return valueAt<float>(piece.first);
+    case FieldType::float64:
+      return valueAt<double>(piece.first);
+    case FieldType::extended:
+      return valueAt<long double>(piece.first);
+    case FieldType::numericText:
+      return textValue(piece);
+    default:
+      return static_cast<long double>(integerOf(session, operand));
+  }
+}
+
+Piece numericTextOf(const SortSession& session, const Operand& operand, uint8_t* room) {
+  const RecordState& records = *session.work->records;
+  const Piece piece = pieceOf(session, operand);
+  if (operand.type == FieldType::numericText) {
+    if (operand.constant != nullptr) return piece;
+    const std::string_view text(reinterpret_cast<const char*>(piece.first), piece.size());
+    return {room, room + numericTextForm(text, records.decimalPoint, records.digitSeparator, room)};
+  }
+  char digits[24];
+  const int length =
+      snprintf(digits, sizeof(digits), "%lld", static_cast<long long>(integerOf(session, operand)));
+  return {room, room + numericTextForm({digits, static_cast<size_t>(length)}, '.', ',', room)};
+}
+
+// Digits of a packed number as pairs that end with the last digit, as those of other decimals do.
+size_t packedPairs(Piece piece, uint8_t* form) {
+  uint8_t pairs[256];
+  const uint32_t count = std::min<uint32_t>(piece.size(), 255);
+  uint8_t before = 0;
+  for (uint32_t at = 0; at < count; ++at) {
+    pairs[at] = static_cast<uint8_t>(before << 4 | piece.first[at] >> 4);
+    before = piece.first[at] & 0xF;
+  }
+  return decimalFormOfBytes(before == 0xB || before == 0xD, pairs, count, form);
+}
+
+Piece decimalOf(const SortSession& session, const Operand& operand, uint8_t* room) {
+  const Piece piece = pieceOf(session, operand);
+  if (operand.constant != nullptr) return piece;
+  const size_t length =
+      operand.type == FieldType::packed ? packedPairs(piece, room) : decimalFormOf(operand.type, piece, room);
+  return {room, room + length};
+}
+
+template <typename Bits>
+uint64_t hexadecimalBits(Piece piece) {
+  constexpr int fractionBits = 8 * sizeof(Bits) - 8;
+  uint64_t bits = 0;
+  for (uint32_t at = 0; at < sizeof(Bits); ++at) bits = bits << 8 | piece.first[at];
+  uint64_t fraction = bits & ((uint64_t{1} << fractionBits) - 1), head = bits >> fractionBits;
+  if (fraction == 0) return 0;
+  for (; fraction >> (fractionBits - 4) == 0 && (head & 0x7F) != 0; --head) fraction <<= 4;
+  return head << fractionBits | fraction;
+}
+
+uint64_t hexadecimalOf(const SortSession& session, const Operand& operand) {
+  const Piece piece = pieceOf(session, operand);
+  return operand.type == FieldType::kx70float ? hexadecimalBits<uint32_t>(piece)
+                                              : hexadecimalBits<uint64_t>(piece);
+}
+
+// ---- One condition
+
+Order compare(SortSession& session, const Operand& left, const Operand& right) {
+  const RecordState& records = *session.work->records;
+  if (session.options->binary) {
+    const bool leftNull = isNull(session, left), rightNull = isNull(session, right);
+    if (leftNull || rightNull) return orderOf(!leftNull, !rightNull);
+    const bool leftAbsent = isAbsent(session, left), rightAbsent = isAbsent(session, right);
+    if (leftAbsent || rightAbsent) return orderOf(!leftAbsent, !rightAbsent);
+  }
+  if (left.type == FieldType::character || left.type == FieldType::dateText)
+    return compareText(session, left, right);
+  if (left.type == FieldType::bin || left.type == FieldType::null) return compareBits(session, left, right);
+  if (isDecimalForm(left.type))
+    return orderOfBytes(decimalOf(session, left, records.compared[0]),
+                        decimalOf(session, right, records.compared[1]));
+  if (left.type == FieldType::kx70float || left.type == FieldType::kx70double)
+    return orderOf(hexadecimalOf(session, left), hexadecimalOf(session, right));
+  if (isFloat(left.type) || isFloat(right.type) || right.isFloatConstant())
+    return orderOf(floatOf(session, left), floatOf(session, right));
+  if (left.type == FieldType::numericText || right.type == FieldType::numericText)
+    return orderOfBytes(numericTextOf(session, left, records.compared[0]),
+                        numericTextOf(session, right, records.compared[1]));
+  return orderOf(integerOf(session, left), integerOf(session, right));
+}
+
+}  // namespace
+
+int32_t initFilter(SortSession& session) {
+  RecordState& records = *session.work->records;
+  int32_t longest = session.options->recordLength;
+  for (const SelectCondition& condition : session.options->conditions)
+    longest = std::max(longest, condition.rightConstant.length);
+  // Characters of four bytes, their text, and what they sort by; or a decimal form.
+  records.comparedRoom = 16 * (static_cast<size_t>(longest) + 32);
+  for (uint8_t*& room : records.compared) {
+    room = static_cast<uint8_t*>(session.memory.allocateBuffer(records.comparedRoom));
+    if (room == nullptr) return noMemory(records.comparedRoom);
+  }
+  return 0;
+}
+
+bool qsxFilterOut(SortSession& session) {
+  const GrowingTable<SelectCondition>& conditions = session.options->conditions;
+  int32_t number = 0;
+  while (number >= 0) {
+    const SelectCondition& condition = conditions[number];
+    const bool isField = condition.rightKind == SelectCondition::RightKind::field;
+    const Operand left = {condition.left.type, &condition.left, nullptr};
+    const Operand right = isField ? Operand{condition.rightRange.type, &condition.rightRange, nullptr}
+                                  : Operand{condition.left.type, nullptr, &condition.rightConstant};
+    number =
+        holds(condition.comparison, compare(session, left, right)) ? condition.ifTrue : condition.ifFalse;
+  }
+  return number == SelectCondition::omit;
+}
+
+}  // namespace qrt::sort

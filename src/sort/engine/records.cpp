@@ -1,0 +1,339 @@
+// The record scanners.
+#include "sort/engine/records.h"
+
+#include <string.h>
+
+#include <algorithm>
+
+#include "sort/engine/messages.h"
+#include "sort/engine/work_state.h"
+
+namespace qrt::sort {
+namespace {
+
+constexpr int32_t tooShort = 31, tooLong = 32, badFlength = 54, badLastField = 55,
+                  badCharacter = 62;  // messages
+
+Scan complain(const RecordState& records, int32_t number) {
+  message(number, records.recordNumber, records.sourceName);
+  return Scan::failed;
+}
+
+// ---- Text
+
+// The end of the line at `at`, or null when it isn't in the block.
+const uint8_t* lineEnd(const uint8_t* at, const uint8_t* limit) {
+  return static_cast<const uint8_t*>(memchr(at, '\n', static_cast<size_t>(limit - at)));
+}
+
+Scan takeLine(SortSession& session, RecordState& records, const uint8_t* at, const uint8_t* limit) {
+  const uint8_t* const feed = lineEnd(at, limit);
+  if (feed == nullptr) return Scan::needsMore;
+  const int64_t length = feed - at;
+  records.longestLine = std::max(records.longestLine, length);
+  if (length > session.options->recordLength) return complain(records, tooLong);
+  records.begin = at;
+  records.end = feed + 1;
+  records.start[session.options->largestField] = feed > at && feed[-1] == '\r' ? feed - 1 : feed;
+  return Scan::record;
+}
+
+// The end of the field that starts at `field`: the next separator, or the end.
+const uint8_t* behindSeparated(const uint8_t* field, const uint8_t* end, bool first, uint8_t separator) {
+  if (!first) ++field;  // its own separator
+  if (field >= end) return end;
+  const void* next = memchr(field, separator, static_cast<size_t>(end - field));
+  return next != nullptr ? static_cast<const uint8_t*>(next) : end;
+}
+
+const uint8_t* behindBlanksAndText(const uint8_t* field, const uint8_t* end) {
+  while (field < end && isBlank(*field)) ++field;
+  while (field < end && !isBlank(*field)) ++field;
+  return field;
+}
+
+template <typename Behind>
+void markFields(RecordState& records, int32_t largestField, Behind behind) {
+  const uint8_t* const end = records.start[largestField];
+  const int32_t needed = std::min(records.neededFields, largestField);
+  const uint8_t* at = records.begin;
+  for (int32_t field = 0; field < needed; ++field) {
+    records.start[field] = at;
+    if (field + 1 < needed) at = behind(at, end, field == 0);
+  }
+}
+
+Scan scanText(SortSession& session, const uint8_t* at, const uint8_t* limit) {
+  RecordState& records = *session.work->records;
+  if (const Scan scan = takeLine(session, records, at, limit); scan != Scan::record) return scan;
+  const SortOptions& options = *session.options;
+  if (options.separatorIsDefault) {
+    markFields(records, options.largestField, [](const uint8_t* field, const uint8_t* end, bool) {
+      return behindBlanksAndText(field, end);
+    });
+  } else {
+    markFields(records, options.largestField, [&](const uint8_t* field, const uint8_t* end, bool first) {
+      return behindSeparated(field, end, first, options.separator);
+    });
+  }
+  return Scan::record;
+}
+
+// One character's worth of a walk through a line; -1 for bytes that are no character.
+struct Walk {
+  const platform::Collation& collation;
+  const uint8_t* at;
+  const uint8_t* end;
+
+  bool ended() const { return at >= end; }
+  int32_t look(int32_t& length) const { return characterAt(collation, at, end, length); }
+};
+
+Scan scanCharacters(SortSession& session, const uint8_t* at, const uint8_t* limit) {
+  RecordState& records = *session.work->records;
+  if (const Scan scan = takeLine(session, records, at, limit); scan != Scan::record) return scan;
+  const SortOptions& options = *session.options;
+  int32_t length;
+  for (Walk walk{*records.collation, records.begin, records.start[options.largestField]}; !walk.ended();
+       walk.at += length)
+    if (walk.look(length) < 0) return complain(records, badCharacter);
+  markFields(records, options.largestField, [&](const uint8_t* field, const uint8_t* end, bool first) {
+    Walk walk{*records.collation, field, end};
+    int32_t bytes = 1;
+    if (options.separatorIsDefault) {
+      for (; !walk.ended() && isBlank(walk.collation, walk.look(bytes)); walk.at += bytes) {
+      }
+      for (; !walk.ended() && !isBlank(walk.collation, walk.look(bytes)); walk.at += bytes) {
+      }
+    } else {
+      if (!first && !walk.ended()) ++walk.at;
+      for (; !walk.ended() && walk.look(bytes) != options.separator; walk.at += bytes) {
+      }
+    }
+    return walk.at;
+  });
+  return Scan::record;
+}
+
+// ---- Binary
+
+template <typename T>
+uint32_t numberAt(const uint8_t* at) {
+  T value;
+  memcpy(&value, at, sizeof(value));
+  return value;
+}
+
+// The length of the record at `at`, by its length field.
+uint64_t prefixedLength(FieldType type, const uint8_t* at) {
+  switch (type) {
+    case FieldType::rlength2:
+      return numberAt<uint16_t>(at);
+    case FieldType::rlength2x:
+      return numberAt<uint16_t>(at) + 2U;
+    case FieldType::rlength4:
+      return numberAt<uint32_t>(at);
+    default:
+      return uint64_t{numberAt<uint32_t>(at)} + 4;
+  }
+}
+
+// What the walk through a format carries from a "null" or "flength" field to the field behind.
+struct Pending {
+  bool null = false;
+  bool flength = false;
+  int32_t length = 0;
+};
+
+// The last field read, at the end of a variable record: whether it may end there. `field` starts at `at`, and
+// has `length` bytes by format or flength.
+Scan checkLastField(const RecordState& records, const FormatField& field, bool hasFlength, const uint8_t* at,
+                    int32_t length, int32_t following) {
+  const int64_t left = records.end - at;
+  if (field.type == FieldType::flength || field.type == FieldType::null) {
+    if (left < field.length) return complain(records, tooShort);
+    if (left > field.length) return complain(records, tooLong);
+    return following != 0 ? complain(records, badLastField) : Scan::record;
+  }
+  if (hasFlength) return left == length ? Scan::record : complain(records, badFlength);
+  if (left > length) return complain(records, tooLong);
+  return left < length && !isByteString(field.type) ? complain(records, tooShort) : Scan::record;
+}
+
+Scan walkFormat(SortSession& session, RecordState& records) {
+  const SortOptions& options = *session.options;
+  const uint8_t* at = records.begin;
+  Pending pending;
+  int32_t field = 0;
+  for (; field < options.format.count; ++field) {
+    const FormatField& layout = options.format[field];
+    records.start[field] = at;
+    records.isNull[field] = pending.null;
+    records.isAbsent[field] = at >= records.end;
+    const int32_t length = pending.flength ? pending.length : layout.length;
+    const bool hasFlength = pending.flength;
+    if (records.isAbsent[field]) break;
+    const bool whole = records.end - at >= layout.length || hasFlength;
+    switch (layout.type) {
+      case FieldType::null:
+        pending.null = *at == options.nullIndicator;
+        pending.length = options.format[field + 1].length;
+        break;
+      case FieldType::flength:
+        pending.flength = true;
+        pending.length = whole ? static_cast<int32_t>(numberAt<uint16_t>(at)) : 0;
+        if (pending.length > options.format[field + 1].length) return complain(records, badFlength);
+        break;
+      default:
+        pending = {};
+        if (hasFlength && length == 0) records.isAbsent[field] = true;
+        break;
+    }
+    const bool isLast = (length > 0 && records.end - at <= length) || field + 1 == options.format.count;
+    if (isLast) {
+      if (const Scan scan = checkLastField(records, layout, hasFlength, at, length, pending.length);
+          scan != Scan::record)
+        return scan;
+      at = records.end;
+    } else {
+      at += length;
+    }
+  }
+  for (int32_t rest = field; rest < options.format.count; ++rest) {
+    records.start[rest] = records.end;
+    records.isNull[rest] = false;
+    if (rest > field || at >= records.end) records.isAbsent[rest] = true;
+  }
+  records.start[options.format.count] = records.end;
+  return Scan::record;
+}
+
+Scan scanFixed(SortSession& session, const uint8_t* at, const uint8_t* limit) {
+  RecordState& records = *session.work->records;
+  const SortOptions& options = *session.options;
+  if (limit - at < options.fixedLength) return Scan::needsMore;
+  records.begin = at;
+  records.end = at + options.fixedLength;
+  records.start[options.format.count] = records.end;
+  bool null = false;
+  const int32_t needed = std::min(records.neededFields, options.format.count);
+  for (int32_t field = 0; field < needed; ++field) {
+    const FormatField& layout = options.format[field];
+    records.start[field] = at;
+    records.isNull[field] = null;
+    null = layout.type == FieldType::null && *at == options.nullIndicator;
+    at += layout.length;
+  }
+  return Scan::record;
+}
+
+Scan scanVariable(SortSession& session, const uint8_t* at, const uint8_t* limit) {
+  RecordState& records = *session.work->records;
+  const SortOptions& options = *session.options;
+  if (limit - at < options.fixedLength) return Scan::needsMore;
+  const uint64_t length = prefixedLength(options.format[0].type, at);
+  if (length < static_cast<uint64_t>(options.fixedLength)) return complain(records, tooShort);
+  if (length > static_cast<uint64_t>(options.recordLength) + 2) return complain(records, tooLong);
+  if (static_cast<uint64_t>(limit - at) < length) return Scan::needsMore;
+  records.begin = at;
+  records.end = at + length;
+  return walkFormat(session, records);
+}
+
+// One field behind the last whose start is asked for.
+int32_t neededFieldsOf(const SortOptions& options) {
+  int32_t needed = 0;
+  const auto take = [&](const SortKey& range) {
+    needed = std::max(needed, range.startField + 1);
+    if (range.endField < options.largestField) needed = std::max(needed, range.endField + 1);
+  };
+  for (const SortKey& key : options.keys) take(key);
+  for (const SelectCondition& condition : options.conditions) {
+    take(condition.left);
+    if (condition.rightKind == SelectCondition::RightKind::field) take(condition.rightRange);
+  }
+  for (const ReformatItem& item : options.reformat)
+    if (item.kind == ReformatItem::Kind::range) take(item.range);
+  for (const SumField& sum : options.sums) needed = std::max(needed, sum.field + 2);
+  return needed;
+}
+
+}  // namespace
+
+int32_t initRecords(SortSession& session) {
+  const SortOptions& options = *session.options;
+  RecordState* records = session.memory.make<RecordState>();
+  if (records == nullptr) return noMemory(sizeof(RecordState));
+  session.work->records = records;
+  const auto rows = static_cast<size_t>(options.largestField) + 2;
+  records->start = session.memory.make<const uint8_t*>(rows);
+  records->isNull = session.memory.make<bool>(rows);
+  records->isAbsent = session.memory.make<bool>(rows);
+  if (records->start == nullptr || records->isNull == nullptr || records->isAbsent == nullptr)
+    return noMemory(rows * (sizeof(uint8_t*) + 2));
+  records->neededFields = neededFieldsOf(options);
+  records->decimalPoint = '.';
+  records->digitSeparator = ',';
+  if (options.localeCollation && options.collatingTable == nullptr) {
+    records->collation = platform::openCollation(options.localeName);
+    if (records->collation == nullptr) return message(61, options.localeName);
+    records->decimalPoint = platform::decimalPoint(*records->collation);
+    records->digitSeparator = platform::digitSeparator(*records->collation);
+  }
+  if (!options.binary)
+    records->scan = records->collation != nullptr ? scanCharacters : scanText;
+  else
+    records->scan = options.variableLength ? scanVariable : scanFixed;
+  return 0;
+}
+
+void freeRecords(SortSession& session) {
+  if (session.work->records != nullptr) platform::closeCollation(session.work->records->collation);
+  session.work->records = nullptr;
+}
+
+// ---- Ranges
+
+namespace {
+
+const uint8_t* passBlanks(const uint8_t* at, const uint8_t* end) {
+  while (at < end && isBlank(*at)) ++at;
+  return at;
+}
+
+const uint8_t* forward(const uint8_t* at, int32_t bytes, const uint8_t* end) {
+  return end - at > bytes ? at + bytes : std::max(at, end);
+}
+
+}  // namespace
+
+Piece characterPiece(const SortSession& session, const SortKey& range) {
+  const SortOptions& options = *session.options;
+  const RecordState& records = *session.work->records;
+  const uint8_t* const recordEnd = records.start[options.largestField];
+  const bool separated = !options.binary && !options.separatorIsDefault;
+  const uint8_t* first = records.start[range.startField];
+  if (separated && range.startField != 0) first = forward(first, 1, recordEnd);
+  if (range.blankStart) first = passBlanks(first, recordEnd);
+  first = forward(first, range.startByte, recordEnd);
+
+  const uint8_t* end = records.start[range.endField];
+  if (range.endByte != 0 || range.blankEnd) {
+    if (separated && range.endField != 0) end = forward(end, 1, recordEnd);
+    if (range.blankEnd) end = passBlanks(end, recordEnd);
+    end = forward(end, range.endByte, recordEnd);
+  }
+  if (range.trimEnd)
+    while (end > first && isBlank(end[-1])) --end;
+  return {first, std::max(first, end)};
+}
+
+Piece plainPiece(const SortSession& session, const SortKey& range) {
+  const RecordState& records = *session.work->records;
+  const uint8_t* const recordEnd = records.start[session.options->largestField];
+  const uint8_t* const first = forward(records.start[range.startField], range.startByte, recordEnd);
+  const uint8_t* const end = forward(records.start[range.endField], range.endByte, recordEnd);
+  return {first, std::max(first, end)};
+}
+
+}  // namespace qrt::sort

@@ -1,0 +1,64 @@
+// Records as they stand in a block of input: where one ends, where its fields start, and which of them are
+// null or absent. Ranges of the option text are resolved over them.
+#pragma once
+
+#include <stdint.h>
+
+#include "platform/collation.h"
+#include "sort/engine/options.h"
+#include "sort/engine/session.h"
+
+namespace qrt::sort {
+
+struct KeyStep;
+
+enum class Scan : uint8_t { record, needsMore, failed };
+
+// The record scanned last, and what scanning and keys work with.
+struct RecordState {
+  const uint8_t* begin;
+  const uint8_t* end;     // behind the last byte, that of the line end included
+  const uint8_t** start;  // of each field; [largestField] is the end of the data, in front of a line end
+  bool* isNull;           // binary only
+  bool* isAbsent;         // binary only: nothing of the field is in the record
+  int32_t neededFields;   // fields whose start somebody asks for
+
+  Scan (*scan)(SortSession& session, const uint8_t* at, const uint8_t* limit);
+  KeyStep* keys;
+  platform::Collation* collation;  // of the locale, null for none
+  char decimalPoint, digitSeparator;
+  int64_t longestLine;
+  uint8_t* keyRoom;                    // while a key is built: what it may not pass
+  uint8_t* scratch;                    // 8 bytes for each byte of the longest record
+  uint8_t* compared[2];                // the operands of a condition in their common form
+  size_t comparedRoom;                 // bytes of each
+  uint8_t complementedCollation[256];  // of the collating table
+  const char* sourceName;              // for messages
+  int64_t considered;                  // records behind the skipped ones
+  int64_t recordNumber;                // for messages, from 1
+};
+
+// A piece of the record; empty when it is inverted.
+struct Piece {
+  const uint8_t* first;
+  const uint8_t* end;
+
+  uint32_t size() const { return static_cast<uint32_t>(end - first); }
+};
+
+// Prepares scanner and field tables; 0 or a run's code.
+int32_t initRecords(SortSession& session);
+void freeRecords(SortSession& session);
+
+// The piece of the scanned record that a range of type char means: separators passed over, b, byte offsets
+// and e obeyed.
+Piece characterPiece(const SortSession& session, const SortKey& range);
+
+// The piece of any other type: start and end position, inside of the record.
+Piece plainPiece(const SortSession& session, const SortKey& range);
+
+inline bool isBlank(uint8_t byte) {
+  return byte == ' ' || byte == '\t';
+}
+
+}  // namespace qrt::sort

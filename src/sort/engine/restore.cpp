@@ -1,0 +1,118 @@
+#include "sort/engine/restore.h"
+
+#include <string.h>
+
+#include "sort/engine/messages.h"
+#include "sort/engine/sum.h"
+
+namespace qrt::sort {
+namespace {
+
+constexpr int32_t equalKeyedRecords = 2, sumOverflow = 257;  // messages
+constexpr uint32_t prefixSize = sizeof(uint32_t);
+
+uint8_t* putWithPrefix(const SortSession& session, uint8_t* to, const uint8_t* record, uint32_t length) {
+  if (session.options->outputPrefix) {
+    memcpy(to, &length, prefixSize);
+    to += prefixSize;
+  }
+  memcpy(to, record, length);
+  return to;
+}
+
+// Makes room for `bytes`. A held record moves along to the new block, where it can still be added to.
+int32_t makeRoom(SortSession& session, uint64_t bytes, OutputRange& output) {
+  SortWorkState& work = *session.work;
+  HeldRecord& held = work.held;
+  while (static_cast<uint64_t>(output.limit - output.cursor) < bytes) {
+    if (held.record == nullptr) {
+      if (const int32_t result = work.writeBlock(session, output, false); result != 0) return result;
+      continue;
+    }
+    const uint32_t prefix = session.options->outputPrefix ? prefixSize : 0;
+    memcpy(held.aside, held.record, held.length);
+    output.cursor = held.record - prefix;
+    if (const int32_t result = work.writeBlock(session, output, false); result != 0) return result;
+    held.record = putWithPrefix(session, output.cursor, held.aside, held.length);
+    output.cursor = held.record + held.length;
+    if (static_cast<uint64_t>(output.limit - output.cursor) >= bytes) break;
+    held.record = nullptr;  // a block for two records doesn't come
+  }
+  return 0;
+}
+
+int32_t putRecord(SortSession& session, const uint8_t* record, uint32_t length, OutputRange& output) {
+  const uint32_t prefix = session.options->outputPrefix ? prefixSize : 0;
+  if (static_cast<uint64_t>(output.limit - output.cursor) < uint64_t{length} + prefix)
+    if (const int32_t result = makeRoom(session, uint64_t{length} + prefix, output); result != 0)
+      return result;
+  uint8_t* const placed = putWithPrefix(session, output.cursor, record, length);
+  output.cursor = placed + length;
+  if (session.options->sums.count > 0) {
+    session.work->held.record = placed;
+    session.work->held.length = length;
+  }
+  RunCounters& counters = session.run->counters;
+  counters.bytesWritten += length;
+  ++counters.recordsWritten;
+  return 0;
+}
+
+// Adds a record with the held one's keys to it; false when it has to stand by itself.
+bool addToHeld(SortSession& session, const SortEntry& entry, int32_t& result, OutputRange& output) {
+  HeldRecord& held = session.work->held;
+  RunCounters& counters = session.run->counters;
+  if (held.record == nullptr) return false;
+  auto* const record = const_cast<uint8_t*>(entry.record());
+  switch (addUp(session, {held.record, held.length}, {record, entry.recordLength})) {
+    case Summed::overflow:
+      if (!held.overflowTold) message(sumOverflow);
+      held.overflowTold = true;
+      return false;
+    case Summed::intoNew:
+      output.cursor = held.record - (session.options->outputPrefix ? prefixSize : 0);
+      counters.bytesWritten -= held.length;
+      --counters.recordsWritten;
+      held.record = nullptr;
+      result = putRecord(session, record, entry.recordLength, output);
+      break;
+    case Summed::intoHeld:
+      break;
+  }
+  counters.bytesSummed += entry.recordLength;
+  ++counters.recordsSummed;
+  return true;
+}
+
+}  // namespace
+
+bool haveEqualKeyFields(const SortSession& session, const SortEntry& left, const SortEntry& right) {
+  if (left.keyLength != right.keyLength) return false;
+  const uint32_t telling = session.options->mainFunction == MainFunction::merge ? 3 : 2;
+  for (uint32_t word = left.keyLength / sizeof(uint32_t) - telling; word-- > 0;)
+    if (left.keyWords()[word] != right.keyWords()[word]) return false;
+  return true;
+}
+
+int32_t RestoreRawRecord(SortSession& session, const SortEntry* entry, const SortEntry* previous,
+                         OutputRange& output) {
+  const SortOptions& options = *session.options;
+  const bool compares = options.stopAtUniqueViolation || options.unique || options.sums.count > 0;
+  if (compares && previous != nullptr && haveEqualKeyFields(session, *previous, *entry)) {
+    if (options.stopAtUniqueViolation) {
+      message(equalKeyedRecords);
+      return equalKeys;
+    }
+    if (options.unique) {
+      session.run->counters.bytesEqual += entry->recordLength;
+      ++session.run->counters.recordsEqual;
+      return 0;
+    }
+    int32_t result = 0;
+    if (addToHeld(session, *entry, result, output)) return result;
+  }
+  session.work->held.record = nullptr;
+  return putRecord(session, entry->record(), entry->recordLength, output);
+}
+
+}  // namespace qrt::sort
