@@ -73,7 +73,7 @@ bool keeps(const SortOptions& options, uint32_t outcomes) {
 
 TEST(Select, TargetsOfRandomExpressions) {
   std::mt19937 random(9);
-  for (int32_t count = 0; count < 20000; ++count) {
+  for (int32_t count = 0; count < 5000; ++count) {
     Writer writer{random, random(), 0, {}};
     const bool expected = writer.expression(3);
     if (writer.conditions > 32) continue;
