@@ -2271,6 +2271,49 @@ QRT_API void _qrtYearToYYYY(int32_t year, int32_t offset, uint8_t* result, const
 QRT_API void _qrtDayToYYYYDDD(int32_t day, int32_t offset, uint8_t* result);
 QRT_API void _qrtDateToYYYYMMDD(int32_t date, int32_t offset, uint8_t* result);
 
+/* ======================================================================================================
+ * The sort engine
+ * ====================================================================================================== */
+
+/* A block of memory: a row of a list of sources or targets, which ends with a row whose address is null; or
+   what an exit gets and gives. */
+typedef struct QrtSortBuffer {
+  uint8_t* address;
+  int32_t length; /* bytes */
+  int32_t used;   /* out: bytes filled, or taken */
+} QrtSortBuffer;
+
+/* Results of an exit. An output exit that returns something else ends the run with that as its return code.
+ */
+#define QRT_EXIT_GO_ON 0
+#define QRT_EXIT_ERROR 1
+#define QRT_EXIT_END 2           /* end of the input; no more output is wanted */
+#define QRT_EXIT_NO_MORE_CALLS 3 /* input: what remains of the sources is taken as it is */
+
+/* A user exit. `from` is what the engine has for it: the exit sets `used` to what it took. `to` is room for
+   what it gives: it sets `used`, and may set the address to a buffer of its own, which must stay until the
+   next call. An input exit stands between the sources and the engine, an output exit between the engine and
+   the output. */
+typedef int32_t (*QrtSortExit)(QrtSortBuffer* to, QrtSortBuffer* from);
+
+/* What the error callback gets, once in a run. */
+typedef struct QrtSortErrorRecord {
+  int32_t systemCode; /* of the failed call; 255 for a message */
+  const char* name;   /* of the file; the text of a message */
+  int32_t fileNumber; /* from 0; -1 for a message */
+  int32_t kind;       /* 0 open, 3 close, 4 read, 5 write, 6 message */
+  void* context;      /* the caller's */
+} QrtSortErrorRecord;
+typedef void (*QrtSortErrorCallback)(QrtSortErrorRecord* record);
+
+/* Runs the sort engine: `options` is an option text in its language (see the manual of the sort engine).
+   Lists, exits, callback and the collating table of 256 bytes may be null. Returns 0, or the number of the
+   first error: of a message of the engine, of an internal error above 1000, or 1 for equal keys under "ustop"
+   and a failed check. */
+QRT_API int32_t Lumasift_Lite(const char* options, QrtSortBuffer* sources, QrtSortBuffer* targets,
+                              QrtSortExit inputExit, QrtSortExit outputExit, const uint8_t* collatingTable,
+                              QrtSortErrorCallback errorCallback, void* callbackContext);
+
 #ifdef __cplusplus
 }
 #endif
