@@ -15,8 +15,9 @@ int32_t readReformat(SortSession& session, std::string_view list);
 // Keeps the ranges of the list, from which settleSums makes the sum table.
 int32_t readSum(SortSession& session, std::string_view list, GrowingTable<SortKey>& ranges);
 
-// `option` is the name under which the condition was given. Adds the conditions and resolves their targets.
-int32_t readSelect(SortSession& session, std::string_view option, std::string_view list);
+// `option` is the name under which the condition was given; null without one. Adds the conditions and
+// resolves their targets.
+int32_t readSelect(SortSession& session, const char* option, std::string_view list);
 
 // Record form and lengths, from the format or without one. `textLength` is that of -z, or -1.
 void settleRecord(SortOptions& options, int32_t textLength);
@@ -24,7 +25,7 @@ void settleRecord(SortOptions& options, int32_t textLength);
 // A key for the whole record when there is none, defaults, checks and splits.
 int32_t settleKeys(SortSession& session, const SortKey& defaults);
 
-int32_t settleConditions(SortSession& session, std::string_view option);
+int32_t settleConditions(SortSession& session, const char* option);
 int32_t settleReformat(SortSession& session);
 int32_t settleSums(SortSession& session, GrowingTable<SortKey>& ranges);
 

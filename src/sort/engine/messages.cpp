@@ -174,11 +174,12 @@ void show(Line& line, const Conversion& conversion, const Insert& insert) {
     text = digits;
   }
   size_t length = strlen(text);
-  const size_t width = static_cast<size_t>(conversion.width);
+  size_t width = static_cast<size_t>(conversion.width);
   const bool zeroes = conversion.zeroFilled && !conversion.leftAligned && insert.text == nullptr;
   if (zeroes && (*text == '-' || *text == '+')) {
     line.append(text++, 1);
     --length;
+    width -= width > 0;
   }
   if (!conversion.leftAligned)
     for (size_t count = length; count < width; ++count) line.append(zeroes ? "0" : " ", 1);
@@ -198,7 +199,7 @@ void format(Line& line, const char* pattern, const Insert* inserts, int32_t coun
     const Conversion conversion = takeConversion(pattern);
     const int32_t index = conversion.position > 0 ? conversion.position - 1 : next++;
     if (conversion.letter == 0) {
-      if (*pattern == '%') ++pattern;
+      pattern = start + (start[1] == '%' ? 2 : 1);
       line.append(start, 1);
     } else if (index < count) {
       show(line, conversion, inserts[index]);

@@ -123,7 +123,7 @@ bool fitsFormat(const SortOptions& options, const SortKey& range) {
     return false;
   const bool startsInside = range.startByte != 0 || range.startBit != 0;
   const bool endsInside = range.endByte != 0 || range.endBit != 0;
-  if (range.startField == range.endField && startsInside && !endsInside) return false;
+  if (range.startField == range.endField && !endsInside) return false;
   if (options.format[range.startField].hasFlength && (startsInside || endsInside)) return false;
   return (range.startBit == 0 && range.endBit == 0) || isWithinOneField(range);
 }

@@ -90,7 +90,7 @@ struct Level {
 
 struct Reader {
   SortSession& session;
-  std::string_view option;
+  const char* option;
   GrowingTable<SelectCondition>& conditions;
   WordTable tokens;
   GrowingTable<Level> levels;  // the first one is the whole expression
@@ -103,7 +103,7 @@ struct Reader {
   }
   bool nextIs(Word wanted) const { return !atEnd() && word() == wanted; }
 
-  int32_t operandFault() { return message(invalidExtendedOperand, option.data()); }
+  int32_t operandFault() { return message(invalidExtendedOperand, option); }
 
   bool openLevel(bool negated) {
     Level* const level = levels.add(session.memory);
@@ -112,12 +112,11 @@ struct Reader {
     return true;
   }
 
-  // Sends what is open in the current level on to the next condition.
-  void settle(bool conjunction) {
-    for (int32_t index = levels[levels.count - 1].firstCondition; index < conditions.count; ++index) {
-      int32_t& target = conjunction ? conditions[index].ifTrue : conditions[index].ifFalse;
-      if (target == (conjunction ? SelectCondition::keep : SelectCondition::omit)) target = conditions.count;
-    }
+  // Sends what keeps the record, or what omits it, on to the next condition in the current level.
+  void settle(int32_t open) {
+    for (int32_t index = levels[levels.count - 1].firstCondition; index < conditions.count; ++index)
+      for (int32_t* const target : {&conditions[index].ifTrue, &conditions[index].ifFalse})
+        if (*target == open) *target = conditions.count;
   }
 
   void closeLevel() {
@@ -208,7 +207,7 @@ struct Reader {
       if (const int32_t code = readTerm(); code != 0) return code;
       if (atEnd()) return levels.count == 1 ? 0 : operandFault();
       if (!nextIs(Word::conjunction) && !nextIs(Word::disjunction)) return message(selectSyntax);
-      settle(nextIs(Word::conjunction));
+      settle(nextIs(Word::conjunction) ? SelectCondition::keep : SelectCondition::omit);
     }
   }
 };
@@ -273,12 +272,12 @@ bool isNullable(const SortOptions& options, const SortKey& range) {
   return options.binary && options.format[range.startField].nullable;
 }
 
-int32_t settleCondition(SortSession& session, std::string_view option, SelectCondition& condition) {
+int32_t settleCondition(SortSession& session, const char* option, SelectCondition& condition) {
   SortOptions& options = *session.options;
   SortKey& left = condition.left;
   const bool comparesConstant = condition.rightKind == SelectCondition::RightKind::constant;
   if (!settleOperand(options, left) || (!comparesConstant && !settleOperand(options, condition.rightRange)))
-    return message(invalidExtendedOperand, option.data());
+    return message(invalidExtendedOperand, option);
 
   const FieldType right = comparesConstant ? condition.rightConstant.type : condition.rightRange.type;
   const bool asksForNull = right == FieldType::nullConstant && isNullable(options, left);
@@ -302,13 +301,13 @@ int32_t settleCondition(SortSession& session, std::string_view option, SelectCon
 
 }  // namespace
 
-int32_t readSelect(SortSession& session, std::string_view option, std::string_view list) {
+int32_t readSelect(SortSession& session, const char* option, std::string_view list) {
   Reader reader{session, option, session.options->conditions, {}, {}};
   const int32_t code = splitTokens(session.memory, list, symbols.texts, symbolCount, reader.tokens);
   return code != 0 ? code : reader.readExpression();
 }
 
-int32_t settleConditions(SortSession& session, std::string_view option) {
+int32_t settleConditions(SortSession& session, const char* option) {
   for (SelectCondition& condition : session.options->conditions)
     if (const int32_t code = settleCondition(session, option, condition); code != 0) return code;
   return 0;
