@@ -492,6 +492,8 @@ int32_t initKeys(SortSession& session) {
 
 uint32_t buildKey(const SortSession& session, uint8_t* to, uint32_t room, int32_t sourceNumber,
                   int64_t sequence) {
+  const SortOptions& options = *session.options;
+  RecordState& records = *session.work->records;
   // What a last key may run over, alignment, and the numbers that make keys different.
   const uint32_t numbers = options.mainFunction == MainFunction::merge ? 12 : 8;
   constexpr uint32_t overrun = 3, alignment = 3;
