@@ -32,7 +32,8 @@ bool appendToFile(const char* name, const void* piece, size_t length) {
   bool good = fstat(file, &before) == 0;
   if (good) {
     const auto* bytes = static_cast<const char*>(piece);
-    good = transferAll(length, [&](size_t done) { return write(file, bytes + done, length - done); }) == length;
+    good =
+        transferAll(length, [&](size_t done) { return write(file, bytes + done, length - done); }) == length;
     if (!good && ftruncate(file, before.st_size) != 0) errno = EIO;
   }
   return close(file) == 0 && good;

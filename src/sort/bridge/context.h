@@ -61,8 +61,8 @@ struct Endpoint {
 enum class RecordKind : uint8_t { unset, fixed, prefixed, line };
 
 struct FileEntry {
-  bool callers = false;         // a file of the program, not of this room
-  bool deleteAtEnd = false;     // a temporary file that exists
+  bool callers = false;      // a file of the program, not of this room
+  bool deleteAtEnd = false;  // a temporary file that exists
   QrtFcb* file = nullptr;
   uint32_t relativeCounter = 0;  // last record number of a relative file
 };

@@ -1,5 +1,5 @@
-// The engine runs of one SORT or MERGE: the checks ahead of them, copies that pad inputs, the primary run, and
-// copies to further outputs.
+// The engine runs of one SORT or MERGE: the checks ahead of them, copies that pad inputs, the primary run,
+// and copies to further outputs.
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -66,12 +66,16 @@ void traceParameters(const Context& context, const Text& text) {
 int32_t checkEndpoints(const Request& request) {
   const Endpoint &in = request.input, &out = request.output;
   const auto isMissing = [](const Endpoint& side) {
-    return side.fileCount == 0 && side.fileName == nullptr && side.buffer == nullptr && side.bufferLength == 0;
+    return side.fileCount == 0 && side.fileName == nullptr && side.buffer == nullptr &&
+           side.bufferLength == 0;
   };
   const auto isDouble = [](const Endpoint& side) {
-    return side.fileCount != 0 && (side.fileName != nullptr || side.buffer != nullptr || side.bufferLength != 0);
+    return side.fileCount != 0 &&
+           (side.fileName != nullptr || side.buffer != nullptr || side.bufferLength != 0);
   };
-  const auto isHalf = [](const Endpoint& side) { return (side.buffer != nullptr) != (side.bufferLength != 0); };
+  const auto isHalf = [](const Endpoint& side) {
+    return (side.buffer != nullptr) != (side.bufferLength != 0);
+  };
   if (isMissing(in)) return noInput;
   if (isMissing(out)) return noOutput;
   if (isDouble(in)) return inputGivenTwice;
@@ -120,9 +124,8 @@ int32_t checkOutput(Context& context, QrtFcb* file) {
     if (const int32_t failure = emptyFile(context, *file); failure != none) return failure;
   context.outputs.entries[context.outputs.count++] = {.callers = true, .file = file};
   const QrtFileDescription& description = *file->description;
-  if (description.maxRecord < description.minRecord ||
-      (isFixed(*file) && record.form == QRT_SORT_VARIABLE &&
-       description.maxRecord < lengthOf(record.maxLength)))
+  if (description.maxRecord < description.minRecord || (isFixed(*file) && record.form == QRT_SORT_VARIABLE &&
+                                                        description.maxRecord < lengthOf(record.maxLength)))
     return outputLengths;
   const bool copy = needsCopy(context, *file);
   return copy && context.request.temporaryDirectory == nullptr ? temporaryDirectoryNeeded : none;
@@ -130,15 +133,18 @@ int32_t checkOutput(Context& context, QrtFcb* file) {
 
 int32_t checkFiles(Context& context) {
   const Request& request = context.request;
-  if (request.input.fileCount > 0 && !makeTable(context.inputs, request.input.fileCount)) return noMemoryForTable;
+  if (request.input.fileCount > 0 && !makeTable(context.inputs, request.input.fileCount))
+    return noMemoryForTable;
   for (int32_t index = 0; index < request.input.fileCount; ++index)
-    if (const int32_t failure = checkInput(context, request.input.files[index]); failure != none) return failure;
+    if (const int32_t failure = checkInput(context, request.input.files[index]); failure != none)
+      return failure;
   if (request.output.fileCount > 0 && !makeTable(context.outputs, request.output.fileCount + 1)) {
     if (context.trace) printf("Lumasift rcxxxx=%d KOOOOOOOOOOOOO!!\n", noMemoryForTable);
     return noMemoryForTable;
   }
   for (int32_t index = 0; index < request.output.fileCount; ++index)
-    if (const int32_t failure = checkOutput(context, request.output.files[index]); failure != none) return failure;
+    if (const int32_t failure = checkOutput(context, request.output.files[index]); failure != none)
+      return failure;
   if (request.temporaryDirectory != nullptr && !platform::directoryExists(request.temporaryDirectory))
     return temporaryDirectoryMissing;
   return none;
@@ -220,10 +226,12 @@ int32_t padCopies(Context& context) {
   return none;
 }
 
-// Has the primary run write a temporary file, in the place of the first output, when one can't be written yet.
+// Has the primary run write a temporary file, in the place of the first output, when one can't be written
+// yet.
 int32_t addPseudoOutput(Context& context, bool& pseudo) {
   FileTable& outputs = context.outputs;
-  for (int32_t index = 0; index < outputs.count; ++index) pseudo |= needsCopy(context, *outputs.entries[index].file);
+  for (int32_t index = 0; index < outputs.count; ++index)
+    pseudo |= needsCopy(context, *outputs.entries[index].file);
   if (!pseudo) return none;
   const uint8_t organization =
       hasTextInput(context) ? QRT_ORGANIZATION_LINE_SEQUENTIAL : QRT_ORGANIZATION_SEQUENTIAL;
@@ -348,7 +356,8 @@ bool isTracing() {
 int32_t run(const Request& request) {
   void* block = _qrtCheckMalloc(sizeof(Context));
   if (block == nullptr) return noMemoryForContext;
-  Context& context = *new (block) Context{.request = request};
+  Context& context = *new (block) Context{};
+  context.request = request;
   context.trace = isTracing();
   context.owner = _qrtRuncom;
   current = &context;
@@ -356,7 +365,8 @@ int32_t run(const Request& request) {
   int32_t failure = runs(context);
   if (context.ended) failure = endedFromOutside;
   if (context.trace)
-    printf(failure == none ? "Lumasift return to caller with rc=%d\n" : "Returned from Lumasift_Lite with rc=%d\n",
+    printf(failure == none ? "Lumasift return to caller with rc=%d\n"
+                           : "Returned from Lumasift_Lite with rc=%d\n",
            static_cast<int>(failure));
   current = nullptr;
   deleteTemporaryFiles(context);

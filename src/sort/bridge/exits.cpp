@@ -29,8 +29,8 @@ struct Output {
   void put(uint8_t byte) { start[used++] = byte; }
 };
 
-// Takes the scan on by one step: a byte of input or output, or a change of state. `next` is the next byte of the
-// input, a line feed at its end. Returns how many bytes of the input are used up.
+// Takes the scan on by one step: a byte of input or output, or a change of state. `next` is the next byte of
+// the input, a line feed at its end. Returns how many bytes of the input are used up.
 int32_t step(ExitState& scan, uint8_t next, Output& output) {
   switch (scan.scanState) {
     case copying:
@@ -85,7 +85,8 @@ int32_t lineSequentialScan(BufferRow* to, BufferRow* from) {
     from->used += step(scan, from->address[from->used], output);
   // A last line without an end is finished all the same.
   const bool ended = from->length == 0;
-  while (ended && !output.isFull() && (scan.column > 0 || scan.scanState != copying)) step(scan, lineFeed, output);
+  while (ended && !output.isFull() && (scan.column > 0 || scan.scanState != copying))
+    step(scan, lineFeed, output);
   if (output.used > 0 && output.start[output.used - 1] == endOfText) --output.used;
   handOver(*to, output);
   return ended && output.used == 0 ? atEnd : goOn;

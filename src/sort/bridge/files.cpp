@@ -1,5 +1,5 @@
-// The files of a SORT or MERGE: those of the program through their control blocks, those of this room as plain
-// streams, and the service through which the engine reaches them.
+// The files of a SORT or MERGE: those of the program through their control blocks, those of this room as
+// plain streams, and the service through which the engine reaches them.
 #include <stdio.h>
 #include <string.h>
 
@@ -31,7 +31,8 @@ bool succeeded(const QrtFcb& file) {
 
 FileEntry& entryOf(Context& context, int32_t file, Direction direction) {
   if (context.primaryPass)
-    return direction == Direction::input ? context.inputs.entries[file + context.inputBase] : context.outputs.entries[file];
+    return direction == Direction::input ? context.inputs.entries[file + context.inputBase]
+                                         : context.outputs.entries[file];
   return context.outputs.entries[direction == Direction::input ? file : file + context.outputBase];
 }
 
@@ -67,7 +68,8 @@ void countRelative(FileEntry& entry) {
   const QrtFileDescription& description = *entry.file->description;
   if (organizationOf(*entry.file) != QRT_ORGANIZATION_RELATIVE || description.relativeKeyOffset == 0) return;
   if ((description.accessMode & (QRT_ACCESS_RANDOM | QRT_ACCESS_DYNAMIC)) == 0) return;
-  auto* block = const_cast<uint8_t*>(reinterpret_cast<const uint8_t*>(&description)) + description.relativeKeyOffset;
+  auto* block =
+      const_cast<uint8_t*>(reinterpret_cast<const uint8_t*>(&description)) + description.relativeKeyOffset;
   reinterpret_cast<QrtRelativeKey*>(block)->value = ++entry.relativeCounter;
 }
 

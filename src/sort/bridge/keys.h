@@ -20,7 +20,8 @@ struct KeyType {
 // Null for an unknown type.
 const KeyType* findKeyType(int32_t type);
 
-// Whether `inner` is a piece of `outer` that the engine can address: both of one type, of bytes or characters.
+// Whether `inner` is a piece of `outer` that the engine can address: both of one type, of bytes or
+// characters.
 constexpr bool liesInside(const QrtSortKeySpec& inner, const QrtSortKeySpec& outer) {
   return inner.type == outer.type && (inner.type == QRT_SORT_KEY_CHAR || inner.type == QRT_SORT_KEY_BIN) &&
          inner.offset >= outer.offset && inner.offset + inner.length <= outer.offset + outer.length;

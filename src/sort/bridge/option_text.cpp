@@ -151,7 +151,8 @@ void addTraceOptions(Text& text, bool trace) {
   if (trace) text << " -x 'msg errmsg'  -x 'trace sortrace' ";
 }
 
-void addFitted(Text& text, int32_t field, int32_t sourceLength, int32_t targetLength, std::string_view ending) {
+void addFitted(Text& text, int32_t field, int32_t sourceLength, int32_t targetLength,
+               std::string_view ending) {
   text << " -x 'reformat " << field;
   if (targetLength < sourceLength) {
     const int32_t last = targetLength - 1;

@@ -41,8 +41,10 @@ void addOrganizations(Text& text, std::string_view option, const FileEntry* entr
 
 void addTraceOptions(Text& text, bool trace);
 
-// `-x 'reformat FIELD` with blanks up to a longer target, an end before a shorter one, and constants behind it.
-void addFitted(Text& text, int32_t field, int32_t sourceLength, int32_t targetLength, std::string_view ending);
+// `-x 'reformat FIELD` with blanks up to a longer target, an end before a shorter one, and constants behind
+// it.
+void addFitted(Text& text, int32_t field, int32_t sourceLength, int32_t targetLength,
+               std::string_view ending);
 
 // The reformat of the primary run, and the kind in which records then come out.
 RecordKind addPrimaryReformat(Text& text, const Context& context, bool textInput);

@@ -1,4 +1,5 @@
-// SORT, MERGE, RELEASE and RETURN: what a program's calls leave in the run unit between them, and the registers.
+// SORT, MERGE, RELEASE and RETURN: what a program's calls leave in the run unit between them, and the
+// registers.
 #include "sort/bridge/statement.h"
 
 #include <stdio.h>
@@ -47,8 +48,8 @@ void moveTo(uint64_t offset) {
 void nameWorkFile(const char* kind) {
   const std::string_view directory = _qrtRuncom->tempDirectory != nullptr ? _qrtRuncom->tempDirectory : "";
   const char* separator = directory.empty() || directory.ends_with('\\') ? "" : "\\";
-  snprintf(workFile().name, fileNameSize, "%.*s%s%s%010d", static_cast<int>(directory.size()), directory.data(),
-           separator, kind, platform::processNumber());
+  snprintf(workFile().name, fileNameSize, "%.*s%s%s%010d", static_cast<int>(directory.size()),
+           directory.data(), separator, kind, platform::processNumber());
 }
 
 void removeWorkFile() {
