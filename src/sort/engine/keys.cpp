@@ -95,7 +95,7 @@ uint8_t* keptLine(const SortSession&, const KeyStep& step, Piece piece, uint8_t*
 // Bytes of any value: one that equals the terminator is told from it by a 1 behind it.
 template <bool drops>
 uint8_t* escapedBytes(const SortSession& session, const KeyStep& step, Piece piece, uint8_t* to) {
-  const uint8_t* const limit = session.work->records->keyRoom - 4;
+  const uint8_t* const limit = session.work->records->keyRoom - 2;
   for (const uint8_t* at = piece.first; at < piece.end && to < limit; ++at) {
     if (drops && !step.keeps[*at]) continue;
     const uint8_t value = step.table[*at];
@@ -347,7 +347,6 @@ bool isPresent(const RecordState& records, const SortKey& range, int32_t largest
 }
 
 uint8_t* addKey(const SortSession& session, const KeyStep& step, uint8_t* to) {
-  constexpr ptrdiff_t longestNumber = 16;
   const SortOptions& options = *session.options;
   const RecordState& records = *session.work->records;
   const SortKey& range = *step.range;
@@ -367,7 +366,7 @@ uint8_t* addKey(const SortSession& session, const KeyStep& step, uint8_t* to) {
   const Piece piece = step.isCharacter ? characterPiece(session, range) : plainPiece(session, range);
   // Room is set aside for the worst of ordinary options; where many keys name the same bytes over and over,
   // the last ones don't count.
-  if (!step.fitsItself && records.keyRoom - to < static_cast<ptrdiff_t>(piece.size()) + longestNumber)
+  if (!step.fitsItself && records.keyRoom - to < static_cast<ptrdiff_t>(piece.size()) + step.overhead)
     return to;
   return step.build(session, step, piece, to);
 }
@@ -482,6 +481,10 @@ int32_t initKeys(SortSession& session) {
     step.build = buildOf(options, records, step);
     step.fitsItself = step.build == escapedBytes<true> || step.build == escapedBytes<false> ||
                       step.build == bits<true> || step.build == byLocale;
+    step.overhead = range.type == FieldType::numericText ? 6
+                    : isDecimal(range.type)              ? 2
+                    : step.isCharacter                   ? 1
+                                                         : 3;
     if (step.build == nullptr) return internalError(unknownKeyType);
   }
   return 0;
@@ -489,11 +492,12 @@ int32_t initKeys(SortSession& session) {
 
 uint32_t buildKey(const SortSession& session, uint8_t* to, uint32_t room, int32_t sourceNumber,
                   int64_t sequence) {
-  // Alignment, source and sequence number, marks and terminators of a last key.
-  constexpr uint32_t behindKeys = 24;
   const SortOptions& options = *session.options;
   RecordState& records = *session.work->records;
-  records.keyRoom = to + room - behindKeys;
+  // What a last key may run over, alignment, and the numbers that make keys different.
+  const uint32_t numbers = options.mainFunction == MainFunction::merge ? 12 : 8;
+  constexpr uint32_t overrun = 3, alignment = 3;
+  records.keyRoom = to + room - (overrun + alignment + numbers);
   uint8_t* at = to;
   for (int32_t key = 0; key < options.keys.count; ++key) at = addKey(session, records.keys[key], at);
   at = aligned(at, 4);

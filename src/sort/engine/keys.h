@@ -10,6 +10,7 @@ struct KeyStep {
   const SortKey* range;
   // Writes the body of the key for a piece of the record; returns what follows it.
   uint8_t* (*build)(const SortSession& session, const KeyStep& step, Piece piece, uint8_t* to);
+  int32_t overhead;  // bytes of the body beyond those of the piece
   bool fitsItself;   // the body ends where its room does
   bool isCharacter;  // the piece is found by characterPiece
   bool nullable;

@@ -5,6 +5,7 @@
 
 #include <string_view>
 
+#include "qrtrlib.h"
 #include "sort/engine/memory.h"
 
 namespace qrt::sort {
@@ -101,15 +102,8 @@ enum class MainFunction : uint8_t { sort, merge, copy, check, unset };
 
 enum class Organization : uint8_t { lineSequential, byteStream, sequential, direct, indexed, notGiven };
 
-// Blocks of the caller's memory: a list of rows that ends with a row whose address is null. As an exit's
-// descriptor it is a single row.
-struct BufferRow {
-  uint8_t* address;
-  int32_t length;
-  int32_t used;
-};
-
-using UserExit = int32_t (*)(BufferRow* toEngine, BufferRow* fromEngine);
+using BufferRow = QrtSortBuffer;
+using UserExit = QrtSortExit;
 
 struct SortSource {
   enum class Kind : uint8_t { buffer = 1, standardInput, file };

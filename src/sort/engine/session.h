@@ -15,15 +15,8 @@ namespace qrt::sort {
 struct SortSession;
 struct SortWorkState;  // buffers, runs and phase functions: work_state.h
 
-// What an error callback gets.
-struct ErrorRecord {
-  int32_t systemCode;
-  const char* name;  // of the file, or the message's text
-  int32_t fileNumber;
-  int32_t kind;  // 0 open, 3 close, 4 read, 5 write, 6 message
-  void* context;
-};
-using ErrorCallback = void (*)(ErrorRecord* record);
+using ErrorRecord = QrtSortErrorRecord;
+using ErrorCallback = QrtSortErrorCallback;
 
 // Counters of a run, for the totals.
 struct RunCounters {

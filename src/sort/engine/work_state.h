@@ -68,12 +68,19 @@ struct InputRun {
   uint8_t* cursor;  // of the current block
   uint8_t* limit;
   uint8_t* blockStart;
-  uint8_t* exitCursor;  // of what the input exit gave back
+  uint8_t* exitCursor;  // of the raw input that goes to the exit
   uint8_t* exitLimit;
   uint8_t* exitBuffer;  // Iue
   int32_t exitBufferSize;
   uint8_t* exitRemainder;
   uint8_t* exitRemainderLimit;
+  uint8_t* saved[2];  // copies of what lay in a buffer of the exit's, and of the remainder
+  int32_t savedSize[2];
+  int32_t exitResult;    // of the last call
+  bool exitProgressed;   // it took or gave something
+  bool exitToldEnd;      // at the end of all sources
+  bool readsBare;        // it wants no more calls
+  bool serviceOpen;      // the current source, in the file service
   int64_t sequence;      // of the next record
   int64_t sequenceBase;  // at the start of the current source
   int32_t sourceNumber;  // in the keys of a merge
@@ -165,6 +172,7 @@ struct SortWorkState {
   MemorySizes sizes;
   int64_t inputSize;  // bytes, all sources together; 0 when it isn't known
   bool inputSizeKnown;
+  bool endsInEndOfText;  // a text ended in 0x1A, which the output then does
 
   InputRun* inputRuns;
   int32_t inputRunCount;
