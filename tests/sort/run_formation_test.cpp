@@ -5,6 +5,8 @@
 #include <sys/mount.h>
 
 #include "command.h"
+#include "sort/engine/lumasift.h"
+#include "support/allocation.h"
 #include "support/process.h"
 
 namespace {
@@ -129,6 +131,37 @@ TEST(RunFormation, GoesOnInTheNextDirectoryWhenOneIsFull) {
     if (ended.exitCode == 99) GTEST_SKIP() << "no disks can be mounted here";
     EXPECT_EQ(ended.exitCode, hasRoom ? 0 : 40) << ended.err;
     EXPECT_TRUE(!hasRoom || contentOf(directory / "output") == sortedLines(lines));
+  }
+}
+
+TEST(RunFormation, EndsCleanlyWhenMemoryRunsOut) {
+  if (!canFailAllocations) GTEST_SKIP();
+  std::mt19937 random(24);
+  const Directory directory;
+  const std::string lines = makeLines(15000, 5000, 0, random);
+  std::ofstream(directory / "input", std::ios::binary) << lines;
+  const std::string output = directory / "output", input = directory / "input";
+  const char* const words[] = {"-k1.1,1.6", "-x",           "nomsg",      "-T", directory.path.c_str(),
+                               "-o",        output.c_str(), input.c_str()};
+  EngineArguments command;
+  command.calledByProgram = false;
+  command.arguments = words;
+  ASSERT_EQ(runEngine(command), 0);  // what the process keeps for good is there from here on
+  bool failed = true;
+  for (int32_t request = 1; failed; ++request) {
+    const int32_t blocks = liveBlocks();
+    int32_t code;
+    {
+      const FailingAllocation failing(request);
+      code = runEngine(command);
+      failed = failing.hasFailed();
+    }
+    EXPECT_EQ(liveBlocks(), blocks) << "leak after request " << request;
+    EXPECT_TRUE(failed || code == 0);
+    EXPECT_TRUE(code != 0 || contentOf(output) == sortedLines(lines)) << request;
+    std::filesystem::remove(output);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.path), {}), 1) << request;
+    ASSERT_LT(request, 1000);
   }
 }
 
