@@ -50,16 +50,16 @@ Turn storeEntry(SortSession& session, InputRun& run, uint32_t length, int32_t& f
   SortBuffer& buffer = run.sortBuffer;
   const MemorySizes& sizes = session.work->sizes;
   const bool isCheck = session.options->mainFunction == MainFunction::check;
-  // The space that an entry costs at worst by the usual options.
-  const int64_t usual = int64_t{sizes.keyFactor} * length + sizes.entryOverhead;
-  const int64_t left = buffer.limit - buffer.cursor;
+  // The space that an entry costs at worst by the usual options, no more than the bound of all entries.
+  const int32_t usual = sizes.keyFactor * static_cast<int32_t>(length) + sizes.entryOverhead;
+  const auto left = static_cast<int32_t>(buffer.limit - buffer.cursor);
   if (left < usual) return Turn::isFull;
 
   auto* const entry = reinterpret_cast<SortEntry*>(buffer.cursor);
-  const uint32_t record = isCheck ? 0 : boundOf(session, length);
-  constexpr int64_t padding = 3, tableRow = sizeof(uint32_t);
-  const int64_t room = std::min<int64_t>(left - tableRow, sizes.entryBound);
-  const uint32_t key = buildKey(session, entry->key(), room - sizeof(SortEntry) - record - padding,
+  const auto record = static_cast<int32_t>(isCheck ? 0 : boundOf(session, length));
+  constexpr int32_t padding = 4, tableRow = 4;
+  const int32_t room = std::min(left - tableRow, sizes.entryBound) - record - padding;
+  const uint32_t key = buildKey(session, entry->key(), room - static_cast<int32_t>(sizeof(SortEntry)),
                                 run.sourceNumber, run.sequence);
   if (key == 0) {
     if (!isCheck && buffer.cursor != buffer.start) return Turn::isFull;
@@ -72,10 +72,9 @@ Turn storeEntry(SortSession& session, InputRun& run, uint32_t length, int32_t& f
     failure = checkEntry(session, run, entry);
     return failure != 0 ? Turn::failed : Turn::taken;
   }
-  const uint32_t size = entry->size(), used = sizeof(SortEntry) + key + entry->recordLength;
-  memset(buffer.cursor + used, 0, size - used);
+  memset(entry->record() + entry->recordLength, 0, padding);
   if (buffer.tableTop != nullptr) buffer.push(static_cast<uint32_t>(entry->key() - buffer.start));
-  buffer.cursor += size;
+  buffer.cursor += entry->size();
   return Turn::taken;
 }
 
@@ -109,7 +108,7 @@ Turn takeTurn(SortSession& session, InputRun& run, uint32_t length, int32_t& fai
     turn = options.mainFunction == MainFunction::copy ? storeBare(session, run.sortBuffer, length)
                                                       : storeEntry(session, run, length, failure);
   // A record that finds no room comes again.
-  if (turn != Turn::isFull) ++records.considered;
+  if (options.stopAfter >= 0 && turn != Turn::isFull) ++records.considered;
   return turn;
 }
 
@@ -127,9 +126,8 @@ int32_t initExtract(SortSession& session) {
 Extracted Extract(SortSession& session, InputRun& run) {
   RecordState& records = *session.work->records;
   RunCounters& counters = session.run->counters;
-  records.sourceName = run.currentSource >= 0 ? run.sources[run.currentSource].name : "input";
+  records.run = &run;
   for (;;) {
-    records.recordNumber = run.sequence - run.sequenceBase + 1;
     const Scan scan = records.scan(session, run.cursor, run.limit);
     if (scan == Scan::failed) return {Extracted::hasEnded, session.returnCode.load()};
     if (scan == Scan::needsMore) return {Extracted::needsMore};

@@ -352,7 +352,17 @@ bool addMarks(const SortOptions& options, const RecordState& records, const KeyS
 Piece pieceOf(const SortSession& session, const KeyStep& step) {
   const RecordState& records = *session.work->records;
   if (step.atFixedPlace) return {records.begin + step.place.first, records.begin + step.place.end};
+  if (step.isWhole) {
+    const uint8_t* const first = records.start[step.range->startField];
+    return {first, std::max(first, records.start[step.range->endField])};
+  }
   return step.isCharacter ? characterPiece(session, *step.range) : plainPiece(session, *step.range);
+}
+
+bool isWholeFields(const SortOptions& options, const SortKey& range) {
+  const bool startsBehindSeparator = !options.binary && !options.separatorIsDefault && range.startField != 0;
+  return !startsBehindSeparator && range.startByte == 0 && range.endByte == 0 && !range.blankStart &&
+         !range.blankEnd && !range.trimEnd;
 }
 
 // What follows the key at `to`, or null when there is no room for it.
@@ -515,6 +525,7 @@ int32_t initKeys(SortSession& session) {
     step.tellsPresence = field != nullptr && (field->hasFlength || range.startByte != 0);
     step.hasMarks = step.nullable || (options.binary && options.variableLength);
     step.isCharacter = range.type == FieldType::character || range.type == FieldType::numericText;
+    step.isWhole = isWholeFields(options, range);
     step.atFixedPlace = hasFixedPlace(options, range);
     if (step.atFixedPlace) step.place = fixedPlaceOf(options, range);
     if (step.nullable) step.indicator = field->offset - 1;
@@ -526,24 +537,23 @@ int32_t initKeys(SortSession& session) {
   return 0;
 }
 
-uint32_t buildKey(const SortSession& session, uint8_t* to, int64_t room, int32_t sourceNumber,
+uint32_t buildKey(const SortSession& session, uint8_t* to, int32_t room, int32_t sourceNumber,
                   int64_t sequence) {
   RecordState& records = *session.work->records;
   const bool isMerge = session.options->mainFunction == MainFunction::merge;
   // Alignment, and the numbers that make keys different.
-  const int64_t behind = 3 + (isMerge ? 12 : 8);
+  const int32_t behind = 3 + (isMerge ? 12 : 8);
   if (room < behind) return 0;
   records.keyLimit = to + (room - behind);
   uint8_t* at = to;
-  for (int32_t key = 0; key < session.options->keys.count; ++key) {
-    at = addKey(session, records.keys[key], at);
-    if (at == nullptr) return 0;
-  }
+  const KeyStep* const end = records.keys + session.options->keys.count;
+  for (const KeyStep* step = records.keys; step < end; ++step)
+    if ((at = addKey(session, *step, at)) == nullptr) return 0;
   at = aligned(at, 4);
   // Logical bytes into words that a little-endian machine compares.
   auto* words = reinterpret_cast<uint32_t*>(to);
-  auto* const end = reinterpret_cast<uint32_t*>(at);
-  for (; words < end; ++words) *words = __builtin_bswap32(*words);
+  auto* const wordEnd = reinterpret_cast<uint32_t*>(at);
+  for (; words < wordEnd; ++words) *words = __builtin_bswap32(*words);
   if (isMerge) *words++ = static_cast<uint32_t>(sourceNumber);
   *words++ = static_cast<uint32_t>(sequence >> 32);
   *words++ = static_cast<uint32_t>(sequence);

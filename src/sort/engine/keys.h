@@ -16,6 +16,7 @@ struct KeyStep {
   bool atFixedPlace;
   FixedPlace place;
   int32_t indicator;  // nullable and at a fixed place: the null indicator, from the record's start
+  bool isWhole;       // the piece goes from the start of one field to the start of another
   bool isCharacter;   // the piece is found by characterPiece
   bool hasMarks;      // there may be a mark in front of the body, or in its place
   bool nullable;
@@ -33,7 +34,7 @@ int32_t initKeys(SortSession& session);
 
 // Builds the key of the scanned record at `to`, four-byte aligned, with source and sequence number behind its
 // fields. Returns its length, a multiple of 4, or 0 when it doesn't fit in `room`, none of which it leaves.
-uint32_t buildKey(const SortSession& session, uint8_t* to, int64_t room, int32_t sourceNumber,
+uint32_t buildKey(const SortSession& session, uint8_t* to, int32_t room, int32_t sourceNumber,
                   int64_t sequence);
 
 // What a compare of numbers works on as well. The decimal form of a field of any decimal type, its digits in

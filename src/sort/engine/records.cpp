@@ -1,6 +1,7 @@
 // The record scanners.
 #include "sort/engine/records.h"
 
+#include <emmintrin.h>
 #include <string.h>
 
 #include <algorithm>
@@ -15,7 +16,9 @@ constexpr int32_t tooShort = 31, tooLong = 32, badFlength = 54, badLastField = 5
                   badCharacter = 62;  // messages
 
 Scan complain(const RecordState& records, int32_t number) {
-  message(number, records.recordNumber, records.sourceName);
+  const InputRun& run = *records.run;
+  message(number, run.sequence - run.sequenceBase + 1,
+          run.currentSource >= 0 ? run.sources[run.currentSource].name : "input");
   return Scan::failed;
 }
 
@@ -45,10 +48,23 @@ const uint8_t* behindSeparated(const uint8_t* field, const uint8_t* end, bool fi
   return next != nullptr ? static_cast<const uint8_t*>(next) : end;
 }
 
-const uint8_t* behindBlanksAndText(const uint8_t* field, const uint8_t* end) {
-  while (field < end && isBlank(*field)) ++field;
-  while (field < end && !isBlank(*field)) ++field;
-  return field;
+// The next byte that is blank, or isn't, or the end. Bytes up to `blockEnd` may be read.
+template <bool blank>
+const uint8_t* findBlank(const uint8_t* at, const uint8_t* end, const uint8_t* blockEnd) {
+  const __m128i space = _mm_set1_epi8(' '), tab = _mm_set1_epi8('\t');
+  for (; at < end && blockEnd - at >= 16; at += 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+    const __m128i blanks = _mm_or_si128(_mm_cmpeq_epi8(bytes, space), _mm_cmpeq_epi8(bytes, tab));
+    const auto found = static_cast<uint32_t>(_mm_movemask_epi8(blanks)) ^ (blank ? 0U : 0xFFFFU);
+    if (found != 0) return std::min(at + __builtin_ctz(found), end);
+  }
+  while (at < end && isBlank(*at) != blank) ++at;
+  return std::min(at, end);
+}
+
+const uint8_t* behindBlanksAndText(const uint8_t* field, const uint8_t* end, const uint8_t* blockEnd) {
+  if (field < end && isBlank(*field)) field = findBlank<false>(field, end, blockEnd);
+  return findBlank<true>(field, end, blockEnd);
 }
 
 template <typename Behind>
@@ -67,8 +83,8 @@ Scan scanText(SortSession& session, const uint8_t* at, const uint8_t* limit) {
   if (const Scan scan = takeLine(session, records, at, limit); scan != Scan::record) return scan;
   const SortOptions& options = *session.options;
   if (options.separatorIsDefault) {
-    markFields(records, options.largestField, [](const uint8_t* field, const uint8_t* end, bool) {
-      return behindBlanksAndText(field, end);
+    markFields(records, options.largestField, [&](const uint8_t* field, const uint8_t* end, bool) {
+      return behindBlanksAndText(field, end, limit);
     });
   } else {
     markFields(records, options.largestField, [&](const uint8_t* field, const uint8_t* end, bool first) {

@@ -10,6 +10,7 @@
 
 namespace qrt::sort {
 
+struct InputRun;
 struct KeyStep;
 
 enum class Scan : uint8_t { record, needsMore, failed };
@@ -35,9 +36,8 @@ struct RecordState {
   uint8_t* compared[2];                // the operands of a condition in their common form
   size_t comparedRoom;                 // bytes of each
   uint8_t complementedCollation[256];  // of the collating table
-  const char* sourceName;              // for messages
-  int64_t considered;                  // records behind the skipped ones
-  int64_t recordNumber;                // for messages, from 1
+  const InputRun* run;                 // that the records come from, for messages
+  int64_t considered;                  // with stopaft: records behind the skipped ones
 };
 
 // A piece of the record; empty when it is inverted.
