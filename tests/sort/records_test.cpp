@@ -2,6 +2,7 @@
 // about records that are cut anywhere.
 #include "extraction.h"
 #include "layouts.h"
+#include "sort/engine/plain_keys.h"
 
 namespace {
 
@@ -169,6 +170,37 @@ TEST(Keys, NullFieldsOfNoLengthAreNull) {
   ASSERT_EQ(all.size(), 4U);
   const uint32_t starts[] = {0, 0x44010000, 0x44010000, 0x44446100};
   for (size_t at = 0; at < 4; ++at) EXPECT_EQ(all[at].key[0], starts[at]);
+}
+
+// The bytes of keys, not only their order: other phases and intermediate files keep them.
+TEST(Keys, AreThoseOfThePlainBuilder) {
+  for (uint32_t seed = 0; seed < 300; ++seed) {
+    Random random(seed);
+    const size_t packed = 1 + below(random, 20), zoned = 1 + below(random, 40), text = 1 + below(random, 40);
+    Extraction extraction("-x 'format packed " + std::to_string(packed) + " zoned " + std::to_string(zoned) +
+                          " char " + std::to_string(text) + "' -k 1,1 -k 2,2 -k 3,3");
+    Extraction line("-k 1,1");
+    std::string block, lines;
+    std::vector<std::vector<uint32_t>> expected, ofLines;
+    for (uint32_t number = 0; number < 10; ++number) {
+      const std::string fields[] = {randomValue(random, "packed", packed),
+                                    randomValue(random, "zoned", zoned), randomValue(random, "char", text)};
+      sort::plain::Key key, lineKey;
+      key.addPacked(fields[0]);
+      key.addZoned(fields[1]);
+      key.addBytes(fields[2]);
+      expected.push_back(key.words(number));
+      block += fields[0] + fields[1] + fields[2];
+      lineKey.addLineField(fields[2].substr(0, fields[2].find_first_of(" \t")));
+      ofLines.push_back(lineKey.words(number));
+      lines += fields[2] + "\n";
+    }
+    const std::vector<Stored> all = extraction.extract(block), allLines = line.extract(lines);
+    for (size_t at = 0; at < 10; ++at) {
+      ASSERT_EQ(all[at].key, expected[at]) << "seed " << seed;
+      ASSERT_EQ(allLines[at].key, ofLines[at]) << "seed " << seed;
+    }
+  }
 }
 
 TEST(Keys, BitRangesAreMaskedAndOffsetsTellPresence) {

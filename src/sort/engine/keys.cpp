@@ -406,45 +406,68 @@ constexpr bool isNegativeZone(uint8_t zone) {
   return (zone >= 4 && zone <= 7) || zone == 0xB || zone == 0xD;
 }
 
-// A number of up to 64 bits; 10 bytes are written.
-size_t formOfNumber(bool negative, uint64_t magnitude, uint8_t* form) {
-  if (magnitude == 0) return decimalFormOfBytes(false, form, 0, form);
-  const int zeros = __builtin_clzll(magnitude) / 8;
-  const uint64_t flip = negative ? ~uint64_t{0} : 0;
+// Up to eight bytes, behind zeros, as the low eight of a register.
+__m128i rightAligned(const uint8_t* bytes, size_t count) {
+  if (count == 8) return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes));
+  if (count >= 4) {
+    const uint32_t head = count > 4 ? valueAt<uint32_t>(bytes) << 8 * (8 - count) : 0;
+    const auto tail = valueAt<uint32_t>(bytes + count - 4);
+    return _mm_unpacklo_epi32(_mm_cvtsi32_si128(static_cast<int32_t>(head)),
+                              _mm_cvtsi32_si128(static_cast<int32_t>(tail)));
+  }
+  uint32_t tail = 0;
+  for (size_t at = 0; at < count; ++at) tail |= uint32_t{bytes[at]} << 8 * (4 - count + at);
+  return _mm_slli_epi64(_mm_cvtsi32_si128(static_cast<int32_t>(tail)), 32);
+}
+
+// The form of the low eight bytes, a big-endian magnitude; 10 bytes are written.
+size_t formOfEight(bool negative, __m128i magnitude, uint8_t* form) {
+  const __m128i isZero = _mm_cmpeq_epi8(magnitude, _mm_setzero_si128());
+  const uint32_t telling = ~static_cast<uint32_t>(_mm_movemask_epi8(isZero)) & 0xFF;
+  negative = negative && telling != 0;
+  const int zeros = telling != 0 ? __builtin_ctz(telling) : 8;
+  const uint8_t flip = negative ? 0xFF : 0;
   form[0] = negative ? 0 : 0xF0;
-  form[1] = static_cast<uint8_t>(static_cast<uint64_t>(8 - zeros) ^ flip);
-  const uint64_t bytes = __builtin_bswap64((magnitude << 8 * zeros) ^ flip);
-  memcpy(form + 2, &bytes, sizeof(bytes));
+  form[1] = static_cast<uint8_t>((8 - zeros) ^ flip);
+  magnitude = _mm_srl_epi64(magnitude, _mm_cvtsi32_si128(8 * zeros));
+  magnitude = _mm_xor_si128(magnitude, _mm_set1_epi8(static_cast<char>(flip)));
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(form + 2), magnitude);
   return static_cast<size_t>(10 - zeros);
 }
 
-// Up to eight digit bytes as nibbles.
-uint32_t nibblesOf(const uint8_t* digits, const uint8_t* end) {
-  uint32_t nibbles = 0;
-  for (; digits < end; ++digits) nibbles = nibbles << 4 | (*digits & 0xFU);
-  return nibbles;
+size_t formOfNumber(bool negative, uint64_t magnitude, uint8_t* form) {
+  const uint64_t bytes = __builtin_bswap64(magnitude);
+  return formOfEight(negative, _mm_loadl_epi64(reinterpret_cast<const __m128i*>(&bytes)), form);
 }
 
 // Digit bytes as pairs, right-aligned.
 size_t pairForm(bool negative, const uint8_t* digits, size_t count, uint8_t* form) {
-  const uint8_t* const end = digits + count;
-  if (count <= 8) return formOfNumber(negative, nibblesOf(digits, end), form);
-  if (count <= 16)
-    return formOfNumber(negative, uint64_t{nibblesOf(digits, end - 8)} << 32 | nibblesOf(end - 8, end), form);
+  if (count <= 16) {
+    const size_t head = count > 8 ? count - 8 : 0;
+    __m128i all = _mm_unpacklo_epi64(rightAligned(digits, head), rightAligned(digits + head, count - head));
+    all = _mm_and_si128(all, _mm_set1_epi8(0xF));
+    const __m128i pairs = _mm_or_si128(_mm_slli_epi16(all, 4), _mm_srli_epi16(all, 8));
+    const __m128i bytes = _mm_and_si128(pairs, _mm_set1_epi16(0xFF));
+    return formOfEight(negative, _mm_packus_epi16(bytes, bytes), form);
+  }
   uint8_t pairs[128];
-  const size_t bytes = (count + 1) / 2;
+  const uint8_t* const end = digits + count;
   uint8_t* to = pairs;
   if (count % 2 != 0) *to++ = *digits++ & 0xF;
-  for (; digits < end; digits += 2) *to++ = static_cast<uint8_t>(nibblesOf(digits, digits + 2));
-  return decimalFormOfBytes(negative, pairs, bytes, form);
+  for (; digits < end; digits += 2) *to++ = static_cast<uint8_t>(digits[0] << 4 | (digits[1] & 0xF));
+  return decimalFormOfBytes(negative, pairs, static_cast<size_t>(to - pairs), form);
 }
 
 // Digits of a packed number as pairs that end with the last digit, as those of other decimals do.
 size_t packedForm(Piece piece, uint8_t* form) {
   const uint8_t sign = piece.end[-1] & 0xF;
   const bool negative = sign == 0xB || sign == 0xD;
-  if (piece.size() == 8)
-    return formOfNumber(negative, __builtin_bswap64(valueAt<uint64_t>(piece.first)) >> 4, form);
+  if (piece.size() <= 8) {
+    const __m128i bytes = rightAligned(piece.first, piece.size()), nibble = _mm_set1_epi8(0xF);
+    const __m128i high = _mm_and_si128(_mm_srli_epi16(bytes, 4), nibble);
+    const __m128i low = _mm_and_si128(_mm_slli_epi64(bytes, 8), nibble);
+    return formOfEight(negative, _mm_or_si128(_mm_slli_epi16(low, 4), high), form);
+  }
   uint8_t pairs[255];
   uint8_t before = 0;
   for (uint32_t at = 0; at < piece.size(); ++at) {
