@@ -103,6 +103,27 @@ typedef struct QrtProcessRecord {
   char fileMode;                                       /* option FILEMODE: "L" large or "S" small */
 } QrtProcessRecord;
 
+struct QrtSortRecordSpec;
+struct QrtSortKeyList;
+struct QrtSortFileList;
+
+/* What a SORT or MERGE with an INPUT or OUTPUT PROCEDURE leaves between its calls. */
+typedef struct QrtSortState {
+  char* fileName;        /* name of the work file, empty for none; 1,024 bytes, owned */
+  int32_t bufferSize;    /* bytes of recordBuffer in use as a block */
+  uint8_t* recordBuffer; /* 256,000 bytes, owned */
+  uint8_t* cursor;       /* next record in it */
+  int32_t position;      /* bytes of it used; -1: nothing fetched yet */
+  uint32_t fileOffset;   /* of the next block of the work file, modulo 2 to the 32 */
+  const struct QrtSortRecordSpec* record;
+  const struct QrtSortKeyList* keys;
+  const struct QrtSortFileList* usingFiles;
+  const struct QrtSortFileList* givingFiles;
+  const uint8_t* collatingTable;
+  const char* controlFile;
+  int32_t coreSize;
+} QrtSortState;
+
 /* The record of one run unit: one main program and everything that it calls. */
 typedef struct QrtRunUnitRecord {
   char eyecatcher[8];                     /* "XRUNCOMM" */
@@ -126,11 +147,11 @@ typedef struct QrtRunUnitRecord {
   uint32_t reserved;           /* 0 */
   int32_t centuryWindow;       /* sliding century window; 80 at the start */
   uint32_t runUnitWord;        /* the word that runUnitShared of each program block points to */
-  uint32_t sortState[13];
+  QrtSortState sortState;
   char* tempDirectory; /* TMP when that directory exists, else "."; owned */
   int16_t sortActive;  /* not 0 while a SORT or MERGE is in progress */
-  void* sortBlocks;
-  int32_t sortErrno;
+  void* sortBlocks;    /* spare nodes of key lists */
+  int32_t sortErrno;   /* number of the last failure of a SORT or MERGE; 0 for none */
   char fileMode;
   char localeName[22];
   char ebcdicCodePage[18];
@@ -2313,6 +2334,111 @@ typedef void (*QrtSortErrorCallback)(QrtSortErrorRecord* record);
 QRT_API int32_t Lumasift_Lite(const char* options, QrtSortBuffer* sources, QrtSortBuffer* targets,
                               QrtSortExit inputExit, QrtSortExit outputExit, const uint8_t* collatingTable,
                               QrtSortErrorCallback errorCallback, void* callbackContext);
+
+/* ======================================================================================================
+ * SORT and MERGE
+ *
+ * With INPUT PROCEDURE: function 1, _qrtRelease for each record, function 3. With OUTPUT PROCEDURE: then
+ * _qrtReturn until the end. Files of USING and GIVING are closed before and behind.
+ * ====================================================================================================== */
+
+/* Functions of _qrtSortMerge. */
+#define QRT_SORT_START 1
+#define QRT_MERGE_START 2
+#define QRT_SORT_RELEASED 3 /* end of the INPUT PROCEDURE */
+#define QRT_SORT_REFUSED 4
+#define QRT_SORT_CLEAN_UP 11
+
+typedef struct QrtSortRegisters {
+  int16_t* sortReturn;      /* SORT-RETURN: 0, or 16 after a failure */
+  int32_t messageOff;       /* not 0: the program looks at SORT-RETURN; no message 26 */
+  int32_t coreSize;         /* not used */
+  int32_t statement;        /* shown by message 26 */
+  QrtProgramEntry* program; /* first entry of the program */
+} QrtSortRegisters;
+
+#define QRT_SORT_FIXED 1
+#define QRT_SORT_VARIABLE 2
+typedef struct QrtSortRecordSpec {
+  int32_t form;      /* QRT_SORT_FIXED, with equal lengths, or QRT_SORT_VARIABLE */
+  int32_t minLength; /* bytes */
+  int32_t maxLength; /* bytes */
+} QrtSortRecordSpec;
+
+/* Types of keys; lengths in bytes. A national key becomes an unsigned short for each character. */
+#define QRT_SORT_KEY_INT 1
+#define QRT_SORT_KEY_UINT 2
+#define QRT_SORT_KEY_SHORT 3
+#define QRT_SORT_KEY_USHORT 4
+#define QRT_SORT_KEY_LONG 5
+#define QRT_SORT_KEY_ULONG 6
+#define QRT_SORT_KEY_FLOAT 7
+#define QRT_SORT_KEY_DOUBLE 8
+#define QRT_SORT_KEY_EXTENDED 9 /* 16 bytes */
+#define QRT_SORT_KEY_CHAR 10    /* in the order of the collating table, if any */
+#define QRT_SORT_KEY_BIN 11
+#define QRT_SORT_KEY_PACKED 12
+#define QRT_SORT_KEY_ZONED 13
+#define QRT_SORT_KEY_FIXED 14 /* big-endian binary */
+#define QRT_SORT_KEY_LEADING_SEPARATE 15
+#define QRT_SORT_KEY_TRAILING_SEPARATE 16
+#define QRT_SORT_KEY_LEADING_OVERPUNCH 17
+#define QRT_SORT_KEY_TRAILING_OVERPUNCH 18
+#define QRT_SORT_KEY_INT8 19
+#define QRT_SORT_KEY_UINT8 20
+#define QRT_SORT_KEY_NATIONAL 21
+#define QRT_SORT_KEY_HEX4 (-7)
+#define QRT_SORT_KEY_HEX8 (-8)
+
+#define QRT_SORT_ASCENDING 1
+#define QRT_SORT_DESCENDING 2
+typedef struct QrtSortKeySpec {
+  struct QrtSortKeySpec* next; /* null behind the last */
+  int32_t offset;              /* in the record, from 0 */
+  int32_t length;              /* bytes */
+  int32_t type;                /* QRT_SORT_KEY_* */
+  int32_t order;               /* QRT_SORT_ASCENDING or QRT_SORT_DESCENDING */
+} QrtSortKeySpec;
+
+typedef struct QrtSortKeyList {
+  int32_t count;
+  QrtSortKeySpec* first;
+  uint32_t reserved;
+} QrtSortKeyList;
+
+typedef struct QrtSortFileList {
+  int32_t count; /* 0: INPUT or OUTPUT PROCEDURE */
+  QrtFcb** files;
+} QrtSortFileList;
+
+/* SORT and MERGE. All that is passed to the start must stay until the statement has ended; function 3 and the
+   clean-up look at `registers` and at nothing, else only at what was passed to the start. The key list is
+   rewritten where it has national keys. Fails with SORT-RETURN 16 and, unless messageOff, message 26, whose
+   third value is the number of the failure: of the sort engine, or from 501 on of this statement (see the
+   manual for compilers). _qrtSortMerge is guarded. */
+QRT_API void qrtSortMerge(int32_t function, const QrtSortRegisters* registers,
+                          const QrtSortRecordSpec* record, const uint8_t* collatingTable,
+                          const char* controlFile, const QrtSortFileList* usingFiles,
+                          const QrtSortFileList* givingFiles, QrtSortKeyList* keys);
+QRT_API void _qrtSortMerge(int32_t function, const QrtSortRegisters* registers,
+                           const QrtSortRecordSpec* record, const uint8_t* collatingTable,
+                           const char* controlFile, const QrtSortFileList* usingFiles,
+                           const QrtSortFileList* givingFiles, QrtSortKeyList* keys);
+
+/* Guarded. RELEASE of a record of `length` bytes, cut or, in a fixed SD, filled with blanks to its length.
+ *result becomes 16 when the work file can't be written, and stays as it is otherwise. */
+QRT_API void _qrtRelease(int32_t length, const uint8_t* record, int16_t* result);
+
+/* Guarded. RETURN: the next record and its length, or 1 in *atEnd when there is none, with all else as it
+   was. */
+QRT_API void _qrtReturn(int32_t* length, uint8_t* record, int16_t* atEnd);
+
+/* The number of the last failure of a SORT or MERGE in this run unit, 0 for none. The second pair is
+   guarded. */
+QRT_API void GetSortErrno(int32_t* number);
+QRT_API void GETSORTERRNO(int32_t* number);
+QRT_API void qrtGetSortErrno(int32_t* number);
+QRT_API void QRTGETSORTERRNO(int32_t* number);
 
 #ifdef __cplusplus
 }

@@ -21,6 +21,7 @@
 #include "intrinsic/numval.h"
 #include "intrinsic/statistics.h"
 #include "nls/collating.h"
+#include "sort/bridge/statement.h"
 #include "statement/accept.h"
 #include "statement/class_condition.h"
 #include "statement/class_double_byte.h"

@@ -18,6 +18,7 @@
 #include "platform/directories.h"
 #include "platform/locale.h"
 #include "platform/threads.h"
+#include "sort/bridge/statement.h"
 
 void* _qrt_init_term_rte_mutex = nullptr;
 void* accept_mutex = nullptr;
@@ -128,7 +129,9 @@ void popRunUnit() {
   _qrtCheckFree(top);
 }
 
-void reportInterruptedSort() {
+void endSort(EndReason reason) {
+  if (reason == EndReason::cleanUp && _qrtRuncom->sortActive != 0)
+    sort::bridge::sortMerge(QRT_SORT_CLEAN_UP, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
   if (_qrtRuncom->sortActive == 0) return;
   _qrtRuncom->sortActive = 0;  // the message may end the run, which leads through here again
   qrtWriteERRmsg(runUnitEndsInSort, 0);
@@ -142,6 +145,7 @@ void freeTables() {
   _qrt_hash_terminate(unit.externalTable);
   _qrt_hash_terminate(unit.programTable);
   _qrtFreePLLE();
+  sort::bridge::endRunUnit();
   _qrtCheckFree(unit.tempDirectory);
   unit.fileTable = unit.externalTable = unit.programTable = nullptr;
   unit.tempDirectory = nullptr;
@@ -204,7 +208,7 @@ void takeRunUnitDown(EndReason reason, int32_t code) {
   void* const stopRunContext = _qrtRuncom->stopRunContext;
   if (stopRunRoutine != nullptr && reason == EndReason::mainReturned) return;
 
-  reportInterruptedSort();
+  endSort(reason);
   closePrograms();
   _qrtUTerm();
   freeTables();
