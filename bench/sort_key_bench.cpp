@@ -78,7 +78,7 @@ struct Engine {
     arguments.targets = target;
     if (prepare(*session, arguments) != 0) abort();
     session->work = session->memory.make<SortWorkState>();
-    if (MemManageInit(*session) != 0 || initExtract(*session) != 0) abort();
+    if (MemManageInit(*session) != 0 || InitExtract(*session) != 0) abort();
     storage.resize(static_cast<size_t>(session->work->sizes.sortBuffer + copySlack) / 4 + 1);
     run.sources = session->options->sources.rows;
     run.sortBuffer.start = reinterpret_cast<uint8_t*>(storage.data());

@@ -120,7 +120,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     require(session->work != nullptr);
     constexpr int32_t most = 16 << 20;
     if (MemManageInit(*session) == 0 && session->work->sizes.sortBuffer < most &&
-        initExtract(*session) == 0) {
+        InitExtract(*session) == 0) {
       std::vector<uint8_t> block(lineEnd + 1, data + size);
       extractAll(*session, block);
     }

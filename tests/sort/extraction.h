@@ -39,7 +39,7 @@ struct Extraction {
     sort::SortSession& session = *prepared.session;
     session.work = session.memory.make<sort::SortWorkState>();
     code = MemManageInit(session);
-    if (code == 0) code = initExtract(session);
+    if (code == 0) code = InitExtract(session);
     if (code != 0) return;
     const sort::MemorySizes& sizes = session.work->sizes;
     room = static_cast<size_t>(roomFor == 0 ? sizes.sortBuffer : roomFor * (sizes.entryBound + 4)) & ~3U;

@@ -385,7 +385,7 @@ TEST(Keys, CollatingTableReplacesBytesAndLocale) {
   for (const bool reverse : {false, true}) {
     Extraction extraction(reverse ? "-k 1r" : "-k 1");
     extraction.prepared.options().collatingTable = table;
-    ASSERT_EQ(initExtract(extraction.session()), 0);
+    ASSERT_EQ(InitExtract(extraction.session()), 0);
     const std::vector<Stored> all = extraction.extract("a\nb\n\nab\n\xFF\n");
     const std::vector<size_t> ascending{2, 4, 1, 0, 3};
     EXPECT_EQ(orderOf(all), reverse ? (std::vector<size_t>{3, 0, 1, 4, 2}) : ascending);

@@ -59,8 +59,8 @@ Turn storeEntry(SortSession& session, InputRun& run, uint32_t length, int32_t& f
   const auto record = static_cast<int32_t>(isCheck ? 0 : boundOf(session, length));
   constexpr int32_t padding = 4, tableRow = 4;
   const int32_t room = std::min(left - tableRow, sizes.entryBound) - record - padding;
-  const uint32_t key = buildKey(session, entry->key(), room - static_cast<int32_t>(sizeof(SortEntry)),
-                                run.sourceNumber, run.sequence);
+  const uint32_t key = session.work->records->createKey(
+      session, entry->key(), room - static_cast<int32_t>(sizeof(SortEntry)), run.sourceNumber, run.sequence);
   if (key == 0) {
     if (!isCheck && buffer.cursor != buffer.start) return Turn::isFull;
     failure = internalError(bufferRanOut);
@@ -114,9 +114,9 @@ Turn takeTurn(SortSession& session, InputRun& run, uint32_t length, int32_t& fai
 
 }  // namespace
 
-int32_t initExtract(SortSession& session) {
+int32_t InitExtract(SortSession& session) {
   int32_t failure = initRecords(session);
-  if (failure == 0) failure = initKeys(session);
+  if (failure == 0) failure = InitKeys(session);
   if (failure == 0) initReformat(session);
   if (failure == 0 && session.options->conditions.count > 0) failure = initFilter(session);
   if (failure == 0 && session.options->sums.count > 0) failure = initSum(session);

@@ -366,12 +366,14 @@ bool isWholeFields(const SortOptions& options, const SortKey& range) {
 }
 
 // What follows the key at `to`, or null when there is no room for it.
+template <bool binary>
 uint8_t* addKey(const SortSession& session, const KeyStep& step, uint8_t* to) {
-  const SortOptions& options = *session.options;
   const RecordState& records = *session.work->records;
-  constexpr ptrdiff_t marks = 2;
-  if (records.keyLimit - to < marks) return nullptr;
-  if (step.hasMarks && !addMarks(options, records, step, to)) return to;
+  if constexpr (binary) {
+    constexpr ptrdiff_t marks = 2;
+    if (records.keyLimit - to < marks) return nullptr;
+    if (step.hasMarks && !addMarks(*session.options, records, step, to)) return to;
+  }
   const Piece piece = pieceOf(session, step);
   const ptrdiff_t needed = static_cast<ptrdiff_t>(piece.size()) * step.perByte + step.overhead;
   return records.keyLimit - to < needed ? nullptr : step.build(session, step, piece, to);
@@ -521,9 +523,10 @@ template uint64_t normalizedHexadecimal<uint64_t>(const uint8_t* at);
 
 // ---- The whole key
 
-int32_t initKeys(SortSession& session) {
+int32_t InitKeys(SortSession& session) {
   const SortOptions& options = *session.options;
   RecordState& records = *session.work->records;
+  records.createKey = options.binary ? CreateKeyBinary : CreateKeyText;
   const auto count = static_cast<size_t>(options.keys.count);
   const size_t scratch = 8 * (static_cast<size_t>(options.recordLength) + 16);
   records.keys = session.memory.make<KeyStep>(count);
@@ -560,8 +563,11 @@ int32_t initKeys(SortSession& session) {
   return 0;
 }
 
-uint32_t buildKey(const SortSession& session, uint8_t* to, int32_t room, int32_t sourceNumber,
-                  int64_t sequence) {
+namespace {
+
+template <bool binary>
+uint32_t createKey(const SortSession& session, uint8_t* to, int32_t room, int32_t sourceNumber,
+                   int64_t sequence) {
   RecordState& records = *session.work->records;
   const bool isMerge = session.options->mainFunction == MainFunction::merge;
   // Alignment, and the numbers that make keys different.
@@ -571,7 +577,7 @@ uint32_t buildKey(const SortSession& session, uint8_t* to, int32_t room, int32_t
   uint8_t* at = to;
   const KeyStep* const end = records.keys + session.options->keys.count;
   for (const KeyStep* step = records.keys; step < end; ++step)
-    if ((at = addKey(session, *step, at)) == nullptr) return 0;
+    if ((at = addKey<binary>(session, *step, at)) == nullptr) return 0;
   at = aligned(at, 4);
   // Logical bytes into words that a little-endian machine compares.
   auto* words = reinterpret_cast<uint32_t*>(to);
@@ -581,6 +587,18 @@ uint32_t buildKey(const SortSession& session, uint8_t* to, int32_t room, int32_t
   *words++ = static_cast<uint32_t>(sequence >> 32);
   *words++ = static_cast<uint32_t>(sequence);
   return static_cast<uint32_t>(reinterpret_cast<uint8_t*>(words) - to);
+}
+
+}  // namespace
+
+uint32_t CreateKeyText(const SortSession& session, uint8_t* to, int32_t room, int32_t sourceNumber,
+                       int64_t sequence) {
+  return createKey<false>(session, to, room, sourceNumber, sequence);
+}
+
+uint32_t CreateKeyBinary(const SortSession& session, uint8_t* to, int32_t room, int32_t sourceNumber,
+                         int64_t sequence) {
+  return createKey<true>(session, to, room, sourceNumber, sequence);
 }
 
 }  // namespace qrt::sort

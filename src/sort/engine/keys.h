@@ -30,12 +30,14 @@ struct KeyStep {
 };
 
 // Chooses the step of each key; 0 or a run's code.
-int32_t initKeys(SortSession& session);
+int32_t InitKeys(SortSession& session);
 
 // Builds the key of the scanned record at `to`, four-byte aligned, with source and sequence number behind its
 // fields. Returns its length, a multiple of 4, or 0 when it doesn't fit in `room`, none of which it leaves.
-uint32_t buildKey(const SortSession& session, uint8_t* to, int32_t room, int32_t sourceNumber,
-                  int64_t sequence);
+uint32_t CreateKeyText(const SortSession& session, uint8_t* to, int32_t room, int32_t sourceNumber,
+                       int64_t sequence);
+uint32_t CreateKeyBinary(const SortSession& session, uint8_t* to, int32_t room, int32_t sourceNumber,
+                         int64_t sequence);
 
 // What a compare of numbers works on as well. The decimal form of a field of any decimal type, its digits in
 // pairs that end with the last digit; `form` has room for longestDecimalForm.

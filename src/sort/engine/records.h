@@ -26,6 +26,8 @@ struct RecordState {
   int32_t neededFields;     // fields whose start somebody asks for
 
   Scan (*scan)(SortSession& session, const uint8_t* at, const uint8_t* limit);
+  uint32_t (*createKey)(const SortSession& session, uint8_t* to, int32_t room, int32_t sourceNumber,
+                        int64_t sequence);
   KeyStep* keys;
   platform::Collation* collation;  // of the locale, null for none
   char decimalPoint, digitSeparator;
