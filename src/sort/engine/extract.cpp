@@ -83,7 +83,9 @@ Turn storeBare(SortSession& session, SortBuffer& buffer, uint32_t length) {
   const uint32_t prefix = session.options->outputPrefix ? prefixSize : 0;
   const int64_t needed = int64_t{boundOf(session, length)} + prefix;
   if (buffer.limit - buffer.cursor < needed) return Turn::isFull;
-  const uint32_t stored = putRecord(session, buffer.cursor + prefix, buffer.limit);
+  // It may be the caller's buffer: nothing behind the record is touched.
+  uint8_t* const to = buffer.cursor + prefix;
+  const uint32_t stored = putRecord(session, to, to);
   if (prefix != 0) memcpy(buffer.cursor, &stored, prefix);
   buffer.cursor += prefix + stored;
   RunCounters& counters = session.run->counters;

@@ -50,9 +50,9 @@ constexpr auto printableTable = tableOf(keepsPrintable);
 
 // ---- Bodies of character keys
 
-// Whether 16 bytes at a time may be read of a piece: up to 15 behind its end.
+// Whether 16 bytes at a time may be read of a piece: up to copySlack behind its end.
 bool readsWide(const RecordState& records, Piece piece) {
-  return records.blockEnd - piece.first >= static_cast<ptrdiff_t>((piece.size() + copySlack) & ~copySlack);
+  return records.blockEnd - piece.end >= static_cast<ptrdiff_t>(copySlack) && piece.first != piece.end;
 }
 
 uint8_t* copyBytes(const SortSession& session, const KeyStep&, Piece piece, uint8_t* to) {
