@@ -121,7 +121,8 @@ const char* loadFailureText() {
 }
 
 Module mainModule() {
-  return dlopen(nullptr, RTLD_NOW | RTLD_NOLOAD);
+  static const Module running = dlopen(nullptr, RTLD_NOW | RTLD_NOLOAD);
+  return running;
 }
 
 bool isFile(std::string_view path) {
