@@ -136,8 +136,8 @@ void runBesideTwin(std::mt19937& random, const std::vector<std::string>& names, 
     cpm_anchor->flags &= ~QRT_CACHE_SLOTS_VALID;
     EXPECT_EQ(plain.load("MAINPROGRAM", true), _qrt_cpm_load("MAINPROGRAM") != nullptr);
   }
-  EXPECT_TRUE(plain.evicts > 0 || kilobytes == 40);
-  EXPECT_TRUE(plain.compacts > 0 && plain.reuses > 0 && plain.skipped > 0);
+  EXPECT_TRUE(plain.reuses > 0 && plain.skipped > 0);
+  EXPECT_EQ(plain.evicts > 0 && plain.compacts > 0, kilobytes < 40);
   _qrtCleanUp();
   EXPECT_EQ(cpm_anchor, nullptr);
 }
@@ -153,7 +153,7 @@ TEST(Cache, LikeThePlainTwin) {
   setenv("COB_CPM_SIZE_MIN", "1", 1);
   std::mt19937 random(4);
   int32_t before = 0;
-  for (const uint32_t kilobytes : {1, 8, 12, 40}) {
+  for (const uint32_t kilobytes : {1, 5, 8, 40}) {
     std::shuffle(names.begin(), names.end(), random);
     setenv("COB_CPM_SIZE_MAX", std::to_string(kilobytes).c_str(), 1);
     runBesideTwin(random, names, kilobytes);
