@@ -6,43 +6,12 @@
 #include "frame/guard.h"
 #include "qrtrlib.h"
 
-namespace {
-
-struct Node {
-  Node* next;
-  void* value;
-  uint32_t keyLength;
-};
-
-}  // namespace
-
-struct QrtHashTable {
-  int32_t bucketCount;
-  int32_t keyMode;
-  int32_t iterationIndex;
-  int32_t iterationBucket;
-  Node* iterationNode;
-
-  Node** buckets() { return reinterpret_cast<Node**>(this + 1); }
-};
+using Node = QrtHashTable::Node;
+using qrt::frame::bucketOf, qrt::frame::findLink, qrt::frame::foldedKey;
 
 namespace {
 
 constexpr int32_t startOfWalk = -1;
-
-// Behind the fixed fields a node holds the key's address, or the key itself.
-const void* keyOf(const QrtHashTable* table, const Node* node) {
-  const void* tail = node + 1;
-  return table->keyMode == QRT_HASH_KEY_BY_REFERENCE ? *static_cast<const void* const*>(tail) : tail;
-}
-
-// The pointer that points to the newest node of the key, or to the null at the end of its chain.
-Node** findLink(QrtHashTable* table, const void* key, uint32_t length) {
-  Node** link = &table->buckets()[qrt::frame::bucketOf(key, length, table->bucketCount)];
-  while (*link != nullptr && ((*link)->keyLength != length || memcmp(keyOf(table, *link), key, length) != 0))
-    link = &(*link)->next;
-  return link;
-}
 
 }  // namespace
 
@@ -78,7 +47,7 @@ int32_t _qrt_hash_insert(QrtHashTable* table, const void* key, uint32_t length, 
   const uint32_t tail = byReference ? sizeof(key) : length;
   auto* node = static_cast<Node*>(_qrtCheckMalloc(sizeof(Node) + tail));
   if (node == nullptr) return -1;
-  Node** head = &table->buckets()[qrt::frame::bucketOf(key, length, table->bucketCount)];
+  Node** head = &table->buckets()[bucketOf(foldedKey(key, length), table->bucketCount)];
   *node = {*head, value, length};
   memcpy(node + 1, byReference ? static_cast<const void*>(&key) : key, tail);
   *head = node;

@@ -56,7 +56,7 @@ bool has(const Cache& cache, uint32_t flag) {
 }
 
 Entry*& slotOf(Cache& cache, std::string_view name) {
-  return cache.slot[frame::bucketOf(name.data(), static_cast<uint32_t>(name.size()), QRT_CACHE_SLOTS)];
+  return cache.slot[frame::bucketOf(frame::foldedKey(name.data(), name.size()), QRT_CACHE_SLOTS)];
 }
 
 void addToChain(Cache& cache, Entry& entry) {

@@ -19,12 +19,6 @@ bool startsWith(const char* text, std::string_view name) {
 
 }  // namespace
 
-uint32_t lengthInCall(const char* name, int32_t length) {
-  length = std::min(length, ProgramName::longest);
-  while (length > 0 && name[length - 1] == ' ') --length;
-  return length > 0 ? static_cast<uint32_t>(length) : 0;
-}
-
 ProgramName::ProgramName(const char* name, int32_t nameLength, const QrtProgramBlock& caller)
     : length(lengthInCall(name, nameLength)) {
   memcpy(text, name, length);

@@ -2,9 +2,11 @@
 // a module that is looked for and loaded.
 #include <stdlib.h>
 
+#include <optional>
 #include <string_view>
 
 #include "frame/guard.h"
+#include "frame/hash.h"
 #include "frame/hosting.h"
 #include "platform/directories.h"
 #include "platform/errors.h"
@@ -113,21 +115,34 @@ uint64_t resultOf(void* entry) {
   return reinterpret_cast<uintptr_t>(entry);
 }
 
+// What is known of the program: its element of the call table's results, or its address in the run unit.
+[[gnu::always_inline]] inline std::optional<uint64_t> findKnown(std::string_view name,
+                                                                const QrtCallTable& table,
+                                                                const uint64_t* results) {
+  if (name.empty()) return {};
+  const int32_t row = table.rowCount > 0 ? findRow(table, name) : -1;
+  if (row >= 0 && results[row] != 0) return results[row];
+  const auto* known = *frame::findLink(_qrtRuncom->programTable, name.data(), name.size());
+  if (known == nullptr) return {};
+  return resultOf(static_cast<const QrtPlle*>(known->value)->entry);
+}
+
+// The way of names that have to be folded or loaded. Only a load can report, so only it is guarded.
+[[gnu::noinline]] uint64_t findOrLoad(const ProgramName& name, const QrtCallTable& table,
+                                      const uint64_t* results, uint32_t& exceptions) {
+  if (const auto known = findKnown({name.text, name.length}, table, results)) return *known;
+  void* entry = nullptr;
+  frame::underPlainGuard([&] { entry = loadOrReport(name, exceptions); });
+  return resultOf(entry);
+}
+
 }  // namespace
 }  // namespace qrt::program
 
-// Only a load can report, so a name that is known is found without a guard.
 uint64_t _qrtDynLd(const QrtCallTable* table, int32_t nameLength, const char* name, QrtProgramBlock* caller,
                    const uint64_t* results, uint32_t* exceptions) {
   using namespace qrt::program;
-  const ProgramName called(name, nameLength, *caller);
-  if (called.length > 0) {
-    const int32_t row = findRow(*table, {called.text, called.length});
-    if (row >= 0 && results[row] != 0) return results[row];
-    const void* known = _qrt_hash_find(_qrtRuncom->programTable, called.text, called.length);
-    if (known != nullptr) return resultOf(static_cast<const QrtPlle*>(known)->entry);
-  }
-  void* entry = nullptr;
-  qrt::frame::underPlainGuard([&] { entry = loadOrReport(called, *exceptions); });
-  return resultOf(entry);
+  if ((caller->flags & QRT_PROGRAM_FOLD_NAMES) == 0)
+    if (const auto known = findKnown({name, lengthInCall(name, nameLength)}, *table, results)) return *known;
+  return findOrLoad(ProgramName(name, nameLength, *caller), *table, results, *exceptions);
 }
