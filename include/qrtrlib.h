@@ -637,6 +637,13 @@ QRT_API char* _qrtcRegistry(const char* key, char* result);
 /* Sets `count` bytes to `value`. Returns the destination. */
 QRT_API void* qrtmemset(void* destination, uint8_t value, uint32_t count);
 
+/* What the program qrtrun passes to a main program by the argument of _qrtCallMain: the arguments behind "--"
+   on its command line. */
+typedef struct QrtMainArguments {
+  int32_t count;
+  char** texts; /* terminated */
+} QrtMainArguments;
+
 /* ------------------------------------------------------------------------------------------------------
  * The program cache keeps modules loaded between run units, for a host that runs many short ones in one
  * process. It is one block: a header, and entries of varying length carved out behind it. An entry stays
