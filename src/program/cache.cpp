@@ -1,6 +1,5 @@
-// The program cache: modules that stay loaded between run units, found by name. All bookkeeping lies in one
-// block of the plain heap, since it outlives run units; compaction copies what is in use into a new one.
-#include <stddef.h>
+// The program cache: modules that stay loaded between run units, found by name. Its block lies on the plain
+// heap, since it outlives run units.
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -10,9 +9,9 @@
 #include <string_view>
 #include <utility>
 
-#include "frame/hash.h"
 #include "frame/hosting.h"
 #include "platform/modules.h"
+#include "program/cache_block.h"
 #include "program/program_path.h"
 
 QrtProgramCache* cpm_anchor = nullptr;
@@ -21,281 +20,12 @@ int32_t cpm_status = 0;
 namespace qrt::program {
 namespace {
 
-using Cache = QrtProgramCache;
-using Entry = QrtCacheEntry;
-
 constexpr uint32_t kilobyte = 1024;
 constexpr uint32_t defaultMin = 32, defaultMax = 1024;  // kilobytes
 constexpr uint32_t tooSmall = 2144;                     // bytes
 constexpr size_t longestName = 1023;
 constexpr const char* minVariable = "COB_CPM_SIZE_MIN";
 constexpr const char* maxVariable = "COB_CPM_SIZE_MAX";
-
-constexpr uint32_t roomFor(size_t nameLength) {
-  return (static_cast<uint32_t>(nameLength) + 1 + 3) / 4 * 4;
-}
-
-constexpr uint32_t sizeWithRoom(uint32_t nameRoom) {
-  return sizeof(Entry) + nameRoom;
-}
-
-std::string_view nameOf(const Entry& entry) {
-  return {entry.name, entry.name_len};
-}
-
-void setName(Entry& entry, std::string_view name) {
-  memcpy(entry.name, name.data(), name.size());
-  entry.name[name.size()] = 0;
-  entry.name_len = static_cast<uint32_t>(name.size());
-}
-
-// ---- The lists -----------------------------------------------------------------------------------------
-
-bool has(const Cache& cache, uint32_t flag) {
-  return (cache.flags & flag) != 0;
-}
-
-Entry*& slotOf(Cache& cache, std::string_view name) {
-  return cache.slot[frame::bucketOf(frame::foldedKey(name.data(), name.size()), QRT_CACHE_SLOTS)];
-}
-
-void addToChain(Cache& cache, Entry& entry) {
-  Entry*& head = slotOf(cache, nameOf(entry));
-  if (head == nullptr) ++cache.slots;
-  entry.hash_prev = nullptr;
-  entry.hash_next = head;
-  if (head != nullptr) head->hash_prev = &entry;
-  head = &entry;
-}
-
-void takeOffChain(Cache& cache, Entry& entry) {
-  if (has(cache, QRT_CACHE_SLOTS_VALID)) {
-    Entry*& head = slotOf(cache, nameOf(entry));
-    if (head == &entry) head = entry.hash_next;
-    if (head == nullptr) --cache.slots;
-    if (entry.hash_next != nullptr) entry.hash_next->hash_prev = entry.hash_prev;
-    if (entry.hash_prev != nullptr) entry.hash_prev->hash_next = entry.hash_next;
-  }
-  entry.hash_next = entry.hash_prev = nullptr;
-}
-
-// From the tail of the list of use, so that a chain starts with what was used last.
-void rehash(Cache& cache) {
-  std::fill(cache.slot, std::end(cache.slot), nullptr);
-  cache.slots = 0;
-  cache.flags |= QRT_CACHE_SLOTS_VALID;
-  for (Entry* entry = cache.lru_tail; entry != nullptr; entry = entry->lru_prev) addToChain(cache, *entry);
-}
-
-void linkAtHead(Cache& cache, Entry& entry) {
-  entry.lru_prev = nullptr;
-  entry.lru_next = cache.lru_head;
-  (cache.lru_head != nullptr ? cache.lru_head->lru_prev : cache.lru_tail) = &entry;
-  cache.lru_head = &entry;
-}
-
-void unlink(Cache& cache, Entry& entry) {
-  (entry.lru_prev != nullptr ? entry.lru_prev->lru_next : cache.lru_head) = entry.lru_next;
-  (entry.lru_next != nullptr ? entry.lru_next->lru_prev : cache.lru_tail) = entry.lru_prev;
-}
-
-void putIntoUse(Cache& cache, Entry& entry) {
-  linkAtHead(cache, entry);
-  ++cache.entries;
-  if (has(cache, QRT_CACHE_SLOTS_VALID))
-    addToChain(cache, entry);
-  else
-    rehash(cache);
-}
-
-void moveToHead(Cache& cache, Entry& entry) {
-  unlink(cache, entry);
-  linkAtHead(cache, entry);
-  if (!has(cache, QRT_CACHE_SLOTS_VALID)) rehash(cache);
-}
-
-void putOnFreeList(Cache& cache, Entry& entry) {
-  Entry** link = &cache.free_head;
-  while (*link != nullptr && (*link)->name_size < entry.name_size) link = &(*link)->lru_next;
-  entry.lru_prev = nullptr;
-  entry.lru_next = *link;
-  *link = &entry;
-  ++cache.free;
-}
-
-void takeOffFreeList(Cache& cache, const Entry& entry) {
-  Entry** link = &cache.free_head;
-  while (*link != &entry) link = &(*link)->lru_next;
-  *link = entry.lru_next;
-  --cache.free;
-}
-
-// Calls `work` for every entry in use; it may unload the entry.
-template <typename Work>
-void forEachInUse(Cache& cache, Work&& work) {
-  for (Entry *entry = cache.lru_head, *next; entry != nullptr; entry = next) {
-    next = entry->lru_next;
-    work(*entry);
-  }
-}
-
-// ---- Unloading -----------------------------------------------------------------------------------------
-
-void unload(Cache& cache, Entry& entry) {
-  if ((entry.flags & QRT_CACHED_EVICTING) == 0) entry.flags |= QRT_CACHED_UNLOAD_WANTED;
-  if ((entry.flags & QRT_CACHED_FREE) != 0) return;
-  if (entry.use_count > 0 && !has(cache, QRT_CACHE_DESTROYING)) return;
-  takeOffChain(cache, entry);
-  unlink(cache, entry);
-  --cache.entries;
-  const bool loaded = (entry.flags & QRT_CACHED_LOADED) != 0;
-  const platform::Module module = std::exchange(entry.load_point, nullptr);
-  entry.entry_point = nullptr;
-  entry.use_count = 0;
-  entry.flags = QRT_CACHED_FREE | (entry.flags & QRT_CACHED_EVICTING);
-  putOnFreeList(cache, entry);
-  cache.flags &= ~QRT_CACHE_COMPACT;
-  if (loaded && module != nullptr) platform::unloadModule(module);
-}
-
-void giveBack(Cache& cache, Entry& entry) {
-  if (entry.use_count > 0) --entry.use_count;
-  if (entry.use_count <= 0 && (entry.flags & QRT_CACHED_UNLOAD_WANTED) != 0) unload(cache, entry);
-}
-
-// An entry of which an unload is wanted is passed over, except by who gives a use of it back.
-enum class Purpose { use, giveBack };
-
-Entry* find(Cache& cache, std::string_view name, Purpose purpose = Purpose::use) {
-  const bool hashed = has(cache, QRT_CACHE_SLOTS_VALID);
-  uint32_t steps = 0;
-  for (Entry *entry = hashed ? slotOf(cache, name) : cache.lru_head, *next; entry != nullptr; entry = next) {
-    next = hashed ? entry->hash_next : entry->lru_next;
-    ++steps;
-    if ((entry->flags & QRT_CACHED_UNLOAD_WANTED) != 0) {
-      unload(cache, *entry);
-      if (purpose == Purpose::use || (entry->flags & QRT_CACHED_FREE) != 0) continue;
-    }
-    if (nameOf(*entry) != name) continue;
-    cache.chain = std::max(cache.chain, steps);
-    return entry;
-  }
-  return nullptr;
-}
-
-// ---- Making room ---------------------------------------------------------------------------------------
-
-Cache& header(void* block, uint32_t size) {
-  Cache& cache = *new (block) Cache{};
-  memcpy(cache.magic, "cpm ", sizeof(cache.magic));
-  cache.size = size;
-  cache.left = size - sizeof(Cache);
-  cache.next = static_cast<char*>(block) + sizeof(Cache);
-  cache.flags = QRT_CACHE_SLOTS_VALID;
-  return cache;
-}
-
-void countAsCarved(Cache& cache, const Entry& entry) {
-  const uint32_t size = sizeWithRoom(entry.name_size);
-  cache.next += size;
-  cache.left -= size;
-}
-
-// Carves a copy behind those that are there, at the tail of the list of use.
-void copyInto(Cache& cache, const Entry& entry) {
-  auto* copy = reinterpret_cast<Entry*>(cache.next);
-  memcpy(copy, &entry, offsetof(Entry, name));
-  setName(*copy, nameOf(entry));
-  copy->flags &= QRT_CACHED_LOADED | QRT_CACHED_UNLOAD_WANTED;
-  copy->lru_next = nullptr;
-  copy->lru_prev = cache.lru_tail;
-  (cache.lru_tail != nullptr ? cache.lru_tail->lru_next : cache.lru_head) = copy;
-  cache.lru_tail = copy;
-  ++cache.entries;
-  countAsCarved(cache, *copy);
-}
-
-// Moves everything into a new block of `size` bytes, free entries excepted. False when that wins nothing, and
-// when memory is short: the old block then stays.
-bool compact() {
-  Cache& old = *cpm_anchor;
-  void* block = calloc(1, old.size);
-  if (block == nullptr) {
-    fputs("CPM: No space for realloc, using old.\n", stderr);
-    return false;
-  }
-  forEachInUse(old, [&old](Entry& entry) {
-    if ((entry.flags & QRT_CACHED_UNLOAD_WANTED) != 0) unload(old, entry);
-  });
-  Cache& cache = header(block, old.size);
-  cache.min = old.min;
-  cache.max = old.max;
-  cache.dlopen = old.dlopen;
-  cache.flags = old.flags;
-  cache.reuses = old.reuses;
-  cache.skipped = old.skipped;
-  cache.evicts = old.evicts;
-  cache.compacts = old.compacts;
-  cache.resizes = old.resizes;
-  cache.chain = old.chain;
-  forEachInUse(old, [&cache](const Entry& entry) { copyInto(cache, entry); });
-  rehash(cache);
-  const bool won = cache.left > old.left;
-  if (!won)
-    cache.flags |= QRT_CACHE_COMPACT;
-  else
-    cache.flags &= ~QRT_CACHE_COMPACT;
-  if (won && !has(cache, QRT_CACHE_RESIZING)) ++cache.compacts;
-  free(std::exchange(cpm_anchor, &cache));
-  return won;
-}
-
-bool grow() {
-  Cache& old = *cpm_anchor;
-  if (old.size >= old.max || old.size > UINT32_MAX / 2) {
-    old.flags |= QRT_CACHE_LARGEST;
-    return false;
-  }
-  ++old.resizes;
-  old.size *= 2;
-  old.flags |= QRT_CACHE_RESIZING;
-  const bool grown = compact();
-  cpm_anchor->flags &= ~QRT_CACHE_RESIZING;
-  if (!grown) {
-    --old.resizes;
-    old.size /= 2;
-  }
-  return grown;
-}
-
-// Unloads from the tail on what isn't in use, until an entry that has the room for the name is free, or all
-// that was freed here is enough for a new one.
-bool evict(uint32_t nameRoom) {
-  Cache& cache = *cpm_anchor;
-  uint32_t room = cache.left;
-  for (Entry *entry = cache.lru_tail, *previous; entry != nullptr; entry = previous) {
-    previous = entry->lru_prev;
-    entry->flags |= QRT_CACHED_EVICTING;
-    unload(cache, *entry);
-    entry->flags &= ~QRT_CACHED_EVICTING;
-    if ((entry->flags & QRT_CACHED_FREE) == 0) continue;
-    ++cache.evicts;
-    room += sizeWithRoom(entry->name_size);
-    if (entry->name_size >= nameRoom || room >= sizeWithRoom(nameRoom)) return true;
-  }
-  return false;
-}
-
-// The cache may have moved.
-bool makeRoom(uint32_t nameRoom) {
-  cpm_anchor->flags |= QRT_CACHE_MAKING_ROOM;
-  const bool made = (!has(*cpm_anchor, QRT_CACHE_COMPACT) && compact()) ||
-                    (!has(*cpm_anchor, QRT_CACHE_LARGEST) && grow()) || evict(nameRoom);
-  cpm_anchor->flags &= ~QRT_CACHE_MAKING_ROOM;
-  return made;
-}
-
-// ---- Loading -------------------------------------------------------------------------------------------
 
 // The first file of that name that can be read, in the directories of the list.
 bool findReadable(const char* directories, std::string_view fileName, platform::NativePath& path) {
@@ -346,12 +76,6 @@ Entry* useAgain(Cache& cache, Entry& entry) {
   return &entry;
 }
 
-Entry* findFreeEntry(Cache& cache, uint32_t nameRoom) {
-  Entry* entry = cache.free_head;
-  while (entry != nullptr && entry->name_size < nameRoom) entry = entry->lru_next;
-  return entry;
-}
-
 Entry* useFreeEntry(Cache& cache, Entry& entry, std::string_view name) {
   entry.flags = QRT_CACHED_FREE;
   setName(entry, name);
@@ -392,8 +116,6 @@ Entry* load(std::string_view given) {
   ++cpm_anchor->skipped;
   return nullptr;
 }
-
-// ---- The cache as a whole ------------------------------------------------------------------------------
 
 // The bytes that a variable gives in kilobytes, when it is a number from `lowest` on.
 uint32_t sizeFrom(const char* variable, long lowest, uint32_t kilobytes) {
@@ -481,7 +203,7 @@ QrtProgramCache* _qrt_cpm_create() {
     fputs("CPM: No buffer for alloc disabling.\n", stderr);
     return nullptr;
   }
-  Cache& cache = header(block, min);
+  Cache& cache = makeHeader(block, min);
   cache.min = min;
   cache.max = max;
   return cpm_anchor = &cache;

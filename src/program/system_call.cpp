@@ -1,4 +1,5 @@
 // Services of the operating system that compiled programs ask for directly.
+#include <stdio.h>
 #include <string.h>
 
 #include <algorithm>
@@ -13,6 +14,7 @@
 int32_t _qrtcSystem(const char* line) {
   constexpr int32_t notStarted = -1;
   qrt::program::CommandLine command;
+  fflush(nullptr);  // what was displayed so far stands ahead of the program's own output
   return command.split(line) ? qrt::platform::runProgram(command.words) : notStarted;
 }
 

@@ -268,7 +268,7 @@ TEST(Cache, OutlivesHostedRunUnits) {
     _qrtPgmInit(&called.block);
     called.entries[0].stateFlags = QRT_ENTRY_NOT_INITIAL;
     EXPECT_NE(cpm_anchor->dlopen, nullptr);
-    _qrtTraxRunUnit(1, nullptr);  // another run unit, which has nothing to do with it
+    hosted ? _qrtTraxRunUnit(1, nullptr) : _qrtRunUnitInit();  // one that has nothing to do with it
     _qrtCleanUp();
     EXPECT_EQ(cpm_anchor->dlopen, nullptr) << "not forgotten";
     _qrtCleanUp();
