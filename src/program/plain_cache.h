@@ -1,10 +1,14 @@
-// The plain twin of the program cache: the same bookkeeping over lists of names, without a block of memory.
+// The plain twin of the program cache: the same bookkeeping over lists of names, without a block of memory;
+// and how a block reads as one.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
+
+#include "qrtrlib.h"
 
 namespace qrt::program {
 
@@ -25,6 +29,8 @@ struct PlainCache {
   std::vector<uint32_t> freeRooms = {};  // rising
   uint32_t reuses = 0, skipped = 0, evicts = 0, compacts = 0, resizes = 0;
   bool nothingToWin = false, largest = false;
+
+  bool operator==(const PlainCache&) const = default;
 
   // `exists` tells whether there is such a program at all.
   bool load(const std::string& name, bool exists) {
@@ -135,5 +141,49 @@ struct PlainCache {
     return false;
   }
 };
+
+// What the lists and figures of a block say.
+inline PlainCache plainFormOf(const QrtProgramCache& cache) {
+  PlainCache plain{.max = cache.max, .size = cache.size, .left = cache.left};
+  for (const QrtCacheEntry* entry = cache.lru_head; entry != nullptr; entry = entry->lru_next)
+    plain.inUse.push_back(
+        {entry->name, entry->name_size, entry->use_count, (entry->flags & QRT_CACHED_UNLOAD_WANTED) != 0});
+  for (const QrtCacheEntry* entry = cache.free_head; entry != nullptr; entry = entry->lru_next)
+    plain.freeRooms.push_back(entry->name_size);
+  plain.reuses = cache.reuses;
+  plain.skipped = cache.skipped;
+  plain.evicts = cache.evicts;
+  plain.compacts = cache.compacts;
+  plain.resizes = cache.resizes;
+  plain.nothingToWin = (cache.flags & QRT_CACHE_COMPACT) != 0;
+  plain.largest = (cache.flags & QRT_CACHE_LARGEST) != 0;
+  return plain;
+}
+
+// Whether the lists agree with each other both ways, and the entries fill what was carved.
+inline bool isSound(const QrtProgramCache& cache) {
+  std::set<const QrtCacheEntry*> chained;
+  uint32_t slots = 0, carved = PlainCache::headerSize, entries = 0, free = 0;
+  for (const QrtCacheEntry* head : cache.slot) {
+    slots += head != nullptr;
+    for (const QrtCacheEntry *entry = head, *previous = nullptr; entry != nullptr; entry = entry->hash_next) {
+      if (!chained.insert(entry).second || entry->hash_prev != previous) return false;
+      previous = entry;
+    }
+  }
+  const QrtCacheEntry* previous = nullptr;
+  for (const QrtCacheEntry* entry = cache.lru_head; entry != nullptr; entry = entry->lru_next, ++entries) {
+    if (chained.count(entry) == 0 || entry->lru_prev != previous) return false;
+    previous = entry;
+    carved += PlainCache::entrySize + entry->name_size;
+  }
+  for (const QrtCacheEntry* entry = cache.free_head; entry != nullptr; entry = entry->lru_next, ++free) {
+    if (entry->flags != QRT_CACHED_FREE) return false;
+    carved += PlainCache::entrySize + entry->name_size;
+  }
+  return cache.lru_tail == previous && cache.slots == slots && cache.entries == entries &&
+         chained.size() == entries && cache.free == free && cache.size == carved + cache.left &&
+         cache.next == reinterpret_cast<const char*>(&cache) + carved;
+}
 
 }  // namespace qrt::program

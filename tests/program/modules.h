@@ -1,11 +1,15 @@
 // Folders of modules for the tests of CALL and of the cache.
 #pragma once
 
+#include <dlfcn.h>
+#include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
 #include <string>
+
+#include "support/process.h"
 
 namespace qrt::test {
 
@@ -25,15 +29,35 @@ struct Folder {
   Folder(const Folder&) = delete;
   Folder& operator=(const Folder&) = delete;
 
-  // Puts the module of called programs under that name.
+  // Puts the module of called programs under that name; below, a text that may be run.
   void addModule(const std::string& name) const {
-    std::filesystem::create_symlink(QRT_BUILD_DIRECTORY "/tests/modules/programs/called_programs.dll",
-                                    path + "/" + name);
+    const std::string module = QRT_BUILD_DIRECTORY "/tests/modules/programs/called_programs.dll";
+    create_symlink(std::filesystem::path(module), prepared(name));
   }
   void addText(const std::string& name, const std::string& text = "This is a text.\n") const {
-    std::filesystem::create_directories(std::filesystem::path(path + "/" + name).parent_path());
-    std::ofstream(path + "/" + name) << text;
+    std::ofstream(prepared(name)) << text;
+    permissions(prepared(name), std::filesystem::perms::owner_all);
+  }
+  std::filesystem::path prepared(const std::string& name) const {
+    const std::filesystem::path file = path + "/" + name;
+    create_directories(file.parent_path());
+    return file;
+  }
+
+  bool isLoaded(const std::string& name) const {
+    void* module = dlopen((path + "/" + name).c_str(), RTLD_NOW | RTLD_NOLOAD);
+    return module != nullptr && dlclose(module) == 0;
   }
 };
+
+// Runs expectations in a process of their own. Returns what it wrote on standard error.
+inline std::string apart(const std::function<void()>& work) {
+  const Ended ended = inChild([&] {
+    work();
+    exit(testing::Test::HasFailure());
+  });
+  EXPECT_EQ(ended.exitCode, 0) << ended.out << ended.err;
+  return ended.err;
+}
 
 }  // namespace qrt::test
