@@ -95,22 +95,14 @@ TEST(Cache, LikeThePlainTwin) {
 }
 
 TEST(Cache, SizesFromTheEnvironment) {
-  const struct {
-    const char *min, *max;
-    uint32_t expectedMin, expectedMax;
-  } rows[] = {{"1", "2", 4096, 4096},
-              {"3", "9", 3072, 9216},
-              {"64", "10", 65536, 65536},
-              {"0", "-1", 32768, 1 << 20},
-              {"4x", "", 32768, 1 << 20}};
-  for (const auto& row : rows)
-    apart([&] {
-      setSizes(row.min, row.max);
-      const QrtProgramCache* cache = _qrt_cpm_create();
-      EXPECT_TRUE(cache->min == row.expectedMin && cache->size == cache->min &&
-                  cache->max == row.expectedMax);
-    });
   apart([] {
+    for (const auto& [min, max, size, most] :
+         {std::tuple{"3", "9", 3072u, 9216u}, {"64", "10", 65536, 65536}, {"4x", "-1", 32768, 1 << 20}}) {
+      setSizes(min, max);
+      const QrtProgramCache* cache = _qrt_cpm_create();
+      EXPECT_TRUE(cache->min == size && cache->size == size && cache->max == most);
+      _qrt_cpm_destroy();
+    }
     setSizes("8", "0");
     QRT_CPM_ENABLE();
     EXPECT_TRUE(_qrt_cpm_load("MAINPROGRAM") == nullptr && cpm_status == 0);
@@ -224,14 +216,15 @@ TEST(Cache, AllocationFails) {
   const std::string told = apart([&] {
     setenv("COBPATH", folder.path.c_str(), 1);
     setSizes("4", "4");
-    const auto loadFailingAt = [](int32_t n, const std::string& name) {
+    const auto failsToLoad = [](int number, int32_t n) {
+      const std::string name = routineName(number);
       const FailingAllocation failing(n);
-      return _qrt_cpm_load(name.c_str());
+      return _qrt_cpm_load(name.c_str()) == nullptr;
     };
-    EXPECT_EQ(loadFailingAt(1, "MAINPROGRAM"), nullptr);
+    EXPECT_TRUE(failsToLoad(0, 1) && cpm_anchor == nullptr);
     uint32_t skipped = 0;
     for (int number = 0; number < 60; ++number) {
-      skipped += loadFailingAt(number < 40 ? 0 : 1 + number % 3, routineName(number)) == nullptr;
+      skipped += failsToLoad(number, number < 40 ? 0 : 1 + number % 3);
       EXPECT_TRUE(isSound(*cpm_anchor) && cpm_anchor->size == 4096 && cpm_anchor->skipped == skipped);
     }
   });
