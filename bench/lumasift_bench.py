@@ -86,6 +86,7 @@ def main():
     given = arguments.parse_args()
     folder, only = given.folder, given.only
     os.environ['LC_ALL'] = 'C'
+    os.environ['COB_SORT_MAX_TMP_FILES'] = '30000'
     os.makedirs(folder, exist_ok=True)
     output = f'{folder}/output'
     own = [given.lumasift, '-T', folder, '-x', 'nomsg', '-o', output]

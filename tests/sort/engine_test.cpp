@@ -1,9 +1,9 @@
 // Whole runs of the engine through its entry: sources, exits and outputs of every kind beside a plain stable
 // sort, and how runs end that can't be finished.
-#include <fcntl.h>
-#include <pthread.h>
+#include <gtest/gtest.h>
 #include <qrtrlib.h>
 #include <sched.h>
+#include <string.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
