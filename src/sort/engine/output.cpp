@@ -245,10 +245,9 @@ int32_t restoreSingly(SortSession& session, const SortEntry* entry, const SortEn
   HeldRecord& held = session.work->held;
   if (range.cursor == start || held.record == start) return 0;
   if (session.options->sums.count == 0) return session.work->writeBlock(session, range, false);
-  memcpy(held.aside, held.record, held.length);
   range.cursor = held.record;
   if (const int32_t result = session.work->writeBlock(session, range, false); result != 0) return result;
-  memcpy(range.cursor, held.aside, held.length);
+  memmove(range.cursor, held.record, held.length);
   held.record = range.cursor;
   range.cursor += held.length;
   return 0;
