@@ -1,10 +1,9 @@
 // Directories by the names that callers give.
 #include "platform/directories.h"
 
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include "platform/paths.h"
 
 namespace qrt::platform {
 
@@ -22,6 +21,13 @@ bool makeDirectory(std::string_view name) {
 bool removeDirectory(std::string_view name) {
   const NativePath path(name);
   return path.fits && rmdir(path.text) == 0;
+}
+
+NativePath currentDirectory() {
+  NativePath path;
+  path.fits = getcwd(path.text, sizeof(path.text)) != nullptr;
+  path.length = path.fits ? strlen(path.text) : 0;
+  return path;
 }
 
 }  // namespace qrt::platform

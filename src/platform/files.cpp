@@ -97,8 +97,10 @@ int64_t fileSize(FileHandle file) {
   return fstat(file, &found) == 0 ? found.st_size : -1;
 }
 
-void closeFile(FileHandle file) {
-  close(file);
+bool closeFile(FileHandle file) {
+  if (close(file) == 0 || errno == EINTR) return true;
+  setLastError(errorNumberOf(errno));
+  return false;
 }
 
 bool deleteFile(std::string_view name) {

@@ -34,7 +34,8 @@ bool reserveSpace(FileHandle file, int64_t bytes);
 int64_t fileSize(std::string_view name);
 int64_t fileSize(FileHandle file);
 
-void closeFile(FileHandle file);
+// False and lastError() when the system has bytes left that it can't write; the handle is gone all the same.
+bool closeFile(FileHandle file);
 bool deleteFile(std::string_view name);
 
 }  // namespace qrt::platform

@@ -21,7 +21,7 @@ constexpr uint8_t endOfText = 0x1A;
 constexpr char exitName[] = "input-user-exit data";
 
 // Results of an exit.
-constexpr int32_t goOn = 0, failed = 1, noMoreCalls = 3;
+constexpr int32_t failed = 1, endOfInput = 2, noMoreCalls = 3;
 
 // What is left of a record at a block's end, at most.
 int32_t mostLeft(const SortOptions& options) {
@@ -32,6 +32,11 @@ int32_t mostLeft(const SortOptions& options) {
 int32_t frontPad(const SortOptions& options) {
   const int32_t pad = (options.recordLength + 7) & ~3;
   return options.inputExit != nullptr ? 2 * pad : pad;
+}
+
+// Bytes of a block: I, and never less than a record.
+int32_t blockRoom(const SortSession& session) {
+  return std::max(session.work->sizes.inputBuffer, mostLeft(*session.options) + 2);
 }
 
 SortSource& currentSource(const InputRun& run) {
@@ -92,12 +97,19 @@ int32_t readError(SortSession& session, const SortSource& source, int32_t code) 
 // failure, told.
 int32_t ReadInputFiles(SortSession& session, InputRun& run, uint8_t* at) {
   const int32_t room = session.work->sizes.inputBuffer;
-  const int32_t bytes = platform::readFully(run.handle, at, static_cast<size_t>(room));
-  if (bytes < 0) {
-    readError(session, currentSource(run), platform::lastError());
-    return -1;
+  int32_t bytes = 0;
+  while (bytes < room) {
+    const int32_t count = platform::readFile(run.handle, at + bytes, static_cast<size_t>(room - bytes));
+    if (count < 0) {
+      readError(session, currentSource(run), platform::lastError());
+      return -1;
+    }
+    if (count == 0) {
+      run.sourceEnded = true;
+      break;
+    }
+    bytes += count;
   }
-  run.sourceEnded = bytes < room;
   return bytes;
 }
 
@@ -106,7 +118,7 @@ int32_t readThroughService(SortSession& session, InputRun& run, uint8_t* at) {
   const SortOptions& options = *session.options;
   const FileService& service = *session.run->fileService;
   const SortSource& source = currentSource(run);
-  const int32_t room = session.work->sizes.inputBuffer, most = mostLeft(options);
+  const int32_t room = blockRoom(session), most = mostLeft(options);
   int32_t bytes = 0;
   while (room - bytes >= most + 1) {
     const ServiceRead read = service.read(service.context, source.serviceIndex,
@@ -166,47 +178,51 @@ int32_t endText(SortSession& session, InputRun& run, const Block& block, uint8_t
   return 0;
 }
 
+// Drops the rest of a record at the end of a source.
+void dropRest(SortSession& session, const InputRun& run, const Block& block) {
+  const SortSource& source = currentSource(run);
+  if (source.kind == SortSource::Kind::buffer)
+    message(truncatedInBuffer, block.left(),
+            static_cast<int32_t>(source.buffer - session.options->sourceBuffers) + 1);
+  else
+    message(truncatedRecord, block.left(), source.name);
+  block.cursor = block.limit;
+}
+
 // The rest of a record at the end of a source.
 int32_t endSource(SortSession& session, InputRun& run, const Block& block, uint8_t* next) {
   const SortSource& source = currentSource(run);
   if (source.kind != SortSource::Kind::buffer && !session.options->binary)
     return endText(session, run, block, next, source.name);
-  if (source.kind == SortSource::Kind::buffer)
-    message(truncatedInBuffer, block.left(), run.currentSource + 1);
-  else
-    message(truncatedRecord, block.left(), source.name);
-  block.cursor = block.limit;
+  dropRest(session, run, block);
   return 0;
 }
 
 int32_t openNextSource(SortSession& session, InputRun& run, bool& ended) {
   if (const int32_t failure = closeSource(session, run); failure != 0) return failure;
   ended = run.currentSource + 1 >= run.sourceCount;
+  run.isOver = ended;
   if (ended) return 0;
   ++run.currentSource;
   run.sequenceBase = run.sequence;
   return openSource(session, run);
 }
 
-// The next stretch of raw input behind what is left of the block: whole records as far as the source has
-// them. Goes on to the next source unless `staysInSource`.
-int32_t refill(SortSession& session, InputRun& run, const Block& block, bool staysInSource, bool& ended) {
+// The next stretch of raw input behind what is left of the block.
+int32_t refill(SortSession& session, InputRun& run, const Block& block, bool& ended) {
   ended = false;
   for (;;) {
     uint8_t* const next = run.inputBuffers[run.readerBuffer ^= 1];
-    if (run.currentSource >= 0 && run.sourceEnded) {
-      if (block.left() > 0) {
-        const int32_t failure = endSource(session, run, block, next);
-        if (failure != 0 || block.left() > 0) return failure;
-      }
-      if (staysInSource) return 0;
+    if (run.currentSource >= 0 && run.sourceEnded && block.left() > 0) {
+      const int32_t failure = endSource(session, run, block, next);
+      if (failure != 0 || block.left() > 0) return failure;
     }
     if (run.currentSource < 0 || run.sourceEnded) {
       const int32_t failure = openNextSource(session, run, ended);
       if (failure != 0 || ended) return failure;
       block.cursor = block.limit = next;
     }
-    SortSource& source = currentSource(run);
+    const SortSource& source = currentSource(run);
     if (source.kind == SortSource::Kind::buffer) {
       block.cursor = source.buffer->address;
       block.limit = block.cursor + source.buffer->length;
@@ -229,7 +245,7 @@ int32_t refill(SortSession& session, InputRun& run, const Block& block, bool sta
 
 // Block reader without an input exit.
 int32_t GetNextI_Buf(SortSession& session, InputRun& run, bool& ended) {
-  return refill(session, run, {run.cursor, run.limit}, false, ended);
+  return refill(session, run, {run.cursor, run.limit}, ended);
 }
 
 // ---- The input exit. The extractor works on what it gives; the raw input for it is run.exitCursor to
@@ -244,8 +260,12 @@ int32_t feedExit(SortSession& session, InputRun& run, bool& over) {
   const Block raw = {run.exitCursor, run.exitLimit};
   over = false;
   while (raw.left() < mostLeft(*session.options) && !over) {
-    if (raw.left() > 0 && run.currentSource >= 0 && run.sourceEnded) return 0;
-    const int32_t failure = refill(session, run, raw, false, over);
+    if (raw.left() > 0 && run.sourceEnded) {
+      if (!run.exitIsIdle) return 0;
+      // Nor would it take them the next time.
+      dropRest(session, run, raw);
+    }
+    const int32_t failure = refill(session, run, raw, over);
     if (failure != 0) return failure;
   }
   return 0;
@@ -278,7 +298,9 @@ int32_t restOfRecord(const SortOptions& options, const uint8_t* piece, int32_t p
     memcpy(&length, head, sizeof(length));
     const FieldType type = options.format[0].type;
     const bool excludes = type == FieldType::rlength2x || type == FieldType::rlength4x;
-    whole = pieceLength + restLength < size ? size : int64_t{length} + (excludes ? size : 0);
+    // Of a length that can't be, at least the length itself, for the scanner to see.
+    whole =
+        pieceLength + restLength < size ? size : std::max<int64_t>(length + (excludes ? size : 0LL), size);
   }
   if (whole > mostLeft(options)) return -1;
   return static_cast<int32_t>(std::clamp<int64_t>(whole - pieceLength, 0, restLength));
@@ -302,14 +324,15 @@ int32_t callInputExit(SortSession& session, InputRun& run, uint8_t* piece) {
   BufferRow to = {run.exitBuffer, run.exitBufferSize, 0};
   BufferRow from = {rawLength > 0 || hasSources(run) ? run.exitCursor : nullptr, rawLength, 0};
   traceExit(session, "calling IUE:   from_Lumasift=", from, to);
-  run.exitResult = session.options->inputExit(&to, &from);
+  int32_t& result = session.work->inputExitResult;
+  result = session.options->inputExit(&to, &from);
   traceExit(session, "back from IUE:   from_Lumasift=", from, to);
   if (!isRunning(session)) return message(userTermination);
-  if (run.exitResult == failed) return message(exitFailed);
-  if (from.used < 0 || from.used > rawLength || to.used < 0 || to.used > to.length)
-    return message(badUsedBytes);
+  if (result == failed) return message(exitFailed);
+  const int32_t room = to.address == run.exitBuffer ? run.exitBufferSize : to.length;
+  if (from.used < 0 || from.used > rawLength || to.used < 0 || to.used > room) return message(badUsedBytes);
   run.exitCursor += from.used;
-  run.exitProgressed = from.used > 0 || to.used > 0;
+  run.exitIsIdle = from.used == 0 && to.used == 0;
   if (to.address == run.exitBuffer || to.used == 0) {
     run.cursor = piece;
     run.limit = run.exitBuffer + to.used;
@@ -331,10 +354,20 @@ int32_t endExitData(SortSession& session, InputRun& run) {
   return 0;
 }
 
+// Whether the exit is still to hear of other sources than this run's.
+bool othersRemain(const SortSession& session, const InputRun& run) {
+  const SortWorkState& work = *session.work;
+  const InputRun* const runs = work.inputRuns;
+  const InputRun* const end = runs + work.inputRunCount;
+  return end[-1].sources + end[-1].sourceCount != session.options->sources.end() ||
+         std::any_of(runs, end, [&](const InputRun& other) { return &other != &run && !other.isOver; });
+}
+
 // Block reader with an input exit.
 int32_t GetNextIue_buf(SortSession& session, InputRun& run, bool& ended) {
   ended = false;
   const Block block = {run.cursor, run.limit};
+  const int32_t& result = session.work->inputExitResult;
   for (;;) {
     uint8_t* const piece = moveLeft(*session.options, block, run.exitBuffer);
     if (piece == nullptr) return tellTooLong(session, run);
@@ -349,12 +382,12 @@ int32_t GetNextIue_buf(SortSession& session, InputRun& run, bool& ended) {
     }
     block.cursor = piece;
     block.limit = run.exitBuffer;
-    if (run.exitResult == endOfOutput || (run.exitResult == noMoreCalls && !hasSources(run))) {
+    if (result == endOfInput || (result == noMoreCalls && !hasSources(run))) {
       const int32_t failure = endExitData(session, run);
       ended = block.left() == 0;
       return failure;
     }
-    if (run.exitResult == noMoreCalls) {
+    if (result == noMoreCalls) {
       if (const int32_t failure = endExitData(session, run); failure != 0 || block.left() > 0) return failure;
       run.readsBare = true;
       run.cursor = run.exitCursor;
@@ -365,17 +398,16 @@ int32_t GetNextIue_buf(SortSession& session, InputRun& run, bool& ended) {
     bool over = !hasSources(run);
     if (hasSources(run))
       if (const int32_t failure = feedExit(session, run, over); failure != 0) return failure;
-    const bool isMerge = session.options->mainFunction == MainFunction::merge;
-    const bool isSpent = hasSources(run) && over && run.exitCursor == run.exitLimit;
-    if (isSpent && (isMerge || run.exitToldEnd)) {
+    const bool isSpent = hasSources(run) && over;
+    if (isSpent && (run.exitToldEnd || othersRemain(session, run))) {
       const int32_t failure = endExitData(session, run);
       ended = block.left() == 0;
       return failure;
     }
     if (const int32_t failure = callInputExit(session, run, piece); failure != 0) return failure;
-    // An exit that neither takes nor gives anything at the end has nothing more to come.
-    run.exitToldEnd = isSpent && !run.exitProgressed;
-    if (run.cursor != run.limit && run.exitProgressed) return 0;
+    // An exit that gives nothing at the end has nothing more to come.
+    run.exitToldEnd = isSpent && run.exitIsIdle;
+    if (run.cursor != run.limit && !run.exitIsIdle) return 0;
   }
 }
 
@@ -418,7 +450,7 @@ bool callsExitAgain(const SortOptions& options, const InputRun& run) {
 int32_t initInputRun(SortSession& session, InputRun& run, int32_t firstSource, int32_t sourceCount) {
   const SortOptions& options = *session.options;
   const int32_t pad = frontPad(options);
-  const auto bytes = static_cast<size_t>(pad + session.work->sizes.inputBuffer + 16);
+  const auto bytes = static_cast<size_t>(pad + blockRoom(session) + 16);
   run.sources = options.sources.rows + firstSource;
   run.sourceCount = sourceCount;
   run.currentSource = -1;
@@ -428,12 +460,12 @@ int32_t initInputRun(SortSession& session, InputRun& run, int32_t firstSource, i
     if (buffer == nullptr) return noMemory(bytes);
     buffer += pad;
   }
-  run.cursor = run.limit = run.blockStart = run.inputBuffers[0];
+  run.cursor = run.limit = run.inputBuffers[0];
   if (options.inputExit == nullptr) return 0;
   run.exitBuffer = static_cast<uint8_t*>(session.memory.allocateBuffer(bytes));
   if (run.exitBuffer == nullptr) return noMemory(bytes);
   run.exitBuffer += pad;
-  run.exitBufferSize = session.work->sizes.inputBuffer;
+  run.exitBufferSize = blockRoom(session);
   run.exitCursor = run.exitLimit = run.inputBuffers[0];
   run.cursor = run.limit = run.exitBuffer;
   return 0;

@@ -5,6 +5,8 @@
 #include "sort/engine/main_functions.h"
 #include "sort/engine/memory_sizes.h"
 #include "sort/engine/messages.h"
+#include "sort/engine/mid_reader.h"
+#include "sort/engine/mid_writer.h"
 #include "sort/engine/output.h"
 #include "sort/engine/records.h"
 #include "sort/engine/report.h"
@@ -46,13 +48,22 @@ int32_t runSession(SortSession& session, const EngineArguments& arguments) {
   return result;
 }
 
+// A session of the calling thread, which stands in a routine of the caller's, may never get to clean up:
+// nothing of it is left on disk. Others do so themselves.
+void endSession(SortSession& session, int32_t reason) {
+  endRun(session, reason);
+  if (session.threadId != platform::currentThreadId() || session.work == nullptr) return;
+  endMidWriter(session);
+  endMidReader(session);
+  if (session.run->removeFiles != nullptr) session.run->removeFiles(session);
+}
+
 }  // namespace
 
 int32_t runEngine(const EngineArguments& arguments) {
   int32_t code;
   SortSession* const session = makeSession(code);
   if (session == nullptr) return code;
-  session->run->fileService = offeredFileService();
   code = runSession(*session, arguments);
   if (const int32_t first = session->returnCode.load(); first != 0) code = first;
   freeSession(session);
@@ -68,7 +79,7 @@ void endSessions(int32_t reason, const void* callbackContext) {
       [](SortSession* session, void* context) {
         const auto& wanted = *static_cast<const Request*>(context);
         if (wanted.context == nullptr || session->run->callbackContext == wanted.context)
-          endRun(*session, wanted.reason);
+          endSession(*session, wanted.reason);
       },
       &request);
 }

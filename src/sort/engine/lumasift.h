@@ -9,7 +9,8 @@ namespace qrt::sort {
 int32_t runEngine(const EngineArguments& arguments);
 
 // Ends running sessions, those with that callback context or all for null, with `reason` as their return
-// code. They clean up on their own threads.
+// code. They clean up on their own threads; from the files of those of the calling thread nothing is left at
+// once.
 void endSessions(int32_t reason, const void* callbackContext);
 
 }  // namespace qrt::sort

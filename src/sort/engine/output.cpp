@@ -47,21 +47,24 @@ bool writesWithPrefix(const SortSession& session) {
   return session.options->outputPrefix && !session.work->output->isMid;
 }
 
-// Calls `take` for each record of a block of records with a prefix, until it returns false.
+// Calls `take` for each record of a block of records with a prefix, until it returns false; false, too, for a
+// prefix that leads out of the block.
 template <typename Take>
 bool forEachRecord(uint8_t* block, const uint8_t* end, Take take) {
   while (block < end) {
     uint32_t length;
+    if (static_cast<size_t>(end - block) < prefixSize) return false;
     memcpy(&length, block, prefixSize);
     block += prefixSize;
-    if (!take(block, length)) return false;
+    if (static_cast<size_t>(end - block) < length || !take(block, length)) return false;
     block += length;
   }
   return true;
 }
 
-int32_t NativeWriteOutputFile(SortSession& session, uint8_t* block, int32_t length) {
-  OutputState& output = *session.work->output;
+bool NativeWriteOutputFile(SortSession& session, uint8_t* block, int32_t length) {
+  constexpr int32_t largestPiece = 4096;  // to a standard stream
+  const OutputState& output = *session.work->output;
   if (writesWithPrefix(session)) {
     // The lines close up over their prefixes.
     const bool addsLineEnd = session.options->outputTextMode != textLines;
@@ -74,9 +77,12 @@ int32_t NativeWriteOutputFile(SortSession& session, uint8_t* block, int32_t leng
     });
     length = static_cast<int32_t>(to - block);
   }
-  return platform::writeFully(output.file, block, static_cast<size_t>(length)) == length
-             ? 0
-             : platform::lastError();
+  const int32_t most = output.file == platform::standardOutputFile ? largestPiece : length;
+  for (int32_t at = 0; at < length; at += most) {
+    const int32_t piece = std::min(most, length - at);
+    if (platform::writeFully(output.file, block + at, static_cast<size_t>(piece)) != piece) return false;
+  }
+  return true;
 }
 
 bool writeThroughService(SortSession& session, uint8_t* block, int32_t length) {
@@ -86,21 +92,20 @@ bool writeThroughService(SortSession& session, uint8_t* block, int32_t length) {
   });
 }
 
-int32_t writeBytes(SortSession& session, uint8_t* block, int32_t length) {
-  OutputState& output = *session.work->output;
-  if (length == 0) return 0;
-  int32_t code = 0;
-  bool written;
-  if (output.serviceOpen) {
-    written = writeThroughService(session, block, length);
-  } else {
-    code = NativeWriteOutputFile(session, block, length);
-    written = code == 0;
-  }
-  if (written) return 0;
-  const char* const name = output.isMid ? "Work" : session.options->outputName;
+int32_t writeError(SortSession& session) {
+  const OutputState& output = *session.work->output;
+  const int32_t code = output.serviceOpen ? 0 : platform::lastError();
+  const char* const name = output.isMid                                      ? "Work"
+                           : session.options->outputKind == OutputKind::file ? session.options->outputName
+                                                                             : "stdout";
   tellCallback(session, {code, name, 0, ErrorKind::write, nullptr});
-  return message(writeFailed, name != nullptr ? name : "stdout", code);
+  return message(writeFailed, name, code);
+}
+
+int32_t writeBytes(SortSession& session, uint8_t* block, int32_t length) {
+  const bool written = session.work->output->serviceOpen ? writeThroughService(session, block, length)
+                                                         : NativeWriteOutputFile(session, block, length);
+  return written ? 0 : writeError(session);
 }
 
 void giveOutBlock(SortSession& session, OutputRange& range) {
@@ -183,7 +188,12 @@ BufferRow roomForExit(SortSession& session) {
 int32_t takeFromExit(SortSession& session, const BufferRow& to, const BufferRow& room) {
   OutputState& output = *session.work->output;
   if (output.target == nullptr) {
-    if (to.used > 0 && session.options->outputKind == OutputKind::none) return message(badUsedBytes);
+    const auto isWhole = [&] {
+      return !writesWithPrefix(session) ||
+             forEachRecord(to.address, to.address + to.used, [](const uint8_t*, uint32_t) { return true; });
+    };
+    if (to.used > 0 && (session.options->outputKind == OutputKind::none || !isWhole()))
+      return message(badUsedBytes);
     return writeBytes(session, to.address, to.used);
   }
   if (to.address == room.address && room.address != output.spare) {
@@ -216,27 +226,31 @@ int32_t SetNextOue_Buf(SortSession& session, OutputRange& range, bool isFinal) {
     const int32_t result = session.options->outputExit(&to, &from);
     traceExit(session, "back from OUE:   from_Lumasift=", from, to);
     if (const int32_t failure = endedFromOutside(session); failure != 0) return failure;
-    if (from.used < 0 || from.used > length || to.used < 0 || to.used > to.length)
-      return message(badUsedBytes);
+    const int32_t most = to.address == room.address ? room.length : to.length;
+    if (from.used < 0 || from.used > length || to.used < 0 || to.used > most) return message(badUsedBytes);
     if (const int32_t failure = takeFromExit(session, to, room); failure != 0) return failure;
     if (result != 0) return endByExit(session, result);
-    // Calls that neither take nor give anything would go on for ever.
-    if (from.used == 0 && to.used == 0) {
-      if (length > 0) return message(badUsedBytes);
-      break;
-    }
     at += from.used;
   }
   giveOutBlock(session, range);
   return 0;
 }
 
-// With target buffers the exit sees each record as it comes.
+// With target buffers the exit sees each record as it comes; one that others may be added to once it can't
+// change any more.
 int32_t restoreSingly(SortSession& session, const SortEntry* entry, const SortEntry* previous,
                       OutputRange& range) {
   if (const int32_t result = RestoreRawRecord(session, entry, previous, range); result != 0) return result;
-  if (range.cursor == session.work->output->blockStart || session.options->sums.count > 0) return 0;
-  return session.work->writeBlock(session, range, false);
+  const uint8_t* const start = session.work->output->blockStart;
+  HeldRecord& held = session.work->held;
+  if (range.cursor == start || held.record == start) return 0;
+  if (session.options->sums.count == 0) return session.work->writeBlock(session, range, false);
+  range.cursor = held.record;
+  if (const int32_t result = session.work->writeBlock(session, range, false); result != 0) return result;
+  memmove(range.cursor, held.record, held.length);
+  held.record = range.cursor;
+  range.cursor += held.length;
+  return 0;
 }
 
 // ---- Opening
@@ -350,18 +364,21 @@ int32_t closeOutput(SortSession& session, bool succeeded) {
   int32_t failure = 0;
   if (succeeded && session.work->endsInEndOfText && !output->isMid && !output->serviceOpen &&
       options.outputKind == OutputKind::file) {
-    if (platform::writeFully(output->file, &endOfText, 1) != 1)
-      failure = message(writeFailed, options.outputName, platform::lastError());
+    if (platform::writeFully(output->file, &endOfText, 1) != 1) failure = writeError(session);
     ++session.run->counters.bytesWritten;
   }
+  bool closed = true;
   if (output->serviceOpen) {
     const FileService& service = *session.run->fileService;
-    if (!service.close(service.context, 0, Direction::output) && failure == 0) {
-      tellCallback(session, {0, options.outputName, 0, ErrorKind::close, nullptr});
-      failure = message(systemCallFailed, "CloseHandle", 0);
-    }
+    closed = service.close(service.context, 0, Direction::output);
+  } else if (output->file > platform::standardErrorFile) {
+    closed = platform::closeFile(output->file);
   }
-  if (output->file > platform::standardErrorFile) platform::closeFile(output->file);
+  if (!closed && succeeded && failure == 0) {
+    const int32_t code = output->serviceOpen ? 0 : platform::lastError();
+    tellCallback(session, {code, output->isMid ? "Work" : options.outputName, 0, ErrorKind::close, nullptr});
+    failure = message(systemCallFailed, "CloseHandle", code);
+  }
   session.memory.release(output->buffers[0]);
   session.memory.release(output->exitBlock);
   session.memory.release(output->spare);

@@ -51,23 +51,18 @@ struct SortBuffer {
   }
 };
 
-struct IoFunctions;
-
 // The input of one merge source, or of a sort, copy or check with all its sources.
 struct InputRun {
   int32_t sourceCount;
   SortSource* sources;
-  int32_t nextSource;     // opened next
-  int32_t currentSource;  // -1 before the first one
-  bool sourceEnded;       // the current one
-  int32_t readerBuffer, consumerBuffer;
-  const IoFunctions* functions;  // of the current source
-  int32_t handle;                // of the current source's file, -1 for none
-  uint8_t* inputBuffers[2];      // behind their front pads
+  int32_t currentSource;     // -1 before the first one
+  bool sourceEnded;          // the current one
+  int32_t handle;            // of the current source's file, -1 for none
+  int32_t readerBuffer;      // which of the two was read into last
+  uint8_t* inputBuffers[2];  // behind their front pads
   SortBuffer sortBuffer;
   uint8_t* cursor;  // of the current block
   uint8_t* limit;
-  uint8_t* blockStart;
   uint8_t* exitCursor;  // of the raw input that goes to the exit
   uint8_t* exitLimit;
   uint8_t* exitBuffer;  // Iue
@@ -76,11 +71,11 @@ struct InputRun {
   uint8_t* exitRemainderLimit;
   uint8_t* saved[2];  // copies of what lay in a buffer of the exit's, and of the remainder
   int32_t savedSize[2];
-  int32_t exitResult;    // of the last call
-  bool exitProgressed;   // it took or gave something
+  bool exitIsIdle;       // it neither took nor gave anything
   bool exitToldEnd;      // at the end of all sources
   bool readsBare;        // it wants no more calls
   bool serviceOpen;      // the current source, in the file service
+  bool isOver;           // no source is left
   int64_t sequence;      // of the next record
   int64_t sequenceBase;  // at the start of the current source
   int32_t sourceNumber;  // in the keys of a merge
@@ -180,6 +175,8 @@ struct SortWorkState {
   int64_t inputSize;  // bytes, all sources together; 0 when it isn't known
   bool inputSizeKnown;
   bool endsInEndOfText;  // a text ended in 0x1A, which the output then does
+
+  int32_t inputExitResult;  // of its last call
 
   InputRun* inputRuns;
   int32_t inputRunCount;
