@@ -1,0 +1,10 @@
+// Sequential files.
+#include "record_file.h"
+
+namespace qrt::plt {
+
+void openSequential(QrtFcb* file, QrtProgramEntry* program) {
+  finishOpen(Statement(file, program), {status::modeNotSupported});
+}
+
+}  // namespace qrt::plt
