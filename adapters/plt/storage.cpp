@@ -4,14 +4,18 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace qrt::plt::storage {
 namespace {
 
 constexpr mode_t everybody = 0666;
+constexpr size_t firstPage = 4096;
 
 template <typename Call>
 auto retried(Call&& call) {
@@ -108,11 +112,26 @@ int makeBeside(const Path& path, Path& made, int likeFile) {
 }
 
 bool takeName(const Path& made, const Path& path, bool replaces) {
-  const int result = replaces ? rename(made.text, path.text) : link(made.text, path.text);
-  const int reason = errno;
-  if (!replaces || result != 0) unlink(made.text);
-  errno = reason;
+  int result = renameat2(AT_FDCWD, made.text, AT_FDCWD, path.text, replaces ? 0 : RENAME_NOREPLACE);
+  // Not every file system can tell that the name is free.
+  if (result != 0 && !replaces && errno == EINVAL) {
+    result = link(made.text, path.text);
+    if (result == 0) unlink(made.text);
+  }
+  if (result != 0) remove(made);
   return result == 0;
+}
+
+void remove(const Path& path) {
+  const int reason = errno;
+  unlink(path.text);
+  errno = reason;
+}
+
+Path resolved(const Path& path) {
+  Path real = path;
+  if (!path.fits || realpath(path.text, real.text) == nullptr) return path;
+  return real;
 }
 
 bool bears(int file, const Path& path) {
@@ -123,6 +142,61 @@ bool bears(int file, const Path& path) {
 
 void close(int file) {
   ::close(file);
+}
+
+int32_t readAt(int file, void* bytes, uint32_t size, uint64_t offset) {
+  auto* const to = static_cast<char*>(bytes);
+  uint32_t done = 0;
+  while (done < size) {
+    const ssize_t count =
+        retried([&] { return pread(file, to + done, size - done, static_cast<off_t>(offset + done)); });
+    if (count < 0) return -1;
+    if (count == 0) break;
+    done += static_cast<uint32_t>(count);
+  }
+  return static_cast<int32_t>(done);
+}
+
+uint32_t writeAt(int file, const void* bytes, uint32_t size, uint64_t offset) {
+  const auto* const from = static_cast<const char*>(bytes);
+  uint32_t done = 0;
+  while (done < size) {
+    const ssize_t count =
+        retried([&] { return pwrite(file, from + done, size - done, static_cast<off_t>(offset + done)); });
+    if (count == 0) errno = ENOSPC;
+    if (count <= 0) break;
+    done += static_cast<uint32_t>(count);
+  }
+  return done;
+}
+
+bool truncate(int file, uint64_t size) {
+  return retried([&] { return ftruncate(file, static_cast<off_t>(size)); }) == 0;
+}
+
+int64_t sizeOf(int file) {
+  struct stat about;
+  return fstat(file, &about) == 0 ? about.st_size : -1;
+}
+
+int64_t nextData(int file, uint64_t offset) {
+  return lseek(file, static_cast<off_t>(offset), SEEK_DATA);
+}
+
+void* mapFirstPage(int file, Access access) {
+  const int protection = access == Access::read ? PROT_READ : PROT_READ | PROT_WRITE;
+  const int kind = file < 0 ? MAP_PRIVATE | MAP_ANONYMOUS : MAP_SHARED;
+  void* const page = mmap(nullptr, firstPage, protection, kind, file, 0);
+  return page != MAP_FAILED ? page : nullptr;
+}
+
+void unmapFirstPage(void* page) {
+  munmap(page, firstPage);
+}
+
+void pause() {
+  const timespec moment = {0, 100'000};
+  nanosleep(&moment, nullptr);
 }
 
 bool lockForWriting(int file) {

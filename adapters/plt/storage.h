@@ -34,10 +34,36 @@ int makeBeside(const Path& path, Path& made, int likeFile);
 // (EEXIST otherwise). False when that fails; `made` is then removed.
 bool takeName(const Path& made, const Path& path, bool replaces);
 
+void remove(const Path& path);
+
+// The same path with every link in it followed; unchanged when that fails.
+Path resolved(const Path& path);
+
 // The file still is the one that bears the name.
 bool bears(int file, const Path& path);
 
 void close(int file);
+
+// Bytes read or written, fewer than asked for at the end of the file (reading) or with a reason in errno.
+// Reading returns -1 for an error.
+int32_t readAt(int file, void* bytes, uint32_t size, uint64_t offset);
+uint32_t writeAt(int file, const void* bytes, uint32_t size, uint64_t offset);
+
+bool truncate(int file, uint64_t size);
+
+// Bytes of the file, or -1.
+int64_t sizeOf(int file);
+
+// Offset of the first byte from `offset` on that isn't in a hole, or -1 when only a hole follows.
+int64_t nextData(int file, uint64_t offset);
+
+// The first page of a file that isn't empty, shared with every process that maps it; for reading only unless
+// `access` is write. With -1 as file a page of zeros of one's own. Null for an error.
+void* mapFirstPage(int file, Access access);
+void unmapFirstPage(void* page);
+
+// Lets others run for a moment, about a tenth of a millisecond.
+void pause();
 
 // The writer's lock, an open-file-description lock on the first byte of the file: at most one descriptor
 // holds it, and it goes with it. False with EAGAIN when another one has it. Never waits.
