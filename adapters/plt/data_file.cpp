@@ -141,11 +141,20 @@ bool copyBytes(int descriptor, uint8_t* buffer, uint32_t size, uint64_t from, ui
   return got == static_cast<int32_t>(size) && storage::writeAt(descriptor, buffer, size, to) == size;
 }
 
+// A damaged header may say anything of an image.
+bool imageIsInFile(const DataFile& data) {
+  const FileHeader& header = *data.header;
+  const auto size = static_cast<uint64_t>(std::max(storage::sizeOf(data.descriptor), int64_t{0}));
+  const auto isBehindHeader = [&](uint64_t offset) { return offset >= sizeof(FileHeader) && offset <= size; };
+  return header.imageLength <= data.window.capacity && isBehindHeader(header.imageTarget) &&
+         isBehindHeader(header.imagePlace) && size - header.imagePlace >= header.imageLength;
+}
+
 // Completes the change that a killed writer has left, and ends it.
 Outcome completeChange(DataFile& data) {
   FileHeader& header = *data.header;
   if (header.imageLength != 0) {
-    if (header.imageLength > data.window.capacity) return failureOf(EIO);
+    if (!imageIsInFile(data)) return failureOf(EIO);
     if (!isOdd(header.sequence)) store(header.sequence, header.sequence + 1);
     if (!copyBytes(data.descriptor, data.window.bytes, header.imageLength, header.imagePlace,
                    header.imageTarget))

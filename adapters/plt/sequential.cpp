@@ -55,19 +55,29 @@ void noteEnd(DataFile& data, uint64_t end) {
   __atomic_store_n(&data.header->knownEnd, end, __ATOMIC_RELEASE);
 }
 
+// End of the last whole record; -1 with errno.
+int64_t endOfRecords(const Statement& statement, DataFile& data, uint64_t size) {
+  constexpr uint64_t start = sizeof(FileHeader);
+  const uint64_t told = data.header->recordsEnd;
+  if (told != 0 && told < start) {
+    errno = EIO;
+    return -1;
+  }
+  const uint64_t end = told != 0 ? std::min(told, size) : size;
+  if (isVariable(statement.description)) return endOfVariableRecords(data, end);
+  return static_cast<int64_t>(end - (end - start) % statement.description.maxRecord);
+}
+
+void noteEnd(DataFile& data, uint64_t end) {
+  __atomic_store_n(&data.header->knownEnd, end, __ATOMIC_RELEASE);
+}
+
 // Cuts off what isn't a whole record, and notes where the records end. False with errno.
 bool cutTail(const Statement& statement, DataFile& data) {
   const int64_t size = storage::sizeOf(data.descriptor);
-  if (size < 0) return false;
-  const uint64_t recordsEnd = data.header->recordsEnd;
-  auto end =
-      recordsEnd != 0 && recordsEnd < static_cast<uint64_t>(size) ? static_cast<int64_t>(recordsEnd) : size;
-  if (isVariable(statement.description))
-    end = endOfVariableRecords(data, static_cast<uint64_t>(end));
-  else
-    end -= (end - static_cast<int64_t>(sizeof(FileHeader))) % statement.description.maxRecord;
+  const int64_t end = size >= 0 ? endOfRecords(statement, data, static_cast<uint64_t>(size)) : -1;
   if (end < 0) return false;
-  if (end != size || recordsEnd != 0) {
+  if (end != size || data.header->recordsEnd != 0) {
     const Change change(data);
     if (end != size && !storage::truncate(data.descriptor, static_cast<uint64_t>(end))) return false;
     __atomic_store_n(&data.header->recordsEnd, uint64_t{0}, __ATOMIC_RELEASE);
