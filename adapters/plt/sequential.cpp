@@ -51,10 +51,6 @@ int64_t endOfVariableRecords(DataFile& data, uint64_t size) {
   }
 }
 
-void noteEnd(DataFile& data, uint64_t end) {
-  __atomic_store_n(&data.header->knownEnd, end, __ATOMIC_RELEASE);
-}
-
 // End of the last whole record; -1 with errno.
 int64_t endOfRecords(const Statement& statement, DataFile& data, uint64_t size) {
   constexpr uint64_t start = sizeof(FileHeader);
