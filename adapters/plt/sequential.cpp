@@ -19,6 +19,7 @@ struct SequentialFile {
   uint64_t last;        // offset of the bytes of the record read last
   uint32_t lastLength;  // of that record
   uint32_t pending;     // writing: bytes in the buffer, which is the window's storage
+  bool isStuck;         // the last try to write the buffer failed
 };
 
 SequentialFile& stateOf(const QrtFcb& file) {
@@ -141,13 +142,15 @@ bool flush(SequentialFile& state) {
   const uint32_t written = storage::writeAt(state.data.descriptor, buffer, state.pending, state.next);
   state.next += written;
   state.pending -= written;
-  if (state.pending != 0) memmove(buffer, buffer + written, state.pending);
-  return state.pending == 0;
+  state.isStuck = state.pending != 0;
+  if (state.isStuck) memmove(buffer, buffer + written, state.pending);
+  return !state.isStuck;
 }
 
 Outcome append(const Statement& statement, SequentialFile& state, uint32_t length, uint32_t prefix) {
   Window& buffer = state.data.window;
-  if (buffer.capacity - state.pending < prefix + length && !flush(state)) return failureOf(errno);
+  const bool hasRoom = !state.isStuck && buffer.capacity - state.pending >= prefix + length;
+  if (!hasRoom && !flush(state)) return failureOf(errno);
   uint8_t* to = buffer.bytes + state.pending;
   memcpy(to, &length, prefix);
   memcpy(to + prefix, statement.file.record, length);
