@@ -78,14 +78,16 @@ bool openEntry(void* service, int32_t number, Direction direction) {
   FileEntry& entry = entryOf(context, number, direction);
   entry.relativeCounter = 0;
   if (!entry.callers) return openText(*entry.file, direction);
-  return openFile(context, *entry.file, direction == Direction::input ? QRT_OPEN_INPUT : QRT_OPEN_OUTPUT);
+  return openFile(context.request.program, *entry.file,
+                  direction == Direction::input ? QRT_OPEN_INPUT : QRT_OPEN_OUTPUT);
 }
 
 bool closeEntry(void* service, int32_t number, Direction direction) {
   auto& context = *static_cast<Context*>(service);
   FileEntry& entry = entryOf(context, number, direction);
   if (!entry.callers) return closeText(*entry.file);
-  return closeFile(context, *entry.file, context.primaryPass && direction == Direction::input);
+  return closeFile(context.request.program, *entry.file,
+                   context.primaryPass && direction == Direction::input);
 }
 
 // The next record of the file, `length` bytes in the record area; -1 at the end, -2 for a failure.
@@ -156,8 +158,6 @@ bool writeEntry(void* service, int32_t number, std::span<const uint8_t> record) 
   return succeeded(file);
 }
 
-FileService service = {nullptr, openEntry, closeEntry, readEntry, writeEntry};
-
 void freeTable(FileTable& table) {
   for (int32_t index = 0; index < table.count; ++index)
     if (FileEntry& entry = table.entries[index]; !entry.callers) _qrtCheckFree(entry.file);
@@ -197,16 +197,20 @@ std::string_view nameOf(const QrtFcb& file) {
   return {description->assignName, strnlen(description->assignName, description->assignLength)};
 }
 
-bool openFile(const Context& context, QrtFcb& file, uint16_t mode) {
+bool openFile(QrtProgramEntry* program, QrtFcb& file, uint16_t mode) {
   file.openRequest = mode | (mode == QRT_OPEN_INPUT ? QRT_OPEN_CAN_READ : QRT_OPEN_CAN_WRITE);
-  file.openRoutine(&file, context.request.program);
+  file.openRoutine(&file, program);
   return succeeded(file);
 }
 
-bool closeFile(const Context& context, QrtFcb& file, bool primaryInput) {
+bool closeFile(QrtProgramEntry* program, QrtFcb& file, bool primaryInput) {
   (primaryInput ? file.closeFlags : file.openRequest) = closeWord;
-  file.closeRoutine(&file, context.request.program);
+  file.closeRoutine(&file, program);
   return succeeded(file);
+}
+
+bool emptyFile(QrtProgramEntry* program, QrtFcb& file) {
+  return openFile(program, file, QRT_OPEN_OUTPUT) && closeFile(program, file, false);
 }
 
 int32_t makeTemporaryFile(const Context& context, FileEntry& entry, int32_t index, uint8_t organization) {
@@ -237,11 +241,12 @@ void freeTables(Context& context) {
 void deleteTemporaryFiles(Context& context) {
   deleteFilesOf(context.inputs);
   deleteFilesOf(context.outputs);
+  if (context.request.input.fileName != nullptr) platform::removeFile(context.request.input.fileName);
 }
 
 void offerFiles(Context& context) {
-  service.context = &context;
-  offerFileService(&service);
+  context.service = {&context, openEntry, closeEntry, readEntry, writeEntry};
+  offerFileService(&context.service);
 }
 
 void withdrawFiles() {
