@@ -20,7 +20,8 @@ Context* current;
 
 namespace {
 
-constexpr int32_t noTemporarySpace = 40;  // a return code of the engine
+constexpr int32_t noTemporarySpace = 40;    // a return code of the engine
+constexpr int32_t longestPlainLine = 4096;  // of text that comes without a length
 
 // A list of one buffer, as the engine takes it; empty for a null address.
 struct BufferList {
@@ -289,6 +290,8 @@ int32_t outputCopy(Context& context, int32_t index) {
   addName(text, nameOf(target));
   if (isLineSequential(source)) {
     context.inputKind = RecordKind::line;
+    const int32_t longest = std::max(sourceLength, targetLength) + 1;  // a carriage return counts
+    if (longest > longestPlainLine) text << " -z " << longest;
   } else {
     context.inputKind = prefixed ? RecordKind::prefixed : RecordKind::fixed;
     text << " -x 'format" << (prefixed ? " rlength4" : "");
