@@ -1,0 +1,666 @@
+// SORT and MERGE as compiled code calls them, over real files, beside a plain stable sort.
+#include <array>
+#include <functional>
+#include <map>
+#include <memory>
+#include <numeric>
+#include <random>
+
+#include "records/record_program.h"
+#include "support/guards.h"
+
+using namespace qrt::test;
+
+namespace {
+
+using Records = std::vector<std::string>;
+
+constexpr char text = 'T', sequential = 'S', relative = 'R';
+
+std::string fitted(std::string record, size_t length) {
+  record.resize(length, ' ');
+  return record;
+}
+
+std::string trimmed(const std::string& line) {
+  return line.substr(0, line.find_last_not_of(' ') + 1);
+}
+
+// ---- The statement as it is compiled
+
+struct SortProgram : RecordProgram {
+  std::vector<std::unique_ptr<RecordFile>> own;
+  std::vector<QrtSortKeySpec> nodes;
+  QrtSortKeyList keys{};
+  QrtSortRecordSpec record{};
+  std::vector<QrtFcb*> usingBlocks, givingBlocks;
+  QrtSortFileList usingFiles{}, givingFiles{};
+  int16_t sortReturn = -1;
+  QrtSortRegisters registers{&sortReturn, 1, 0, 4711, nullptr};
+
+  SortProgram(int32_t form, int32_t minLength, int32_t maxLength)
+      : RecordProgram("SORTER", {}), record{form, minLength, maxLength} {
+    registers.program = entries.data();
+  }
+
+  // A file of records of fixed form, or with `least` given of variable form; returns its number.
+  size_t add(char kind, uint32_t most, int32_t least = -1, uint8_t access = QRT_ACCESS_SEQUENTIAL) {
+    const uint8_t organization = kind == text         ? QRT_ORGANIZATION_LINE_SEQUENTIAL
+                                 : kind == sequential ? QRT_ORGANIZATION_SEQUENTIAL
+                                                      : QRT_ORGANIZATION_RELATIVE;
+    auto file = std::make_unique<RecordFile>("file" + std::to_string(own.size()), organization, access, most);
+    if (least >= 0) file->makeVariable(static_cast<uint32_t>(least));
+    described.push_back(file.get());
+    addFile(&file->own, &file->description);
+    own.push_back(std::move(file));
+    return own.size() - 1;
+  }
+
+  bool isText(size_t index) const {
+    return own[index]->description.organization == QRT_ORGANIZATION_LINE_SEQUENTIAL;
+  }
+  bool isFixed(size_t index) const { return own[index]->description.recordFormat == QRT_RECORD_FIXED; }
+  uint32_t most(size_t index) const { return own[index]->description.maxRecord; }
+
+  void setKeys(std::vector<QrtSortKeySpec> wanted) {
+    nodes = std::move(wanted);
+    for (size_t index = 0; index + 1 < nodes.size(); ++index) nodes[index].next = &nodes[index + 1];
+    keys = {static_cast<int32_t>(nodes.size()), nodes.empty() ? nullptr : nodes.data(), 0};
+  }
+
+  // Lines may be shorter than the file says.
+  void write(size_t index, const Records& records) {
+    if (isText(index)) {
+      std::string lines;
+      for (const std::string& line : records) lines += trimmed(line) + "\n";
+      return makeFile(own[index]->assignment, lines);
+    }
+    ASSERT_EQ(open(output, index), "00");
+    own[index]->key.value = 0;
+    for (const std::string& one : records) {
+      own[index]->key.value += 2;  // with gaps, where the access mode allows them
+      ASSERT_EQ(RecordProgram::write(one, index), "00");
+    }
+    ASSERT_EQ(close(0, index), "00");
+  }
+
+  // What the file holds; lines without blanks at their ends.
+  Records content(size_t index) {
+    Records records;
+    EXPECT_EQ(open(input, index), "00");
+    std::string status;
+    while ((status = readNext(index)) == "00" || status == "04")
+      records.push_back(isText(index) ? trimmed(taken(index)) : taken(index));
+    EXPECT_EQ(status, "10");
+    EXPECT_EQ(close(0, index), "00");
+    return records;
+  }
+
+  // Calls the statement; SORT-RETURN and the number of the failure.
+  std::pair<int, int> call(int32_t function, const std::vector<size_t>& from = {},
+                           const std::vector<size_t>& to = {}) {
+    const auto list = [this](const std::vector<size_t>& indexes, std::vector<QrtFcb*>& blocks) {
+      blocks.clear();
+      for (const size_t index : indexes) blocks.push_back(&fcb(index));
+      return QrtSortFileList{static_cast<int32_t>(blocks.size()), blocks.data()};
+    };
+    usingFiles = list(from, usingBlocks);
+    givingFiles = list(to, givingBlocks);
+    return again(function);
+  }
+  std::pair<int, int> again(int32_t function) {
+    _qrtSortMerge(function, &registers, &record, nullptr, "", &usingFiles, &givingFiles, &keys);
+    int32_t number = -1;
+    qrtGetSortErrno(&number);
+    return {sortReturn, number};
+  }
+  std::pair<int, int> released() {
+    _qrtSortMerge(QRT_SORT_RELEASED, &registers, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+    int32_t number = -1;
+    GETSORTERRNO(&number);
+    return {sortReturn, number};
+  }
+
+  void releaseAll(const Records& records) {
+    int16_t result = 0;
+    for (const std::string& one : records)
+      _qrtRelease(static_cast<int32_t>(one.size()), reinterpret_cast<const uint8_t*>(one.data()), &result);
+    EXPECT_EQ(result, 0);
+  }
+
+  Records returnAll() {
+    Records records;
+    const auto room = static_cast<size_t>(record.maxLength);
+    int16_t atEnd = 0;
+    for (;;) {
+      int32_t length = -7;
+      std::string area = itemAfter(room, [&](uint8_t* item) { _qrtReturn(&length, item, &atEnd); });
+      if (atEnd != 0) {
+        EXPECT_EQ(length, -7);
+        break;
+      }
+      records.push_back(area.substr(0, static_cast<size_t>(length)));
+    }
+    _qrtReturn(nullptr, nullptr, &atEnd);  // and again
+    EXPECT_EQ(atEnd, 1);
+    return records;
+  }
+};
+
+constexpr std::pair<int, int> done{0, 0};
+
+// The keys are bytes in ascending or descending order.
+void stableSort(Records& records, const std::vector<QrtSortKeySpec>& keys) {
+  std::ranges::stable_sort(records, [&](const std::string& left, const std::string& right) {
+    for (const QrtSortKeySpec& key : keys) {
+      const auto part = [&key](const std::string& of) {
+        return std::string_view(of).substr(static_cast<size_t>(key.offset), static_cast<size_t>(key.length));
+      };
+      if (const int order = part(left).compare(part(right)); order != 0)
+        return key.order == QRT_SORT_ASCENDING ? order < 0 : order > 0;
+    }
+    return false;
+  });
+}
+
+struct Statement : InFolder {
+  std::mt19937 random{1};
+
+  uint32_t any(uint32_t least, uint32_t most) { return least + random() % (most - least + 1); }
+  bool chance(uint32_t in) { return random() % in == 0; }
+
+  // Few different letters in front, so that many keys are equal, and no blank at the end.
+  std::string someRecord(uint32_t length) {
+    std::string made(length, 'x');
+    for (char& letter : made) letter = static_cast<char>("abc "[random() % 4]);
+    if (length > 0) made.back() = static_cast<char>('0' + random() % 10);
+    return made;
+  }
+
+  // One key, a key inside it, and one behind, in any order.
+  std::vector<QrtSortKeySpec> someKeys(int32_t length) {
+    const auto pick = [&](int32_t least, int32_t most) {
+      return static_cast<int32_t>(any(static_cast<uint32_t>(least), static_cast<uint32_t>(most)));
+    };
+    const int32_t type = chance(2) ? QRT_SORT_KEY_CHAR : QRT_SORT_KEY_BIN;
+    std::vector<QrtSortKeySpec> keys;
+    const auto put = [&](int32_t offset, int32_t size, int32_t ofType) {
+      keys.insert(keys.begin() + pick(0, static_cast<int32_t>(keys.size())),
+                  {nullptr, offset, size, ofType, pick(1, 2)});
+    };
+    const int32_t size = pick(1, std::min(length, 4)), offset = pick(0, length - size);
+    put(offset, size, type);
+    if (chance(2)) put(offset + pick(0, size - 1), 1, type);
+    if (offset + size < length && chance(2)) put(offset + size, 1, QRT_SORT_KEY_BIN);
+    return keys;
+  }
+};
+
+// ---- What a file routine sees and does
+
+// The routines of a control block with something in front of them and behind.
+struct Hook {
+  QrtFileRoutine own[4]{};
+  std::function<void(char verb)> before, behind;  // "o", "c", "r", "w"
+};
+std::map<QrtFcb*, Hook> hooks;
+
+template <char verb>
+void hooked(QrtFcb* file, QrtProgramEntry* program);
+
+constexpr QrtFileRoutine wrappers[] = {hooked<'o'>, hooked<'c'>, hooked<'r'>, hooked<'w'>};
+constexpr std::string_view verbs = "ocrw";
+
+std::array<QrtFileRoutine*, 4> routinesOf(QrtFcb& file) {
+  return {&file.openRoutine, &file.closeRoutine, &file.readRoutine, &file.writeRoutine};
+}
+
+void wrap(QrtFcb& file) {
+  for (size_t verb = 0; verb < 4; ++verb)
+    hooks[&file].own[verb] = std::exchange(*routinesOf(file)[verb], wrappers[verb]);
+}
+
+void unwrap(QrtFcb& file) {
+  for (size_t verb = 0; verb < 4; ++verb) *routinesOf(file)[verb] = hooks[&file].own[verb];
+}
+
+template <char verb>
+void hooked(QrtFcb* file, QrtProgramEntry* program) {
+  Hook& hook = hooks[file];
+  if (hook.before) hook.before(verb);
+  unwrap(*file);
+  (*routinesOf(*file)[verbs.find(verb)])(file, program);
+  wrap(*file);
+  if (hook.behind) hook.behind(verb);
+}
+
+void setHook(QrtFcb& file, std::function<void(char)> before, std::function<void(char)> behind = {}) {
+  hooks[&file] = {.own = {}, .before = std::move(before), .behind = std::move(behind)};
+  wrap(file);
+}
+
+// Makes the n-th read or write of the file fail.
+void failAt(QrtFcb& file, char verb, int n) {
+  setHook(file, {}, [&file, verb, n](char called) mutable {
+    if (called == verb && --n == 0) file.status = 34;
+  });
+}
+
+Texts filesHere() {
+  Texts names;
+  for (const auto& entry : std::filesystem::directory_iterator("."))
+    names.push_back(entry.path().filename().string());
+  std::ranges::sort(names);
+  return names;
+}
+
+// ---- Every combination
+
+// What a statement reads and writes, worked out record by record.
+struct Model {
+  SortProgram& program;
+
+  // What the engine sees of a record that a file holds.
+  std::string asRead(size_t index, const std::string& record) const {
+    const auto least = static_cast<size_t>(program.record.minLength);
+    if (program.isFixed(index)) return fitted(record, program.most(index));
+    return program.isText(index) ? fitted(record, std::max(record.size(), least)) : record;
+  }
+  // The record of a file in the form of the SD.
+  std::string asSorted(size_t index, const std::string& record) const {
+    std::string seen = asRead(index, record);
+    if (program.record.form == QRT_SORT_FIXED)
+      return fitted(seen, static_cast<size_t>(program.record.maxLength));
+    return seen;
+  }
+  std::string asWritten(size_t index, const std::string& record) const {
+    const std::string all = program.isFixed(index) ? fitted(record, program.most(index)) : record;
+    return program.isText(index) ? trimmed(all) : all;
+  }
+  Records asWritten(size_t index, Records records) const {
+    for (std::string& record : records) record = asWritten(index, record);
+    return records;
+  }
+};
+
+TEST_F(Statement, EveryCombination) {
+  std::map<std::string, int> seen;
+  for (uint32_t seed = 0; seed < 300; ++seed) {
+    random.seed(seed);
+    SCOPED_TRACE(seed);
+    const bool fixed = chance(2), merge = chance(4), byRelease = !merge && chance(3), byReturn = chance(3);
+    const auto most = static_cast<int32_t>(chance(9) ? any(4090, 9000) : any(4, 60));
+    const auto least = fixed ? most : static_cast<int32_t>(any(3, static_cast<uint32_t>(std::min(most, 30))));
+    SortProgram program(fixed ? QRT_SORT_FIXED : QRT_SORT_VARIABLE, least, most);
+    const Model model{program};
+    const std::vector<QrtSortKeySpec> keys = someKeys(least);
+    program.setKeys(keys);
+    const auto shortest = static_cast<uint32_t>(least), longest = static_cast<uint32_t>(most);
+
+    std::vector<size_t> from, to;
+    bool pads = false;
+    const bool withText = chance(3);
+    if (!byRelease)
+      for (uint32_t count = any(1, 3); count > 0; --count) {
+        const char kind = withText && chance(2) ? text : chance(3) ? relative : sequential;
+        const uint8_t access = chance(2) && kind == relative ? QRT_ACCESS_DYNAMIC : QRT_ACCESS_SEQUENTIAL;
+        const bool variable = chance(2);
+        if (kind == text)
+          from.push_back(program.add(kind, longest, variable ? static_cast<int32_t>(least) : -1));
+        else if (!fixed)
+          from.push_back(program.add(kind, any(shortest, longest), -1, access));
+        else  // short records are filled where no text is among the files
+          from.push_back(program.add(kind, withText ? longest : any(1, longest), -1, access));
+        RecordFile& file = *program.own[from.back()];
+        if (kind != text && variable)
+          file.makeVariable(any(fixed ? (withText ? longest : 1) : shortest, file.description.maxRecord));
+        pads |= fixed && file.description.minRecord < longest;
+      }
+    if (!byReturn) {
+      for (uint32_t count = any(1, 3); count > 0; --count) {
+        const char kind = chance(3) ? text : chance(3) ? relative : sequential;
+        // What a copy makes of the first must fit into the others of variable form.
+        const uint32_t room = longest + (to.empty() ? any(0, 9) : 9);
+        const bool variable = chance(2);
+        to.push_back(program.add(kind, variable ? std::max(room, longest + 9) : room));
+        RecordFile& file = *program.own[to.back()];
+        if (variable) file.makeVariable(1);
+        const bool behind = to.size() > 1 && fixed && !variable;
+        if (behind && chance(2)) file.description.maxRecord = file.description.minRecord = any(1, longest);
+      }
+      // A file that is sorted onto itself, if one has the form for it.
+      for (const size_t index : from) {
+        const QrtFileDescription& file = program.own[index]->description;
+        if (file.maxRecord == longest && (fixed || program.isFixed(index) || file.minRecord <= shortest) &&
+            chance(2)) {
+          to.insert(to.begin() + any(0, static_cast<uint32_t>(to.size())), index);
+          break;
+        }
+      }
+    }
+
+    run(program, [&] {
+      Records expected;
+      for (const size_t index : from) {
+        Records records, sorted;
+        for (uint32_t count = any(0, 40); count > 0; --count) {
+          const QrtFileDescription& file = program.own[index]->description;
+          const uint32_t low = program.isText(index) ? 1 : file.minRecord;
+          records.push_back(someRecord(
+              program.isFixed(index) && !program.isText(index) ? file.maxRecord : any(low, file.maxRecord)));
+        }
+        if (merge) {  // each file in order by what is sorted
+          std::map<std::string, Records> origin;
+          for (const std::string& record : records) origin[model.asSorted(index, record)].push_back(record);
+          for (const std::string& record : records) sorted.push_back(model.asSorted(index, record));
+          stableSort(sorted, keys);
+          records.clear();
+          for (const std::string& record : sorted) records.push_back(origin[record].front());
+        }
+        ASSERT_NO_FATAL_FAILURE(program.write(index, records));
+        for (const std::string& record : records) expected.push_back(model.asSorted(index, record));
+      }
+      const int32_t function = merge ? QRT_MERGE_START : QRT_SORT_START;
+      ASSERT_EQ(program.call(function, from, to), done);
+      if (byRelease) {
+        Records records;
+        const bool spills = chance(6);
+        for (uint32_t count = any(0, 40), bytes = 0; spills ? bytes < 600'000 : count > 0; --count) {
+          records.push_back(someRecord(any(1, longest + 3)));
+          bytes += static_cast<uint32_t>(records.back().size());
+          expected.push_back(records.back().substr(0, longest));
+          if (fixed || expected.back().size() < shortest)
+            expected.back() = records.back() =
+                fitted(records.back().substr(0, longest), fixed ? longest : shortest);
+        }
+        program.releaseAll(records);
+        ASSERT_EQ(program.released(), done);
+      }
+      stableSort(expected, keys);
+      ++seen[std::string(fixed ? "fixed" : "variable") + (merge ? " merge" : " sort") +
+             (byRelease ? " release" : " using") + (byReturn ? " return" : " giving")];
+      if (byReturn) {
+        ASSERT_EQ(program.returnAll(), expected);
+      }
+      if (!to.empty()) {
+        const auto isUsed = [&](size_t index) { return std::ranges::find(from, index) != from.end(); };
+        const bool pseudo = std::ranges::any_of(
+            to, [&](size_t index) { return isUsed(index) || (!fixed && program.isFixed(index)); });
+        Records source = expected;
+        if (!pseudo) {
+          source.clear();
+          for (const std::string& record : model.asWritten(to[0], expected))
+            source.push_back(model.asRead(to[0], record));
+        }
+        // Without a record the sort only creates the first.
+        const size_t made = byRelease && expected.empty() ? 1 : to.size();
+        for (size_t place = 0; place < made; ++place) {
+          SCOPED_TRACE(testing::Message() << "output " << place);
+          ASSERT_EQ(program.content(to[place]),
+                    model.asWritten(to[place], place == 0 && !pseudo ? expected : source));
+        }
+      }
+    });
+    if (HasFatalFailure()) return;
+    for (const std::string& name : filesHere()) ASSERT_TRUE(name.starts_with("file")) << name;
+    for (size_t index = 0; index < program.own.size(); ++index)
+      std::filesystem::remove(program.own[index]->assignment);
+  }
+  EXPECT_EQ(seen.size(), 12U);
+}
+
+// ---- Keys
+
+template <typename Number>
+std::string bytesOf(Number number) {
+  return {reinterpret_cast<const char*>(&number), sizeof(number)};
+}
+
+std::string digitsOf(int number) {
+  const std::string digits = std::to_string(std::abs(number));
+  return std::string(3 - digits.size(), '0') + digits;
+}
+
+std::string packed(int number) {
+  const int size = std::abs(number);
+  return {static_cast<char>(size / 100 << 4 | size / 10 % 10),
+          static_cast<char>(size % 10 << 4 | (number < 0 ? 13 : 12))};
+}
+
+std::string overpunched(int number, size_t place) {
+  std::string digits = digitsOf(number);
+  if (number < 0) digits[place] = static_cast<char>(digits[place] | 0x40);
+  return digits;
+}
+
+// The nearest hexadecimal number of `size` bytes, its exponent in the first one.
+std::string hexadecimal(int number, size_t size) {
+  std::string made(size, '\0');
+  if (number == 0) return made;
+  const int digits = std::abs(number) > 255 ? 3 : std::abs(number) > 15 ? 2 : 1;
+  const uint32_t fraction = static_cast<uint32_t>(std::abs(number)) << (24 - 4 * digits);
+  made[0] = static_cast<char>(64 + digits + (number < 0 ? 128 : 0));
+  for (size_t byte = 0; byte < 3; ++byte) made[1 + byte] = static_cast<char>(fraction >> (16 - 8 * byte));
+  return made;
+}
+
+TEST_F(Statement, KeysOfEveryType) {
+  struct Row {
+    int32_t type;
+    bool negative;
+    std::function<std::string(int)> encode;
+  };
+  const Row rows[] = {
+      {QRT_SORT_KEY_INT, true, [](int n) { return bytesOf(n); }},
+      {QRT_SORT_KEY_UINT, false, [](int n) { return bytesOf(n); }},
+      {QRT_SORT_KEY_SHORT, true, [](int n) { return bytesOf(static_cast<int16_t>(n)); }},
+      {QRT_SORT_KEY_USHORT, false, [](int n) { return bytesOf(static_cast<int16_t>(n)); }},
+      {QRT_SORT_KEY_LONG, true, [](int n) { return bytesOf(n); }},
+      {QRT_SORT_KEY_ULONG, false, [](int n) { return bytesOf(n); }},
+      {QRT_SORT_KEY_FLOAT, true, [](int n) { return bytesOf(static_cast<float>(n)); }},
+      {QRT_SORT_KEY_DOUBLE, true, [](int n) { return bytesOf(n / 7.0); }},
+      {QRT_SORT_KEY_EXTENDED, true,
+       [](int n) {
+         std::string number = bytesOf(static_cast<long double>(n) / 7);
+         number.resize(16);
+         return number;
+       }},
+      {QRT_SORT_KEY_CHAR, false, digitsOf},
+      {QRT_SORT_KEY_BIN, false, digitsOf},
+      {QRT_SORT_KEY_PACKED, true, packed},
+      {QRT_SORT_KEY_ZONED, true, [](int n) { return overpunched(n, 2); }},
+      {QRT_SORT_KEY_FIXED, true,
+       [](int n) {
+         return std::string{static_cast<char>(n >> 16), static_cast<char>(n >> 8), static_cast<char>(n)};
+       }},
+      {QRT_SORT_KEY_LEADING_SEPARATE, true, [](int n) { return (n < 0 ? "-" : "+") + digitsOf(n); }},
+      {QRT_SORT_KEY_TRAILING_SEPARATE, true, [](int n) { return digitsOf(n) + (n < 0 ? "-" : "+"); }},
+      {QRT_SORT_KEY_LEADING_OVERPUNCH, true, [](int n) { return overpunched(n, 0); }},
+      {QRT_SORT_KEY_TRAILING_OVERPUNCH, true, [](int n) { return overpunched(n, 2); }},
+      {QRT_SORT_KEY_INT8, true, [](int n) { return bytesOf(int64_t{n} << 30); }},
+      {QRT_SORT_KEY_UINT8, false, [](int n) { return bytesOf(int64_t{n} << 30); }},
+      {QRT_SORT_KEY_NATIONAL, false,
+       [](int n) { return bytesOf(static_cast<int16_t>(n / 9)) + bytesOf(static_cast<int16_t>(n % 9)); }},
+      {QRT_SORT_KEY_HEX4, true, [](int n) { return hexadecimal(n, 4); }},
+      {QRT_SORT_KEY_HEX8, true, [](int n) { return hexadecimal(n, 8); }},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.type);
+    Records ascending;
+    for (int number = row.negative ? -999 : 0; number <= 999; number += 27)
+      ascending.push_back("ab" + row.encode(number) + "c");
+    const auto length = static_cast<int32_t>(ascending[0].size());
+    SortProgram program(QRT_SORT_FIXED, length, length);
+    program.setKeys({{nullptr, 2, length - 3, row.type, QRT_SORT_DESCENDING}});
+    run(program, [&] {
+      Records shuffled = ascending;
+      std::ranges::shuffle(shuffled, random);
+      ASSERT_EQ(program.call(QRT_SORT_START), done);
+      program.releaseAll(shuffled);
+      ASSERT_EQ(program.released(), done);
+      Records descending = ascending;
+      std::ranges::reverse(descending);
+      EXPECT_EQ(program.returnAll(), descending);
+    });
+  }
+}
+
+TEST_F(Statement, NationalKeysAreRewrittenOnceAndWholly) {
+  SortProgram program(QRT_SORT_FIXED, 12, 12);
+  program.setKeys({{nullptr, 6, 6, QRT_SORT_KEY_NATIONAL, QRT_SORT_DESCENDING},
+                   {nullptr, 2, 4, QRT_SORT_KEY_NATIONAL, QRT_SORT_ASCENDING}});
+  const auto listed = [&] {
+    std::string text = std::to_string(program.keys.count) + ":";
+    for (const QrtSortKeySpec* key = program.keys.first; key != nullptr; key = key->next)
+      for (const int32_t word : {key->offset, key->length, key->type, key->order})
+        text += " " + std::to_string(word);
+    return text;
+  };
+  run(program, [&] {
+    const std::string before = listed();
+    for (const int n : canFailAllocations ? std::vector{1, 2, 1} : std::vector<int>{}) {
+      std::pair<int, int> ended;
+      {
+        FailingAllocation failing(n);
+        ended = program.call(QRT_SORT_START);
+      }
+      EXPECT_EQ(ended, std::pair(16, 530));
+      EXPECT_EQ(listed(), before);
+    }
+    for (int times = 0; times < 2; ++times) {
+      EXPECT_EQ(program.call(QRT_SORT_START), done);
+      EXPECT_EQ(listed(), "5: 6 2 4 2 8 2 4 2 10 2 4 2 2 2 4 1 4 2 4 1");
+    }
+  });
+}
+
+// ---- Failures
+
+TEST_F(Statement, EveryFailureHasItsNumber) {
+  struct Case {
+    int number;
+    std::function<void(SortProgram&)> spoil;
+  };
+  const auto key = [](int32_t offset, int32_t length, int32_t type, int32_t order = 1) {
+    return [=](SortProgram& program) { program.setKeys({{nullptr, offset, length, type, order}}); };
+  };
+  const auto twoKeys = [](int32_t offset, int32_t length, int32_t type, int32_t other) {
+    return [=](SortProgram& program) {
+      program.setKeys({{nullptr, 2, 4, type, 1}, {nullptr, offset, length, other, 1}});
+    };
+  };
+  const auto lengths = [](size_t file, uint32_t least, uint32_t most) {
+    return [=](SortProgram& program) {
+      program.own[file]->description.minRecord = least;
+      program.own[file]->description.maxRecord = most;
+    };
+  };
+  const auto padded = [](SortProgram& program) { program.usingBlocks[0] = &program.fcb(4); };
+  const auto variable = [padded](int32_t least, auto also) {
+    return [=](SortProgram& program) {
+      program.record = {QRT_SORT_VARIABLE, least, 10};
+      padded(program);
+      also(program);
+    };
+  };
+  const auto inDirectory = [](const char* directory, auto also) {
+    return [=](SortProgram& program) {
+      _qrtRuncom->tempDirectory = const_cast<char*>(directory);
+      also(program);
+    };
+  };
+  const Case cases[] = {
+      {502, [](SortProgram& program) { program.record.form = 3; }},
+      {503, [](SortProgram& program) { program.record.minLength = 9; }},
+      {503,
+       [](SortProgram& program) {
+         program.record = {QRT_SORT_VARIABLE, 11, 10};
+       }},
+      {503,
+       [](SortProgram& program) {
+         program.record = {QRT_SORT_VARIABLE, 0, 0};
+       }},
+      {504, key(0, 3, QRT_SORT_KEY_INT)},
+      {504, key(0, 9, QRT_SORT_KEY_DOUBLE)},
+      {504, key(0, 5, QRT_SORT_KEY_NATIONAL)},
+      {505, key(0, 4, 22)},
+      {505, key(0, 4, 0)},
+      {506, [](SortProgram& program) { program.keys.count = 2; }},
+      {507, key(0, 0, QRT_SORT_KEY_CHAR)},
+      {507, key(0, 65536, QRT_SORT_KEY_CHAR)},
+      {507, key(0, 4096, QRT_SORT_KEY_BIN)},
+      {507, key(0, 256, QRT_SORT_KEY_PACKED)},
+      {507, key(0, 3, QRT_SORT_KEY_HEX4)},
+      {507, key(65536, 1, QRT_SORT_KEY_CHAR)},
+      {508, key(7, 4, QRT_SORT_KEY_INT)},
+      {508, key(10, 1, QRT_SORT_KEY_BIN)},
+      {509, key(0, 4, QRT_SORT_KEY_INT, 3)},
+      {510, twoKeys(5, 2, QRT_SORT_KEY_CHAR, QRT_SORT_KEY_CHAR)},
+      {510, twoKeys(3, 2, QRT_SORT_KEY_CHAR, QRT_SORT_KEY_BIN)},
+      {510, twoKeys(2, 4, QRT_SORT_KEY_ZONED, QRT_SORT_KEY_ZONED)},
+      {511, [](SortProgram& program) { program.setKeys({}); }},
+      {518, [](SortProgram&) { std::filesystem::remove("file0"); }},
+      {519, [](SortProgram& program) { program.fcb(1).openRoutine = program.fcb(0).readRoutine; }},
+      {521,
+       [](SortProgram& program) {
+         program.setKeys({{nullptr, 0, 4, QRT_SORT_KEY_INT, 1}});
+         program.usingBlocks[0] = &program.fcb(2);
+       }},
+      {522,
+       [](SortProgram& program) {
+         program.record = {QRT_SORT_FIXED, 9, 9};
+       }},
+      {522, lengths(0, 11, 10)},
+      {522, variable(4, [](SortProgram&) {})},
+      {523, lengths(1, 11, 10)},
+      {523, variable(3, [](SortProgram& program) { program.record.maxLength = 11; })},
+      {524, inDirectory(nullptr, padded)},
+      {524, inDirectory(nullptr, [](SortProgram& program) { program.usingBlocks[0] = &program.fcb(2); })},
+      {524, inDirectory(nullptr, [](SortProgram& program) { program.givingBlocks[1] = &program.fcb(0); })},
+      {524, inDirectory(nullptr, variable(3, [](SortProgram&) {}))},
+      {525, inDirectory("nowhere", [](SortProgram&) {})},
+      {34, [](SortProgram& program) { failAt(program.fcb(0), 'r', 2); }},
+      {634,
+       [&](SortProgram& program) {
+         padded(program);
+         failAt(program.fcb(4), 'r', 2);
+       }},
+      {834, [](SortProgram& program) { failAt(program.fcb(1), 'r', 2); }},
+      {835, [](SortProgram& program) { failAt(program.fcb(3), 'w', 2); }},
+      {836,
+       [](SortProgram& program) {
+         QrtFcb& file = program.fcb(1);
+         const auto mode = std::make_shared<uint16_t>();
+         setHook(
+             file, [&file, mode](char) { *mode = file.openRequest; },
+             [&file, mode](char verb) {
+               if (verb == 'o' && *mode == input) file.status = 35;
+             });
+       }},
+  };
+  for (const Case& one : cases) {
+    SCOPED_TRACE(testing::Message() << one.number << " in row " << &one - cases);
+    SortProgram program(QRT_SORT_FIXED, 10, 10);
+    for (const char kind : {sequential, sequential, text, relative}) program.add(kind, 10);
+    program.add(sequential, 10, 3);
+    program.setKeys({{nullptr, 0, 4, QRT_SORT_KEY_CHAR, 1}});
+    run(program, [&] {
+      for (const size_t index : {0U, 2U, 4U})
+        program.write(index, {"abcdefghij", "bcdefghijk", "cdefghijkl"});
+      ASSERT_EQ(program.call(QRT_SORT_START, {0}, {1, 3}), done);
+      char* const directory = _qrtRuncom->tempDirectory;
+      one.spoil(program);
+      EXPECT_EQ(program.again(QRT_SORT_START), std::pair(16, one.number));
+      _qrtRuncom->tempDirectory = directory;
+      EXPECT_EQ(program.again(QRT_SORT_REFUSED), std::pair(16, 501));
+      EXPECT_EQ(program.again(7), done);
+      EXPECT_EQ(_qrtRuncom->sortActive, 0);
+    });
+    hooks.clear();
+    for (const std::string& name : filesHere()) EXPECT_TRUE(name.starts_with("file")) << name;
+  }
+  SortProgram program(QRT_SORT_FIXED, 10, 10);
+  run(program, [&] { EXPECT_EQ(program.released(), std::pair(16, 512)); });
+}
+
+}  // namespace
