@@ -8,6 +8,7 @@
 #include <memory>
 #include <numeric>
 #include <random>
+#include <regex>
 
 #include "records/record_program.h"
 #include "support/guards.h"
@@ -240,6 +241,11 @@ void hooked(QrtFcb* file, QrtProgramEntry* program) {
 void setHook(QrtFcb& file, std::function<void(char)> before, std::function<void(char)> behind = {}) {
   hooks[&file] = {.own = {}, .before = std::move(before), .behind = std::move(behind)};
   wrap(file);
+}
+
+void dropHooks() {
+  for (auto& [file, hook] : hooks) unwrap(*file);
+  hooks.clear();
 }
 
 // Makes the n-th read or write of the file fail.
@@ -660,7 +666,7 @@ TEST_F(Statement, EveryFailureHasItsNumber) {
       EXPECT_EQ(program.again(7), done);
       EXPECT_EQ(_qrtRuncom->sortActive, 0);
     });
-    hooks.clear();
+    dropHooks();
     for (const std::string& name : filesHere()) EXPECT_TRUE(name.starts_with("file")) << name;
   }
   SortProgram program(QRT_SORT_FIXED, 10, 10);
@@ -865,11 +871,176 @@ TEST_F(Statement, CallsOfFileRoutines) {
     }
     ASSERT_EQ(program.call(QRT_SORT_START, {0}, {1, 2}), done);
   });
-  hooks.clear();
+  dropHooks();
   EXPECT_EQ(log,
             "o0 8080/70 c0 8000/70 o1 4040/70 c1 0/70 o2 4040/70 c2 0/70 "
             "o0 8080/70 r0 22/1 r0 22/2 r0 22/3 c0 8000/3 o1 4040/70 w1 3/1 w1 3/2 c1 0/2 "
             "o2 4040/70 o1 8080/2 r1 22/1 r1 22/2 r1 22/3 c1 0/3 w2 3/70 w2 3/70 c2 0/70 ");
+}
+
+// ---- Ends, messages and trace
+
+// The text with its numbers of processes and threads as #, its lines joined.
+std::string plain(const std::string& text) {
+  return std::regex_replace(std::regex_replace(text, std::regex("(sortwk[io]\\.|SS)[0-9]+"), "$1#"),
+                            std::regex("[ \n]+"), " ");
+}
+
+TEST_F(Statement, TraceOfEveryRun) {
+  SortProgram program(QRT_SORT_FIXED, 5, 5);
+  program.add(sequential, 5, 2);
+  program.add(relative, 4);
+  program.add(text, 5);
+  program.add(sequential, 7);
+  program.setKeys({{nullptr, 1, 3, QRT_SORT_KEY_CHAR, 1}, {nullptr, 2, 1, QRT_SORT_KEY_CHAR, 2}});
+  SortProgram failing(QRT_SORT_VARIABLE, 1, 5000);
+  setenv("COB_SORT_TRACE", "y", 1);
+  const Ended ended = inChild([&] {
+    run(program, [&] {
+      program.write(0, {"cdefg", "ab"});
+      program.write(1, {"bcde"});
+      program.call(QRT_SORT_START, {0, 1}, {2, 3});
+      failing.registers.program = program.registers.program;
+      failing.call(QRT_MERGE_START, {}, {});
+      failing.releaseAll({"x"});
+      failing.released();
+      program.again(QRT_SORT_CLEAN_UP);
+    });
+  });
+  unsetenv("COB_SORT_TRACE");
+  EXPECT_EQ(
+      plain(ended.out),
+      "*** sortmerge trace (version 2.1) *** function=SORT SD minreclen=5 maxreclen=5 type=FIXED "
+      "--> Pad copy file=0 Lumasift parameters= -s copy -x notrap -o .\\SS#.000 -x 'outorg byte_stream' "
+      "-x 'inorg sequential' -x 'format rlength4 bin 5' -x 'msg errmsg' -x 'trace sortrace' file0 "
+      "outputexit=binaryvlrpad Lumasift lite rc=0 --> Done "
+      "--> Pad copy file=1 Lumasift parameters= -s copy -x notrap -o .\\SS#.001 -x 'outorg byte_stream' "
+      "-x 'inorg direct' -x 'format bin 4' -x 'reformat 1 1*\" \"' -x 'msg errmsg' -x 'trace sortrace' file1 "
+      "outputexit=NULL Lumasift lite rc=0 --> Done "
+      "--> Primary SORT Lumasift parameters= -s sort -T . -o file2 -x 'outorg line_sequential' "
+      "-x 'inorg byte_stream byte_stream' -x notrap -x 'reformat 1 \"\\r\" \"\\n\"' "
+      "-x 'format bin 1 char 3 bin 1' -k 2,2 -k 2.2r,2.2 -x 'msg errmsg' -x 'trace sortrace' "
+      ".\\SS#.000 .\\SS#.001 outputformat=NORMAL Lumasift lite rc=0 --> Done "
+      "--> Multiple Output Lumasift parameters= -s copy -o file3 -x 'reformat 1 2*\" \"' "
+      "-x 'outorg sequential' -x 'inorg line_sequential' -x 'msg errmsg' -x 'trace sortrace' file2 "
+      "inputexit=NULL Lumasift lite rc=0 --> Done Lumasift return to caller with rc=0 "
+      "*** sortmerge trace (version 2.1) *** function=SORT SD minreclen=1 maxreclen=5000 type=VARIABLE "
+      "Returned from Lumasift_Lite with rc=511 "
+      "*** sortmerge trace (version 2.1) *** function=CLEANUP ");
+  EXPECT_EQ(ended.exitCode, 0);
+}
+
+TEST_F(Statement, MessageUnlessTheProgramLooksItself) {
+  for (const int32_t messageOff : {1, 0}) {
+    SortProgram program(QRT_SORT_FIXED, 5, 5);
+    program.registers.messageOff = messageOff;
+    const Ended ended = inChild([&] {
+      run(program, [&] {
+        program.again(QRT_SORT_CLEAN_UP);
+        program.call(QRT_SORT_REFUSED);
+      });
+    });
+    const std::string message =
+        "SORT or MERGE in program SORTER, statement 4711, failed with sort error 501. SORT-RETURN is 16.";
+    EXPECT_EQ(plain(ended.err).find(message) != std::string::npos, messageOff == 0) << ended.err;
+    EXPECT_EQ(ended.exitCode == 0, messageOff != 0);
+  }
+}
+
+// What a file routine does in the middle of the primary run, of a pad copy and of a further output.
+void inTheMiddle(SortProgram& program, const std::function<void()>& act,
+                 const std::function<void()>& behind) {
+  program.setKeys({{nullptr, 0, 5, QRT_SORT_KEY_CHAR, 1}});
+  const struct {
+    size_t file;
+    char verb;
+  } places[] = {{0, 'r'}, {1, 'w'}, {2, 'w'}};
+  for (const auto& place : places) {
+    SCOPED_TRACE(testing::Message() << place.verb << place.file);
+    run(program, [&] {
+      Records records;
+      for (int number = 0; number < 3000; ++number)
+        records.push_back(std::to_string(1000 + number * 7 % 3000) + std::string(496, ' '));
+      program.write(0, records);
+      int calls = 0;
+      setHook(program.fcb(place.file), [&, verb = place.verb](char called) {
+        if (called == verb && ++calls == 2000) act();
+      });
+      program.call(QRT_SORT_START, {0}, {1, 2});
+      dropHooks();
+      behind();
+    });
+    dropHooks();
+    for (const std::string& name : filesHere()) EXPECT_TRUE(name.starts_with("file")) << name;
+  }
+}
+
+struct EndedSort : Statement {
+  SortProgram program{QRT_SORT_FIXED, 501, 501};
+  EndedSort() {
+    program.add(sequential, 500);
+    for (int output = 0; output < 2; ++output) program.add(sequential, 502);
+  }
+};
+
+TEST_F(EndedSort, ByTheCleanUpFromAFileRoutine) {
+  const int32_t before = liveBlocksAfterARun();
+  inTheMiddle(
+      program,
+      [&] {
+        qrtSortMerge(QRT_SORT_CLEAN_UP, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+        for (const std::string& name : filesHere()) EXPECT_TRUE(name.starts_with("file")) << name;
+      },
+      [&] {
+        int32_t number;
+        GetSortErrno(&number);
+        EXPECT_EQ(program.sortReturn, 16);
+        EXPECT_EQ(number, 77);
+        EXPECT_EQ(program.call(QRT_SORT_START, {0}, {1}), done);
+      });
+  EXPECT_LE(liveBlocksAfterARun(), before + 40);
+}
+
+TEST_F(EndedSort, ByStopRunFromAFileRoutine) {
+  const Ended ended = inChild([&] {
+    inTheMiddle(
+        program, [] { _qrtRunUnitTerm(3); }, [] { ADD_FAILURE(); });
+    if (testing::Test::HasFailure()) _exit(9);
+  });
+  EXPECT_EQ(ended.exitCode, 0) << ended.err;
+}
+
+TEST_F(EndedSort, ByASortInsideIt) {
+  const Ended ended = inChild([&] {
+    SortProgram inner(QRT_SORT_FIXED, 5, 5);
+    inTheMiddle(
+        program, [&] { inner.call(QRT_SORT_START, {}, {}), inner.releaseAll({"a"}), inner.released(); },
+        [] {});
+  });
+  EXPECT_NE(ended.err.find("while another one is active"), std::string::npos) << ended.err;
+  for (const std::string& name : filesHere()) EXPECT_TRUE(name.starts_with("file")) << name;
+}
+
+TEST_F(Statement, TheRunEndsInAProcedure) {
+  SortProgram program(QRT_SORT_FIXED, 1000, 1000);
+  program.setKeys({{nullptr, 0, 5, QRT_SORT_KEY_CHAR, 1}});
+  for (const bool inOutput : {false, true}) {
+    run(program, [&] {
+      ASSERT_EQ(program.call(QRT_SORT_START), done);
+      program.releaseAll(Records(600, "a"));
+      if (inOutput) {
+        int32_t length;
+        int16_t atEnd = 0;
+        uint8_t record[1000];
+        ASSERT_EQ(program.released(), done);
+        for (int count = 0; count < 300; ++count) _qrtReturn(&length, record, &atEnd);
+        EXPECT_EQ(atEnd, 0);
+      }
+      EXPECT_EQ(filesHere().size(), 1U);
+      _qrtRunUnitTerm(3);
+    });
+    EXPECT_EQ(filesHere(), Texts{});
+  }
 }
 
 }  // namespace

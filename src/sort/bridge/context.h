@@ -108,6 +108,7 @@ struct Context {
   // Where file 0 of the engine's run lies in the tables.
   int32_t inputBase = 0, outputBase = 0;
   FileTable inputs, outputs;
+  FileEntry padded;  // the copy of an input that is being made
   bool trace = false;
   const QrtRunUnitRecord* owner = nullptr;
   Context* outer = nullptr;  // a sort that was ended from inside of its own file routine, and isn't back yet

@@ -182,7 +182,7 @@ int32_t padCopy(Context& context, int32_t index) {
   const QrtFcb& file = *entry.file;
   const auto maxLength = static_cast<int32_t>(file.description->maxRecord);
   const int32_t target = context.request.record.minLength;
-  FileEntry padded;
+  FileEntry& padded = context.padded;
   if (const int32_t failure = makeTemporaryFile(context, padded, index, QRT_ORGANIZATION_SEQUENTIAL);
       failure != none)
     return failure;
@@ -212,7 +212,7 @@ int32_t padCopy(Context& context, int32_t index) {
     if (code > 0) failure = code == noTemporarySpace ? code : padCopyFailed + code;
   }
   context.inputBase = 0;
-  entry = padded;
+  entry = std::exchange(padded, {});
   return failure;
 }
 

@@ -75,6 +75,7 @@ void countRelative(FileEntry& entry) {
 
 bool openEntry(void* service, int32_t number, Direction direction) {
   auto& context = *static_cast<Context*>(service);
+  if (context.ended) return false;
   FileEntry& entry = entryOf(context, number, direction);
   entry.relativeCounter = 0;
   if (!entry.callers) return openText(*entry.file, direction);
@@ -108,6 +109,7 @@ int32_t readCallersRecord(Context& context, FileEntry& entry) {
 
 ServiceRead readEntry(void* service, int32_t number, std::span<uint8_t> room) {
   auto& context = *static_cast<Context*>(service);
+  if (context.ended) return {ServiceRead::failure, 0};
   FileEntry& entry = entryOf(context, number, Direction::input);
   const int32_t prefix = context.inputKind == RecordKind::prefixed ? prefixLength : 0;
   uint8_t* const data = room.data() + prefix;
@@ -139,6 +141,7 @@ ServiceRead readEntry(void* service, int32_t number, std::span<uint8_t> room) {
 
 bool writeEntry(void* service, int32_t number, std::span<const uint8_t> record) {
   auto& context = *static_cast<Context*>(service);
+  if (context.ended) return false;
   FileEntry& entry = entryOf(context, number, Direction::output);
   if (context.outputKind == RecordKind::prefixed) record = record.subspan(prefixLength);
   if (context.outputKind == RecordKind::line) {
@@ -165,14 +168,15 @@ void freeTable(FileTable& table) {
   table = {};
 }
 
+void deleteFile(FileEntry& entry) {
+  if (!entry.deleteAtEnd) return;
+  closeText(*entry.file);
+  platform::removeFile(entry.file->fileName);
+  entry.deleteAtEnd = false;
+}
+
 void deleteFilesOf(FileTable& table) {
-  for (int32_t index = 0; index < table.count; ++index) {
-    FileEntry& entry = table.entries[index];
-    if (!entry.deleteAtEnd) continue;
-    closeText(*entry.file);
-    platform::removeFile(entry.file->fileName);
-    entry.deleteAtEnd = false;
-  }
+  for (int32_t index = 0; index < table.count; ++index) deleteFile(table.entries[index]);
 }
 
 }  // namespace
@@ -239,6 +243,7 @@ void freeTables(Context& context) {
 }
 
 void deleteTemporaryFiles(Context& context) {
+  deleteFile(context.padded);
   deleteFilesOf(context.inputs);
   deleteFilesOf(context.outputs);
   if (context.request.input.fileName != nullptr) platform::removeFile(context.request.input.fileName);
