@@ -30,34 +30,48 @@ int32_t putLiteral(Rendering& to) {
   return put(to, *to.picture.at++);
 }
 
-// Writes the low `width` digits of a value.
-void writeDigits(char* to, uint32_t value, size_t width) {
-  while (width >= 2) {
-    const uint32_t pair = value < 100 ? value : value % 100;
-    value = value < 100 ? 0 : value / 100;
-    const uint32_t tens = pair * 103 >> 10;  // a tenth, for all below 179
-    width -= 2;
-    to[width] = static_cast<char>('0' + tens);
-    to[width + 1] = static_cast<char>('0' + pair - 10 * tens);
+struct DigitPair {
+  char digits[2];
+};
+
+// The two digits of each number below 100.
+constexpr std::array<DigitPair, 100> digitPairs = [] {
+  std::array<DigitPair, 100> pairs{};
+  for (int value = 0; value < 100; ++value)
+    pairs[static_cast<size_t>(value)] = {
+        {static_cast<char>('0' + value / 10), static_cast<char>('0' + value % 10)}};
+  return pairs;
+}();
+
+// Writes the low `width` digits of a value, 1 to 4.
+inline void writeDigits(char* to, uint32_t value, size_t width) {
+  if (width > 2) {
+    const uint32_t hundreds = value / 100 % 100;
+    if (width == 4) memcpy(to, &digitPairs[hundreds], sizeof(DigitPair));
+    if (width == 3) *to = digitPairs[hundreds].digits[1];
   }
-  if (width == 1) *to = static_cast<char>('0' + value % 10);
+  const uint32_t pair = value < 100 ? value : value % 100;
+  if (width > 1)
+    memcpy(to + width - 2, &digitPairs[pair], sizeof(DigitPair));
+  else
+    *to = digitPairs[pair].digits[1];
 }
 
 // The same, as far as they fit, without leading zeros if these are suppressed; nothing of a negative value.
 int32_t putNumber(Rendering& to, int32_t value, size_t width, bool suppressesZeros) {
   if (value < 0) return QRT_PICTURE_DONE;
-  if (!suppressesZeros && to.room() >= width) {
+  if (suppressesZeros) {
+    if (width == 3 && value / 100 % 10 == 0) width = 2;
+    if (width == 2 && value / 10 % 10 == 0) width = 1;
+  }
+  if (to.room() >= width) {
     writeDigits(to.output, static_cast<uint32_t>(value), width);
     to.output += width;
     return QRT_PICTURE_DONE;
   }
   char digits[4];
   writeDigits(digits, static_cast<uint32_t>(value), width);
-  size_t first = 0;
-  while (suppressesZeros && first + 1 < width && digits[first] == '0') ++first;
-  for (; first < width; ++first)
-    if (put(to, digits[first]) != QRT_PICTURE_DONE) return QRT_PICTURE_SHORT_OUTPUT;
-  return QRT_PICTURE_DONE;
+  return put(to, digits, width);
 }
 
 // A name, or an abbreviation of three letters, whose letters take their case from those of the picture: a run
