@@ -35,17 +35,17 @@ inline __m128i loadShort(const char* from, size_t length) {
   return _mm_cvtsi32_si128(static_cast<int32_t>(bytes));
 }
 
-// Calls work(block, offset of the block) for the blocks of a text until it returns false. The last one
-// overlaps the one before; a text of less than a block is one with zeros behind it.
+// Calls work(block, offset of the block) for the blocks of a text, each of which overlaps the one before, so
+// that neighbours in the text are neighbours in a block. A text of less than a block is one with zeros behind
+// it.
 template <typename Work>
-inline void forEachBlock(std::string_view text, Work&& work) {
+[[gnu::always_inline]] inline void forEachBlock(std::string_view text, Work&& work) {
   if (text.size() < blockSize) {
     if (!text.empty()) work(loadShort(text.data(), text.size()), 0);
     return;
   }
   const size_t last = text.size() - blockSize;
-  for (size_t at = 0; at < last; at += blockSize)
-    if (!work(loadBlock(text.data() + at), at)) return;
+  for (size_t at = 0; at < last; at += blockSize - 1) work(loadBlock(text.data() + at), at);
   work(loadBlock(text.data() + last), last);
 }
 
@@ -56,7 +56,6 @@ inline bool holdsZeroOr(char other, std::string_view text) {
     const __m128i same =
         _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_setzero_si128()), _mm_cmpeq_epi8(bytes, _mm_set1_epi8(other)));
     found |= static_cast<uint32_t>(_mm_movemask_epi8(same));
-    return true;
   });
   return (text.size() < blockSize ? found & ((1u << text.size()) - 1) : found) != 0;
 }
