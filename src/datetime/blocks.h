@@ -50,7 +50,7 @@ template <typename Work>
 }
 
 // Whether a text holds a zero byte or the other one.
-inline bool holdsZeroOr(char other, std::string_view text) {
+[[gnu::always_inline]] inline bool holdsZeroOr(char other, std::string_view text) {
   uint32_t found = 0;
   forEachBlock(text, [&](__m128i bytes, size_t) {
     const __m128i same =

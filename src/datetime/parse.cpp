@@ -160,18 +160,19 @@ int32_t parseKind(Parsing& from, TokenKind kind) {
 
 // Flattened, so that the cursors stay in registers.
 [[gnu::flatten]] int32_t parse(Parsing from) {
+  if (from.picture.at == from.picture.end) return QRT_PICTURE_NO_DATE;
   const char* const start = from.input;
-  while (from.picture.at != from.picture.end) {
+  while (true) {
     const TokenKind kind = parsedKinds[static_cast<uint8_t>(*from.picture.at)];
     if (kind == TokenKind::literal) {
-      if (from.input == from.inputEnd) return QRT_PICTURE_SHORT_INPUT;
-      if (from.input == start) return QRT_PICTURE_INVALID;
+      if (from.input == start) return start == from.inputEnd ? QRT_PICTURE_SHORT_INPUT : QRT_PICTURE_INVALID;
       ++from.picture.at;
       ++from.input;
     } else if (const int32_t code = parseKind(from, kind); code != QRT_PICTURE_DONE) {
       return code;
     }
-    if (from.picture.at != from.picture.end && from.input == from.inputEnd) return QRT_PICTURE_SHORT_INPUT;
+    if (from.picture.at == from.picture.end) break;
+    if (from.input == from.inputEnd) return QRT_PICTURE_SHORT_INPUT;
   }
   return from.seen.year && from.seen.month && from.seen.day ? QRT_PICTURE_DONE : QRT_PICTURE_NO_DATE;
 }
@@ -181,7 +182,7 @@ char* withoutFinalSlash(char* start, char* end) {
 }
 
 // normalise, of any text.
-char* squeeze(std::string_view text, char* to) {
+[[gnu::noinline]] char* squeeze(std::string_view text, char* to) {
   char* const start = to;
   bool isBlankBefore = true;
   for (const char byte : text) {
@@ -190,6 +191,25 @@ char* squeeze(std::string_view text, char* to) {
     isBlankBefore = isBlank;
   }
   return withoutFinalSlash(start, to);
+}
+
+// normalise, where a call would be half of the work.
+[[gnu::always_inline]] inline char* normaliseInline(std::string_view text, char* to) {
+  if (text.empty()) return to;
+  uint32_t blanksBehindBlanks = text[0] == ' ';  // one at the start goes as if there were
+  forEachBlock(text, [&](__m128i bytes, size_t at) {
+    const __m128i blanks = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(' '));
+    const auto blankMask = static_cast<uint32_t>(_mm_movemask_epi8(blanks));
+    blanksBehindBlanks |= blankMask & blankMask << 1;
+    // The letters moved to the upper end of the signed bytes: one comparison tells them.
+    constexpr char highest = 127;
+    const __m128i moved = _mm_add_epi8(bytes, _mm_set1_epi8(highest - 'z'));
+    const __m128i isLower = _mm_cmpgt_epi8(moved, _mm_set1_epi8(highest - 26));
+    const __m128i upper = _mm_xor_si128(bytes, _mm_and_si128(isLower, _mm_set1_epi8(caseBit)));
+    const __m128i slashes = _mm_and_si128(blanks, _mm_set1_epi8(' ' ^ '/'));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to + at), _mm_xor_si128(upper, slashes));
+  });
+  return blanksBehindBlanks == 0 ? withoutFinalSlash(to, to + text.size()) : squeeze(text, to);
 }
 
 }  // namespace
@@ -324,21 +344,7 @@ template int32_t parseEra<QRT_ERA_JAPANESE>(Parsing& from);
 template int32_t parseEra<QRT_ERA_CHINESE>(Parsing& from);
 
 char* normalise(std::string_view text, char* to) {
-  if (text.empty()) return to;
-  uint32_t blanksBehindBlanks = text[0] == ' ';  // one at the start goes as if there were
-  forEachBlock(text, [&](__m128i bytes, size_t at) {
-    const __m128i blanks = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(' '));
-    const auto blankMask = static_cast<uint32_t>(_mm_movemask_epi8(blanks));
-    blanksBehindBlanks |= blankMask & blankMask << 1;
-    // The letters moved to the upper end of the signed bytes: one comparison tells them.
-    constexpr char highest = 127;
-    const __m128i moved = _mm_add_epi8(bytes, _mm_set1_epi8(highest - 'z'));
-    const __m128i isLower = _mm_cmpgt_epi8(moved, _mm_set1_epi8(highest - 26));
-    const __m128i upper = _mm_xor_si128(bytes, _mm_and_si128(isLower, _mm_set1_epi8(caseBit)));
-    const __m128i slashes = _mm_and_si128(blanks, _mm_set1_epi8(' ' ^ '/'));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(to + at), _mm_xor_si128(upper, slashes));
-  });
-  return blanksBehindBlanks == 0 ? withoutFinalSlash(to, to + text.size()) : squeeze(text, to);
+  return normaliseInline(text, to);
 }
 
 bool isTwelveHour(std::string_view picture) {
@@ -356,8 +362,8 @@ void readByPicture(std::string_view picture, std::string_view input, bool isTime
     reading.code = QRT_PICTURE_NO_STORAGE;
     return;
   }
-  char* const inputStart = normalise(picture, pictureStart);
-  char* const inputEnd = normalise(input, inputStart);
+  char* const inputStart = normaliseInline(picture, pictureStart);
+  char* const inputEnd = normaliseInline(input, inputStart);
   const Parsing from = {reading.parts, {pictureStart, inputStart, false}, inputStart, inputEnd, japanese,
                         chinese};
   reading.code = parse(from);
