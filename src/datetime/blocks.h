@@ -15,6 +15,14 @@ inline __m128i loadBlock(const char* from) {
   return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
 }
 
+// All ones in the bytes of letters "a" to "z". They are moved to the upper end of the signed bytes, where one
+// comparison tells them.
+inline __m128i isLowerLetter(__m128i bytes) {
+  constexpr char highest = 127, letters = 26;
+  const __m128i moved = _mm_add_epi8(bytes, _mm_set1_epi8(highest - 'z'));
+  return _mm_cmpgt_epi8(moved, _mm_set1_epi8(highest - letters));
+}
+
 // 1 to 15 bytes with zeros behind them, from loads that overlap.
 inline __m128i loadShort(const char* from, size_t length) {
   const auto shift = [](size_t bytes) { return _mm_cvtsi32_si128(static_cast<int>(8 * bytes)); };

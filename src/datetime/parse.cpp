@@ -201,11 +201,7 @@ char* withoutFinalSlash(char* start, char* end) {
     const __m128i blanks = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(' '));
     const auto blankMask = static_cast<uint32_t>(_mm_movemask_epi8(blanks));
     blanksBehindBlanks |= blankMask & blankMask << 1;
-    // The letters moved to the upper end of the signed bytes: one comparison tells them.
-    constexpr char highest = 127;
-    const __m128i moved = _mm_add_epi8(bytes, _mm_set1_epi8(highest - 'z'));
-    const __m128i isLower = _mm_cmpgt_epi8(moved, _mm_set1_epi8(highest - 26));
-    const __m128i upper = _mm_xor_si128(bytes, _mm_and_si128(isLower, _mm_set1_epi8(caseBit)));
+    const __m128i upper = _mm_xor_si128(bytes, _mm_and_si128(isLowerLetter(bytes), _mm_set1_epi8(caseBit)));
     const __m128i slashes = _mm_and_si128(blanks, _mm_set1_epi8(' ' ^ '/'));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to + at), _mm_xor_si128(upper, slashes));
   });

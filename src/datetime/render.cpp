@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "datetime/blocks.h"
 #include "datetime/calendar.h"
 
 namespace qrt::datetime {
@@ -74,6 +75,34 @@ int32_t putNumber(Rendering& to, int32_t value, size_t width, bool suppressesZer
   return put(to, digits, width);
 }
 
+// withCaseOf, of four letters.
+inline uint32_t withCasesOf(uint32_t letters, uint32_t others) {
+  const __m128i bits = _mm_set1_epi8(caseBit);
+  const __m128i of = _mm_cvtsi32_si128(static_cast<int32_t>(letters));
+  const __m128i differing = _mm_cvtsi32_si128(static_cast<int32_t>((letters ^ others)));
+  const __m128i caseBitsOf = _mm_and_si128(isLowerLetter(_mm_or_si128(of, bits)), bits);
+  return letters ^ static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_and_si128(differing, caseBitsOf)));
+}
+
+// Copies `length` letters of a name, in the cases of the picture's letters. From four letters on they go in
+// fours, the last of which may overlap.
+inline void copyCased(const char* name, const char* cases, char* output, size_t length) {
+  constexpr size_t width = sizeof(uint32_t);
+  if (length < width) {
+    for (size_t at = 0; at < length; ++at) output[at] = withCaseOf(name[at], cases[at]);
+    return;
+  }
+  const auto copyFour = [&](size_t at) {
+    uint32_t letters, others;
+    memcpy(&letters, name + at, width);
+    memcpy(&others, cases + at, width);
+    letters = withCasesOf(letters, others);
+    memcpy(output + at, &letters, width);
+  };
+  for (size_t at = 0; at < length - width; at += width) copyFour(at);
+  copyFour(length - width);
+}
+
 // A name, or an abbreviation of three letters, whose letters take their case from those of the picture: a run
 // of `letters`, and a "Z" behind it.
 int32_t renderName(Rendering& to, const NameToken& token, size_t letters) {
@@ -86,16 +115,16 @@ int32_t renderName(Rendering& to, const NameToken& token, size_t letters) {
   const bool isNamed = index >= 0 && index < token.count;
   const char* const name =
       isNamed ? platform::calendarName(isFull ? token.fullName : token.abbreviation, index) : "";
-  const char* const letter = to.picture.at;
-  char* const output = to.output;
-  const size_t fits = std::min(letters, to.room());
-  size_t at = 0;
-  for (; at < fits && name[at] != 0; ++at) output[at] = withCaseOf(name[at], letter[at]);
-  const bool isCut = fits < letters && (isPadded || (at == fits && name[at] != 0));
-  for (; isPadded && at < fits; ++at) output[at] = ' ';
-  to.output = output + at;
-  to.picture.at = letter + letters;
-  return isCut ? QRT_PICTURE_SHORT_OUTPUT : QRT_PICTURE_DONE;
+  size_t length = 0;  // counted here: a predicted loop is known sooner than the result of strnlen
+  while (length < letters && name[length] != 0) ++length;
+  const size_t shown = isPadded ? letters : length;
+  const size_t fits = std::min(shown, to.room());
+  const size_t named = std::min(length, fits);
+  copyCased(name, to.picture.at, to.output, named);
+  for (size_t at = named; at < fits; ++at) to.output[at] = ' ';
+  to.output += fits;
+  to.picture.at += letters;
+  return fits < shown ? QRT_PICTURE_SHORT_OUTPUT : QRT_PICTURE_DONE;
 }
 
 // A token that isn't flattened into the loop: on a copy, so that the loop's own cursors have no address.

@@ -112,7 +112,8 @@ struct Picture {
 };
 
 // The default stands for a picture that is blank or begins with a zero byte.
-[[gnu::always_inline]] inline Picture pictureOf(const QrtVaryingString* string, std::string_view defaultPicture) {
+[[gnu::always_inline]] inline Picture pictureOf(const QrtVaryingString* string,
+                                                std::string_view defaultPicture) {
   const std::string_view text = textOf(string);
   if (isBlank(text) || text[0] == '\0') return {defaultPicture, true};
   return {text, !holdsZeroOr('<', text)};
@@ -175,8 +176,8 @@ Outcome readText(const QrtVaryingString* input, const QrtVaryingString* picture,
 }
 
 // Shows a date whose Gregorian parts are set; what the codes of rendering mean differs.
-Outcome showText(DTSZdate_parts& parts, int32_t lilianDay, const Picture& picture, bool isTime,
-                 char* output) {
+[[gnu::always_inline]] inline Outcome showText(DTSZdate_parts& parts, int32_t lilianDay,
+                                               const Picture& picture, bool isTime, char* output) {
   const PictureEras eras(picture);
   if (eras.fault != nullptr) return eras.fault;
   parts.era_type = eras.type;
