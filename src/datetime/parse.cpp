@@ -201,7 +201,8 @@ char* withoutFinalSlash(char* start, char* end) {
     const __m128i blanks = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(' '));
     const auto blankMask = static_cast<uint32_t>(_mm_movemask_epi8(blanks));
     blanksBehindBlanks |= blankMask & blankMask << 1;
-    const __m128i upper = _mm_xor_si128(bytes, _mm_and_si128(isLowerLetter(bytes), _mm_set1_epi8(caseBit)));
+    const __m128i isLower = isLowerLetter(bytes);
+    const __m128i upper = _mm_xor_si128(bytes, _mm_and_si128(isLower, _mm_set1_epi8(caseBit)));
     const __m128i slashes = _mm_and_si128(blanks, _mm_set1_epi8(' ' ^ '/'));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to + at), _mm_xor_si128(upper, slashes));
   });

@@ -77,11 +77,10 @@ int32_t putNumber(Rendering& to, int32_t value, size_t width, bool suppressesZer
 
 // withCaseOf, of four letters.
 inline uint32_t withCasesOf(uint32_t letters, uint32_t others) {
-  const __m128i bits = _mm_set1_epi8(caseBit);
-  const __m128i of = _mm_cvtsi32_si128(static_cast<int32_t>(letters));
-  const __m128i differing = _mm_cvtsi32_si128(static_cast<int32_t>((letters ^ others)));
-  const __m128i caseBitsOf = _mm_and_si128(isLowerLetter(_mm_or_si128(of, bits)), bits);
-  return letters ^ static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_and_si128(differing, caseBitsOf)));
+  const __m128i caseBitOfEach = _mm_set1_epi8(caseBit);
+  const __m128i lower = _mm_or_si128(_mm_cvtsi32_si128(static_cast<int32_t>(letters)), caseBitOfEach);
+  const __m128i bits = _mm_and_si128(isLowerLetter(lower), caseBitOfEach);
+  return letters ^ ((letters ^ others) & static_cast<uint32_t>(_mm_cvtsi128_si32(bits)));
 }
 
 // Copies `length` letters of a name, in the cases of the picture's letters. From four letters on they go in
