@@ -159,8 +159,8 @@ class PictureEras {
 };
 
 // A valid date, time and all, from a text.
-Outcome readText(const QrtVaryingString* input, const QrtVaryingString* picture, bool isTime,
-                 PictureReading& reading) {
+[[gnu::always_inline]] inline Outcome readText(const QrtVaryingString* input, const QrtVaryingString* picture,
+                                               bool isTime, PictureReading& reading) {
   const Picture shape = pictureOf(picture, isTime ? defaultTimePicture : defaultDatePicture);
   const PictureEras eras(shape);
   if (eras.fault != nullptr) return eras.fault;
