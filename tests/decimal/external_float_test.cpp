@@ -12,10 +12,6 @@ Choice oneOf(std::initializer_list<Choice> choices) {
   return choices.begin()[below(static_cast<int32_t>(choices.size()))];
 }
 
-const uint8_t* bytes(const std::string& text) {
-  return reinterpret_cast<const uint8_t*>(text.data());
-}
-
 std::string toExternal(const QrtExternalFloat& control, long double value) {
   const auto narrow = static_cast<double>(value);
   const auto item = [&](auto entry, const void* from) {

@@ -49,6 +49,10 @@ inline std::string hexadecimal(const auto& bytes) {
   return text;
 }
 
+inline const uint8_t* bytes(const std::string& text) {
+  return reinterpret_cast<const uint8_t*>(text.data());
+}
+
 // The bytes of a text in hexadecimal.
 inline Bytes fromHexadecimal(const std::string& text) {
   Bytes bytes;

@@ -43,17 +43,15 @@ TEST(Packed, ArithmeticStoresWhatThePlainFormsStore) {
     // Into an item of its own, then on an operand of the same address and length.
     for (const Bytes* onto : {(const Bytes*)nullptr, &op1, &op2}) {
       const int32_t digits = onto == &op1 ? digits1 : onto == &op2 ? digits2 : 1 + below(usual ? 31 : 128);
-      const std::string expected = stored(packedBytes(digits), [&](uint8_t* to) {
-        operation.twin(op1.data(), op2.data(), to, digits, digits2, digits1);
-      });
-      const std::string result = stored(packedBytes(digits), [&](uint8_t* to) {
-        if (onto != nullptr) std::ranges::copy(*onto, to);
-        EXPECT_EQ(operation.entry(onto == &op1 ? to : op1.data(), onto == &op2 ? to : op2.data(), to, digits,
-                                  digits2, digits1),
-                  to);
-      });
-      ASSERT_EQ(result, expected) << hexadecimal(op1) << " " << hexadecimal(op2) << " operation "
-                                  << round % 4;
+      const auto result = [&](auto operate, const Bytes* place) {
+        return stored(packedBytes(digits), [&](uint8_t* to) {
+          if (place != nullptr) std::ranges::copy(*place, to);
+          operate(place == &op1 ? to : op1.data(), place == &op2 ? to : op2.data(), to, digits, digits2,
+                  digits1);
+        });
+      };
+      ASSERT_EQ(result(operation.entry, onto), result(operation.twin, nullptr))
+          << hexadecimal(op1) << " " << hexadecimal(op2) << " operation " << round % 4;
     }
   }
 }
@@ -111,14 +109,14 @@ TEST(Packed, ShiftsStoreWhatThePlainFormsStore) {
     const Bytes source = anyItem(sourceDigits);
     for (const bool inPlace : {false, true}) {
       const int32_t digits = inPlace ? sourceDigits : 1 + below(most);
-      const std::string expected = stored(packedBytes(digits), [&, twin = twin](uint8_t* to) {
-        twin(source.data(), to, digits, sourceDigits, shift);
-      });
-      const std::string result = stored(packedBytes(digits), [&, entry = entry](uint8_t* to) {
-        if (inPlace) std::ranges::copy(source, to);
-        entry(inPlace ? to : source.data(), to, digits, sourceDigits, shift);
-      });
-      ASSERT_EQ(result, expected) << hexadecimal(source) << " by " << shift << " kind " << round % 3;
+      const auto result = [&](auto move, bool onto) {
+        return stored(packedBytes(digits), [&](uint8_t* to) {
+          if (onto) std::ranges::copy(source, to);
+          move(onto ? to : source.data(), to, digits, sourceDigits, shift);
+        });
+      };
+      ASSERT_EQ(result(entry, inPlace), result(twin, false))
+          << hexadecimal(source) << " by " << shift << " kind " << round % 3;
     }
   }
 }
@@ -170,7 +168,7 @@ TEST(Packed, SignsSpareNibblesAndBadBytes) {
     const Bytes op1 = fromHexadecimal(row.op1), op2 = fromHexadecimal(row.op2);
     const auto seen = reportsOf([&] {
       return stored(packedBytes(row.digits), [&](uint8_t* to) {
-        row.entry(op1.data(), op2.data(), to, row.digits, row.digits2, row.digits1);
+        EXPECT_EQ(row.entry(op1.data(), op2.data(), to, row.digits, row.digits2, row.digits1), to);
       });
     });
     EXPECT_EQ(seen.numbers, row.reported) << row.op1 << " " << row.op2;
