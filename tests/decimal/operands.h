@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <random>
-#include <regex>
 
 #include "support/catalogue_writer.h"
 #include "support/guards.h"
@@ -36,9 +35,8 @@ inline Reported reportsOf(const std::function<std::string()>& work) {
   const Catalogue catalogue(entries);
   const Ended ended = inChild([&] { fputs(work().c_str(), stdout); });
   Reported reported{"", ended.out};
-  const std::regex code("QRT([0-9]{3})I");
-  for (std::sregex_iterator at(ended.err.begin(), ended.err.end(), code), end; at != end; ++at)
-    reported.numbers += std::to_string(std::stoi((*at)[1])) + " ";
+  for (size_t at = 0; (at = ended.err.find("QRT", at)) != std::string::npos; at += 3)
+    reported.numbers += std::to_string(std::stoi(ended.err.substr(at + 3, 3))) + " ";
   return reported;
 }
 

@@ -55,7 +55,7 @@ TEST(Math, RemainderHasTheSignOfTheDividend) {
     const double minus = random_() % 2 != 0 ? -1 : 1;
     ASSERT_EQ(_qrtRemFloat8Float8(minus * dividend, by), minus * fmod(dividend, by)) << dividend << ' ' << by;
     ASSERT_EQ(_qrtRemFloat8Float8(minus * dividend, -by), minus * fmod(dividend, by));
-    const double huge = _qrtRemFloat8Float8(ldexp(dividend, 200), by);
+    const double huge = minus * _qrtRemFloat8Float8(ldexp(minus * dividend, 200), by);
     ASSERT_TRUE(huge >= 0 && huge < by) << dividend << ' ' << by;
   }
 }
