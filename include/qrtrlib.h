@@ -552,6 +552,220 @@ QRT_API void _qrt_cpm_cancel(void);
 QRT_API void _qrt_cpm_exit(void) __attribute__((noreturn));
 
 /* ======================================================================================================
+ * CALL, CANCEL, EXTERNAL data, and calls to the system
+ * ====================================================================================================== */
+
+/* One program that the calling unit itself contains. */
+typedef struct QrtCallRow {
+  int32_t entryIndex; /* of its program entry in the caller's block, from 1 */
+  uint32_t reserved4;
+  uint32_t textOffset; /* of its name, counted from the end of the rows */
+} QrtCallRow;
+
+/* Call table, laid out by the compiler: the rows, and the texts of the names behind the last of them. */
+typedef struct QrtCallTable {
+  int32_t rowCount;   /* 0 when nothing is contained */
+  QrtCallRow rows[1]; /* as many as rowCount says */
+} QrtCallTable;
+
+/* CALL of a name of `nameLength` bytes, which counts without trailing blanks and beyond them to 160 bytes at
+   most, in upper case where the caller's block asks for that. The address of the program stands in the first
+   word of the result, 0 in the second.
+   A name in the call table gives the element of `results`, one for each row, unless that is 0; a row matches
+   by the first `nameLength` bytes of its text. Then comes a name that the run unit knows. Any other is looked
+   for as the file NAME.dll, in a hosted run ahead of that as NAME.qmccob, in the current directory and in
+   those of COBPATH, a list separated by ";"; the module's routine NAME is the program. The module stays
+   loaded to the end of the run unit.
+   A program that isn't found gives 0. `exceptions` is never null: when the word isn't 0 the CALL has an ON
+   EXCEPTION or ON OVERFLOW phrase, and a failure adds 1 to it; when it is 0 message 96 tells of the failure
+   by its variant: 1 the module can't be loaded, 3 out of memory, 4 COBPATH isn't set, 5 no such routine in
+   the module, 6 the name is blank, 7 no such file. Guarded. */
+QRT_API uint64_t _qrtDynLd(const QrtCallTable* table, int32_t nameLength, const char* name,
+                           QrtProgramBlock* caller, const uint64_t* results, uint32_t* exceptions);
+
+/* Guarded. CANCEL of a program by its name, in the call table or in the run unit: closes its files and puts
+   it back to its initial state. The module stays. 1 when the program is active, and nothing is done, else 0,
+   also for a name that isn't known. */
+QRT_API int32_t _qrtCancel(const QrtCallTable* table, int32_t nameLength, const char* name,
+                           QrtProgramBlock* caller);
+
+/* The entry, in the array of program entries that starts with `first`, of the row of that name; null when no
+   row matches. */
+QRT_API QrtProgramEntry* _qrtSrchCancall(const QrtCallTable* table, int32_t nameLength, const char* name,
+                                         QrtProgramEntry* first);
+
+/* One EXTERNAL item. */
+typedef struct QrtExternalItem {
+  uint32_t size; /* bytes */
+  char name[32]; /* terminated; must stay valid for the run unit */
+} QrtExternalItem;
+
+/* The EXTERNAL items of a program. */
+typedef struct QrtExternalList {
+  int32_t count;
+  uint8_t reserved4[32];
+  QrtExternalItem items[1]; /* as many as count says */
+} QrtExternalList;
+
+/* Guarded. Puts the address of each item's data into its slot. The first program of the run unit that names
+   an item makes it, uninitialised; the data goes with the run unit. An item of another size than before is
+   message 66, out of memory is message 907; both end the run. */
+QRT_API void _qrtExtVarInit(const QrtExternalList* list, void** slots);
+
+/* Guarded. Copies a name of `length` bytes and ends it with a zero byte at its first blank or, without one,
+   behind it. The destination has `length` + 1 bytes. */
+QRT_API void _qrtMoveMethodName(char* destination, const char* source, uint32_t length);
+
+/* Runs a program, without a shell, and waits for its end. Words are separated by runs of blanks outside
+   double quotes, and a run of blanks at the end makes an empty word more. The first word names the program,
+   found along PATH when it is a bare name, and loses its quotes; the others keep theirs. Returns the
+   program's exit status, 128 and the signal's number when a signal ended it; -1 when it can't be started, and
+   for a line of more than 511 bytes or 19 words. */
+QRT_API int32_t _qrtcSystem(const char* line);
+
+/* Bytes that the result of _qrtcRegistry must have room for. */
+#define QRT_REGISTRY_RESULT 256
+
+/* Reads a value of the registry: a tree of directories with a file of one line for each value, in the
+   directory that the variable QRT_REGISTRY names, else in .config/qrtrlib/registry of the home directory.
+   `key` is "HIVE#subkey#value" with the hive HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER or HKEY_USERS, a subkey
+   with its parts separated by "\" or "/", and at most 255 bytes for each of the three. The value goes
+   terminated to `result`, which has QRT_REGISTRY_RESULT bytes. Returns `result`, or null when there is no
+   such value or it has more than 255 bytes; `result` is then as it was. */
+QRT_API char* _qrtcRegistry(const char* key, char* result);
+
+/* Sets `count` bytes to `value`. Returns the destination. */
+QRT_API void* qrtmemset(void* destination, uint8_t value, uint32_t count);
+
+/* What the program qrtrun passes to a main program by the argument of _qrtCallMain: the arguments behind "--"
+   on its command line. */
+typedef struct QrtMainArguments {
+  int32_t count;
+  char** texts; /* terminated */
+} QrtMainArguments;
+
+/* ------------------------------------------------------------------------------------------------------
+ * The program cache keeps modules loaded between run units, for a host that runs many short ones in one
+ * process. It is one block: a header, and entries of varying length carved out behind it. An entry stays
+ * where it is until the next load, which may make room by compaction, by growing or by evicting the entry
+ * that was least recently used. The environment variables COB_CPM_SIZE_MIN and COB_CPM_SIZE_MAX set the size
+ * in kilobytes, 32 and 1,024 by default; a largest size of 0 turns the cache off. None of these calls is
+ * guarded, and none writes a message.
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* Bits of QrtCacheEntry.flags. */
+#define QRT_CACHED_LOADED 0x01u        /* holds a loaded program */
+#define QRT_CACHED_UNLOAD_WANTED 0x02u /* goes when its last use is given back */
+#define QRT_CACHED_FREE 0x04u          /* on the free list */
+#define QRT_CACHED_EVICTING 0x08u
+
+/* One program. Its size in the block is 44 bytes and the room of its name. */
+typedef struct QrtCacheEntry {
+  struct QrtCacheEntry* lru_next; /* towards the least recently used; also next on the free list */
+  struct QrtCacheEntry* lru_prev;
+  struct QrtCacheEntry* hash_next;
+  struct QrtCacheEntry* hash_prev;
+  void* load_point;   /* module; null for a program of the main module, or when unloaded */
+  void* entry_point;  /* address of the program */
+  uint32_t name_size; /* room for the name: its length + 1, rounded up to a multiple of 4 */
+  uint32_t name_len;
+  int32_t use_count; /* the host's: only taken from by the library */
+  uint32_t flags;
+  char name[4]; /* name_size bytes, terminated */
+} QrtCacheEntry;
+
+/* Bits of QrtProgramCache.flags. */
+#define QRT_CACHE_COMPACT 0x01u     /* the last compaction won nothing, and nothing changed since */
+#define QRT_CACHE_LARGEST 0x02u     /* at its largest size */
+#define QRT_CACHE_RESIZING 0x04u    /* a resize is under way */
+#define QRT_CACHE_STATISTICS 0x08u  /* statistics are being printed */
+#define QRT_CACHE_DESTROYING 0x10u  /* entries are unloaded whatever their use_count */
+#define QRT_CACHE_MAKING_ROOM 0x20u /* room for an entry is being made */
+#define QRT_CACHE_SLOTS_VALID 0x40u /* the slot table is valid */
+
+#define QRT_CACHE_SLOTS 256
+
+/* The header of the cache. */
+typedef struct QrtProgramCache {
+  char magic[4]; /* "cpm " */
+  QrtCacheEntry* lru_head;
+  QrtCacheEntry* lru_tail;
+  QrtCacheEntry* free_head; /* by rising name_size */
+  void* dlopen;             /* the main module; null until first use, and after _qrt_cpm_forget */
+  uint32_t flags;
+  uint32_t min;     /* size at the start, in bytes */
+  uint32_t max;     /* size from which on it doesn't grow */
+  uint32_t size;    /* of the block as it is */
+  uint32_t left;    /* bytes not carved yet */
+  char* next;       /* where the next entry is carved */
+  uint32_t entries; /* on the list of use */
+  uint32_t free;    /* on the free list */
+  uint32_t reuses;  /* loads served by the cache or by a free entry */
+  uint32_t skipped; /* loads that failed */
+  uint32_t evicts;
+  uint32_t compacts;
+  uint32_t resizes;
+  uint32_t slots; /* in use */
+  uint32_t chain; /* longest one walked so far, in entries */
+  QrtCacheEntry* slot[QRT_CACHE_SLOTS];
+} QrtProgramCache;
+
+QRT_DATA QrtProgramCache* cpm_anchor; /* the cache; null for none */
+QRT_DATA int32_t cpm_status;          /* 1 enabled, 0 disabled; for hosts */
+
+/* The cache, made by the first call. Null when it is turned off; and when memory is short, which is told on
+   standard error. */
+QRT_API QrtProgramCache* _qrt_cpm_create(void);
+
+/* Unloads all programs and frees the cache. The end of a process that isn't hosted does this. */
+QRT_API void _qrt_cpm_destroy(void);
+
+/* The entry of a program, loaded if need be and now the most recently used; null when it can't be loaded, or
+   there is no cache. The name is taken as it stands, up to 1,023 bytes. The program is looked for in the main
+   module; then, with COBPATH set, as the file NAME (in a hosted run NAME.qmccob ahead of it) in the
+   directories of COBPATH, where the first that can be read counts; when there is none, by that bare name as
+   modules are looked for, NAME without an extension standing for NAME.dll. The module's routine NAME is the
+   program. */
+QRT_API QrtCacheEntry* _qrt_cpm_load(const char* name);
+QRT_API QrtCacheEntry* _qrt_cpm_load2(const char* name, uint32_t length);
+
+/* 1 when the cache has the program, and no unload is wanted of it, else 0. */
+QRT_API int32_t _qrt_cpm_cached(const char* name);
+QRT_API int32_t _qrt_cpm_cached2(const char* name, uint32_t length);
+
+/* Gives one use back; a program that is to be unloaded goes with the last one. 1 when the cache has the
+   program, else 0. */
+QRT_API int32_t _qrt_cpm_free(const char* name);
+QRT_API int32_t _qrt_cpm_free2(const char* name, uint32_t length);
+QRT_API void _qrt_cpm_free_all(void);
+
+/* Unloads a program, or, while it is in use, notes that it is to be unloaded; it is then no longer found by a
+   load. 1 when the cache has the program, else 0. */
+QRT_API int32_t _qrt_cpm_unload(const char* name);
+QRT_API int32_t _qrt_cpm_unload2(const char* name, uint32_t length);
+QRT_API void _qrt_cpm_unload_all(void);
+
+/* Set cpm_status. */
+QRT_API void _qrt_cpm_enable(void);
+QRT_API void _qrt_cpm_disable(void);
+
+/* Forgets the main module, at the end of each run unit. */
+QRT_API void _qrt_cpm_forget(void);
+
+/* Prints the statistics of the cache, if there is one, on standard error. */
+QRT_API void _qrt_cpm_stats(void);
+
+/* Kept for hosts: nothing is changed by it. */
+QRT_API void _qrt_cpm_call_hook(void);
+
+/* For calls from COBOL; the name is terminated. */
+QRT_API void QRT_CPM_ENABLE(void);
+QRT_API void QRT_CPM_DISABLE(void);
+QRT_API void QRT_CPM_STATS(void);
+QRT_API int32_t QRT_CPM_UNLOAD(const char* name);
+QRT_API void QRT_CPM_UNLOAD_ALL(void);
+
+/* ======================================================================================================
  * Decimal data
  *
  * Packed: digits/2 + 1 bytes, two digits a byte, the sign in the last low nibble: 0xC or 0xD as results, 0xA,

@@ -21,6 +21,8 @@
 #include "intrinsic/numval.h"
 #include "intrinsic/statistics.h"
 #include "nls/collating.h"
+#include "program/cancel.h"
+#include "program/external_data.h"
 #include "statement/accept.h"
 #include "statement/class_condition.h"
 #include "statement/class_double_byte.h"

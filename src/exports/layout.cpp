@@ -192,6 +192,16 @@ AT(QrtFileKey, flags, 8);
 static_assert(sizeof(QrtRelativeKey) == 36);
 AT(QrtRelativeKey, name, 4);
 
+static_assert(sizeof(QrtCallRow) == 12);
+AT(QrtCallRow, textOffset, 8);
+AT(QrtCallTable, rows, 4);
+static_assert(sizeof(QrtExternalItem) == 36);
+AT(QrtExternalItem, name, 4);
+AT(QrtExternalList, items, 36);
+static_assert(sizeof(QrtProgramCache) == 1104 && sizeof(QrtCacheEntry) == 44);
+AT(QrtProgramCache, chain, 76);
+AT(QrtCacheEntry, flags, 36);
+
 #undef AT
 
 }  // namespace

@@ -1,61 +1,17 @@
 // The hash table of program lists, file lists and EXTERNAL items: fixed bucket count, newest node first.
+#include "frame/hash.h"
+
 #include <string.h>
 
 #include "frame/guard.h"
 #include "qrtrlib.h"
 
-namespace {
-
-struct Node {
-  Node* next;
-  void* value;
-  uint32_t keyLength;
-};
-
-}  // namespace
-
-struct QrtHashTable {
-  int32_t bucketCount;
-  int32_t keyMode;
-  int32_t iterationIndex;
-  int32_t iterationBucket;
-  Node* iterationNode;
-
-  Node** buckets() { return reinterpret_cast<Node**>(this + 1); }
-};
+using Node = QrtHashTable::Node;
+using qrt::frame::bucketOf, qrt::frame::findLink, qrt::frame::foldedKey;
 
 namespace {
 
 constexpr int32_t startOfWalk = -1;
-
-// Behind the fixed fields a node holds the key's address, or the key itself.
-const void* keyOf(const QrtHashTable* table, const Node* node) {
-  const void* tail = node + 1;
-  return table->keyMode == QRT_HASH_KEY_BY_REFERENCE ? *static_cast<const void* const*>(tail) : tail;
-}
-
-int32_t bucketOf(const QrtHashTable* table, const void* key, uint32_t length) {
-  const auto* bytes = static_cast<const uint8_t*>(key);
-  uint32_t words = 0;
-  for (; length >= 4; bytes += 4, length -= 4) {
-    uint32_t word;
-    memcpy(&word, bytes, 4);
-    words ^= word;
-  }
-  uint32_t rest = 0;
-  for (; length > 0; --length) rest = (rest << 8) + *bytes++;
-  const double product = (words ^ rest) * 0.6180339887;
-  const double fraction = product - static_cast<double>(static_cast<uint32_t>(product));
-  return static_cast<int32_t>(fraction * table->bucketCount);
-}
-
-// The pointer that points to the newest node of the key, or to the null at the end of its chain.
-Node** findLink(QrtHashTable* table, const void* key, uint32_t length) {
-  Node** link = &table->buckets()[bucketOf(table, key, length)];
-  while (*link != nullptr && ((*link)->keyLength != length || memcmp(keyOf(table, *link), key, length) != 0))
-    link = &(*link)->next;
-  return link;
-}
 
 }  // namespace
 
@@ -91,7 +47,7 @@ int32_t _qrt_hash_insert(QrtHashTable* table, const void* key, uint32_t length, 
   const uint32_t tail = byReference ? sizeof(key) : length;
   auto* node = static_cast<Node*>(_qrtCheckMalloc(sizeof(Node) + tail));
   if (node == nullptr) return -1;
-  Node** head = &table->buckets()[bucketOf(table, key, length)];
+  Node** head = &table->buckets()[bucketOf(foldedKey(key, length), table->bucketCount)];
   *node = {*head, value, length};
   memcpy(node + 1, byReference ? static_cast<const void*>(&key) : key, tail);
   *head = node;

@@ -193,6 +193,7 @@ void _qrtTraxRunUnit(int32_t mode, QrtMessageCallback messages) {
   }
   ++_qrtIsTrax;
   if (_qrtIsApc == 0 || messages != nullptr) messageCallback = messages;
+  _qrt_cpm_enable();
   _qrtRunUnitInit();
 }
 

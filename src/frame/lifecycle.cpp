@@ -18,6 +18,7 @@
 #include "platform/directories.h"
 #include "platform/locale.h"
 #include "platform/threads.h"
+#include "program/program_path.h"
 
 void* _qrt_init_term_rte_mutex = nullptr;
 void* accept_mutex = nullptr;
@@ -77,11 +78,14 @@ void makeProcessRecord() {
   process->localeCodePageIndex = -1;
   process->fileMode = 'L';
   _qrtProccom = process;
+  program::programDirectories();
 }
 
 void endProcess() {
   qrtWriteERRmsg(0, QRT_MESSAGE_CONTROL | 1);
   closeStandardFiles();
+  if (!hosted()) _qrt_cpm_destroy();
+  program::releaseProgramDirectories();
   _qrtCheckFree(_qrtProccom);
   _qrtProccom = nullptr;
 }
@@ -208,6 +212,7 @@ void takeRunUnitDown(EndReason reason, int32_t code) {
   closePrograms();
   _qrtUTerm();
   freeTables();
+  _qrt_cpm_forget();
   popRunUnit();
   freeStorage();
   freeRunUnitRecord();

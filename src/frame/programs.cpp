@@ -123,8 +123,9 @@ void closeAtEnd(QrtFcb* file, QrtProgramEntry* program, bool onceMore) {
   file->closeRoutine(file, program);
 }
 
-void closeProgram(QrtProgramBlock& program, bool onceMore) {
-  if (hosted()) putBackToInitialState(program.entries);
+void closeProgram(const QrtPlle& plle, bool onceMore) {
+  QrtProgramBlock& program = *plle.program;
+  if (hosted() || _qrt_cpm_cached2(plle.name, plle.nameLength) != 0) putBackToInitialState(program.entries);
   for (QrtProgramEntry& entry : allEntries(program.entries))
     for (QrtFcb* file : filesOf(entry)) closeAtEnd(file, &entry, onceMore);
   program.plle = nullptr;
@@ -155,9 +156,11 @@ void expectMainProgramOfHost() {
 void closePrograms() {
   const bool onceMore = std::exchange(closingPrograms, true);
   forEachValue<QrtPlle>(_qrtRuncom->programTable, [onceMore](QrtPlle& plle) {
-    if (plle.program != nullptr) closeProgram(*plle.program, onceMore);
+    if (plle.program != nullptr) closeProgram(plle, onceMore);
   });
+  // What the cache holds of a module is a use of its own, so this one is given back all the same.
   forEachValue<QrtPlle>(_qrtRuncom->programTable, [](QrtPlle& plle) {
+    _qrt_cpm_free2(plle.name, plle.nameLength);
     if (plle.module != nullptr) platform::unloadModule(plle.module);
   });
   forEachValue<QrtFcb>(_qrtRuncom->fileTable, [](QrtFcb& file) { freeExternalFile(&file); });

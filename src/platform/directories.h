@@ -3,8 +3,13 @@
 
 #include <string_view>
 
+#include "platform/paths.h"
+
 namespace qrt::platform {
 
 bool directoryExists(std::string_view name);
+
+// The current directory; `fits` is false when it has no name that fits.
+NativePath currentDirectory();
 
 }  // namespace qrt::platform

@@ -79,6 +79,19 @@ int32_t refusalOf(const NativePath& path) {
   return loadable ? moduleNotFound : notALoadableModule;
 }
 
+Module loadFound(const NativePath& path) {
+  const Module module = dlopen(path.text, RTLD_NOW | RTLD_LOCAL);
+  if (module == nullptr) setLastError(refusalOf(path));
+  return module;
+}
+
+// A look-up in the main module goes on into the libraries behind it.
+bool belongsToMainModule(const void* address) {
+  Dl_info object;
+  void* module = nullptr;
+  return dladdr1(address, &object, &module, RTLD_DL_LINKMAP) != 0 && module == mainModule();
+}
+
 }  // namespace
 
 Module loadModule(std::string_view name) {
@@ -90,9 +103,35 @@ Module loadModule(std::string_view name) {
     setLastError(moduleNotFound);
     return nullptr;
   }
-  const Module module = dlopen(path.text, RTLD_NOW | RTLD_LOCAL);
-  if (module == nullptr) setLastError(refusalOf(path));
-  return module;
+  return loadFound(path);
+}
+
+Module loadModuleFile(std::string_view path) {
+  // Without a separator the linker would search on its own.
+  const bool bare = std::none_of(path.begin(), path.end(), isSeparator);
+  NativePath native(bare ? "./" : "");
+  native.append(path);
+  if (isFile(native)) return loadFound(native);
+  setLastError(moduleNotFound);
+  return nullptr;
+}
+
+const char* loadFailureText() {
+  return dlerror();
+}
+
+Module mainModule() {
+  static const Module running = dlopen(nullptr, RTLD_NOW | RTLD_NOLOAD);
+  return running;
+}
+
+bool isFile(std::string_view path) {
+  return isFile(NativePath(path));
+}
+
+bool isReadableFile(std::string_view path) {
+  const NativePath native(path);
+  return isFile(native) && access(native.text, R_OK) == 0;
 }
 
 Routine findRoutine(Module module, const char* name) {
@@ -100,7 +139,8 @@ Routine findRoutine(Module module, const char* name) {
     setLastError(invalidHandle);
     return nullptr;
   }
-  const auto routine = reinterpret_cast<Routine>(dlsym(module, name));
+  auto routine = reinterpret_cast<Routine>(dlsym(module, name));
+  if (module == mainModule() && !belongsToMainModule(reinterpret_cast<void*>(routine))) routine = nullptr;
   if (routine == nullptr) setLastError(routineNotFound);
   return routine;
 }

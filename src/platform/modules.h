@@ -13,6 +13,19 @@ using Routine = void (*)();
 // directories of PATH, and the first file of that name counts. Null on failure, see lastError().
 Module loadModule(std::string_view name);
 
+// The same for exactly that file: no extension is added, and nothing is searched.
+Module loadModuleFile(std::string_view path);
+
+// What the system has to say about the last load that failed; null when it says nothing.
+const char* loadFailureText();
+
+// The running program. Only what it exports itself is found in it. The handle isn't to be unloaded.
+Module mainModule();
+
+// Whether there is a regular file of that name, and whether it can be read.
+bool isFile(std::string_view path);
+bool isReadableFile(std::string_view path);
+
 // The routine that the module exports under that name, or null, see lastError().
 Routine findRoutine(Module module, const char* name);
 

@@ -1,4 +1,6 @@
 // The hash table against a plain list of its nodes.
+#include "frame/hash.h"
+
 #include <math.h>
 #include <qrtrlib.h>
 
@@ -48,4 +50,14 @@ TEST(Hash, BehavesAsAListOfNodesByBucketNewestFirst) {
   }
   for (const int32_t buckets : {0, -1, INT32_MAX}) EXPECT_EQ(_qrt_hash_create(buckets, 0), nullptr);
   EXPECT_EQ(_qrt_hash_next(nullptr, 0), nullptr);
+}
+
+TEST(Hash, BucketsInIntegersAreThoseByDefinition) {
+  using namespace qrt::frame;
+  std::mt19937 random(2);
+  for (const int32_t buckets : {1, 2, 3, 32, 200, 256, 100000, 1 << 20, (1 << 29) - 5})
+    for (int32_t count = 0; count < 500000; ++count) {
+      const auto key = static_cast<uint32_t>(random() >> random() % 32);
+      ASSERT_EQ(bucketOf(key, buckets), plainBucketOf(key, buckets)) << key << " " << buckets;
+    }
 }
