@@ -1,6 +1,7 @@
 // Directories by the names that callers give.
 #include "platform/directories.h"
 
+#include <dirent.h>
 #include <sys/stat.h>
 
 #include "platform/paths.h"
@@ -11,6 +12,20 @@ bool directoryExists(std::string_view name) {
   const NativePath path(name);
   struct stat found;
   return path.fits && stat(path.text, &found) == 0 && S_ISDIR(found.st_mode);
+}
+
+DirectoryNames::DirectoryNames(std::string_view directory) {
+  const NativePath path(directory);
+  handle = path.fits ? opendir(path.text) : nullptr;
+}
+
+DirectoryNames::~DirectoryNames() {
+  if (handle != nullptr) closedir(static_cast<DIR*>(handle));
+}
+
+const char* DirectoryNames::next() {
+  const dirent* const entry = handle != nullptr ? readdir(static_cast<DIR*>(handle)) : nullptr;
+  return entry != nullptr ? entry->d_name : nullptr;
 }
 
 }  // namespace qrt::platform

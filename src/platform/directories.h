@@ -7,4 +7,19 @@ namespace qrt::platform {
 
 bool directoryExists(std::string_view name);
 
+// The names in a directory, in no particular order; none when it can't be read.
+class DirectoryNames {
+ public:
+  explicit DirectoryNames(std::string_view directory);
+  ~DirectoryNames();
+  DirectoryNames(const DirectoryNames&) = delete;
+  DirectoryNames& operator=(const DirectoryNames&) = delete;
+
+  // The next name, valid until the next call; null behind the last.
+  const char* next();
+
+ private:
+  void* handle;
+};
+
 }  // namespace qrt::platform
