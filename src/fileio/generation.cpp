@@ -206,7 +206,7 @@ bool resolveNumber(const GenerationName& name, Reporting reporting) {
   }
   const int32_t back = std::abs(name.number);
   area.generation = generationOf(catalogue.entries[catalogue.count - 1 - back]);
-  return true;
+  return area.generation > 0;
 }
 
 // Whether the file of the generation is there; something that is no file isn't, which is told.
