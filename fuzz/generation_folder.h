@@ -12,10 +12,11 @@
 namespace qrt::fuzz {
 
 struct GenerationFolder {
-  char folder[24] = "/tmp/qrtfuzzXXXXXX";
+  std::string folder =
+      std::filesystem::exists("/dev/shm") ? "/dev/shm/qrtfuzzXXXXXX" : "/tmp/qrtfuzzXXXXXX";
 
   GenerationFolder() {
-    std::filesystem::current_path(mkdtemp(folder));
+    std::filesystem::current_path(mkdtemp(folder.data()));
     stderr = fopen("/dev/null", "w");  // what the library says about names; reports of sanitizers still show
     GDG_Create("G", 5, 0, 0, "sys");
     for (const char* name : {"G.g9998v00", "G(+1)", "G(+1)"}) resolved(name, 1);
