@@ -2,7 +2,6 @@
 #include "fileio/generation_name.h"
 
 #include <stdio.h>
-#include <string.h>
 
 #include <algorithm>
 
@@ -84,7 +83,7 @@ void PathText::append(std::initializer_list<std::string_view> parts) {
       fits = false;
       return;
     }
-    memcpy(text + length, part.data(), part.size());
+    std::copy(part.begin(), part.end(), text + length);
     length += part.size();
     text[length] = 0;
   }

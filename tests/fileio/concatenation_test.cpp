@@ -33,27 +33,16 @@ TEST_F(Concatenations, ListsHandOutTheirNames) {
   makeGroup("G", {1, 2, 3});
   makeGroup("EMPTY", {});
   const std::string group = " G.g0003v00 G.g0002v00 G.g0001v00";
-  struct {
-    std::string name, handed;
-    bool create = false;
-  } const table[] = {
-      {"a;b;c", "1: a b c"},
-      {";a;;b;", "1: a b"},
-      {";;", "1:"},
-      {"a", "0"},
-      {"G", "1:" + group},
-      {"G(*)", "1:" + group},
-      {"a;G;EMPTY(*);b;G(*)", "1: a" + group + " b" + group},
-      {"EMPTY", "1:"},
-      {"a;G(-1);G(7);G(+1)", "1: a G.g0002v00 G(7) G(+1)"},
-      {"G(0)", "0: G.g0003v00"},
-      {"G(+1)", "0"},
-      {"EMPTY(+1)", "0: EMPTY.g0001v00", true},
-      {repeated("a;", 256), "1:" + repeated(" a", 256)},
-      {repeated("a;", 257), "1"},
-  };
   const int32_t before = liveBlocks();
-  for (const auto& row : table) EXPECT_EQ(handedOut(row.name, row.create), row.handed) << row.name;
+  for (const auto& [name, handed] :
+       rowsOf("a;b;c = 1: a b c | ;a;;b; = 1: a b | ;; = 1: | a = 0 | G = 1:" + group +
+              " | G(*) = 1:" + group + " | a;G;EMPTY(*);b;G(*) = 1: a" + group + " b" + group +
+              " | EMPTY = 1: | a;G(-1);G(7);G(+1) = 1: a G.g0002v00 G(7) G(+1) | G(0) = 0: G.g0003v00 | "
+              "G(+1) = 0"))
+    EXPECT_EQ(handedOut(name), handed) << name;
+  EXPECT_EQ(handedOut(repeated("a;", 256)), "1:" + repeated(" a", 256));
+  EXPECT_EQ(handedOut(repeated("a;", 257)), "1");
+  EXPECT_EQ(handedOut("EMPTY(+1)", true), "0: EMPTY.g0001v00");
   EXPECT_EQ(liveBlocks(), before);
 
   const Ended ended = inChild([] {
@@ -72,7 +61,6 @@ TEST_F(Concatenations, ListsHandOutTheirNames) {
 struct Reader {
   File file;
   FileProgram program{"READER", {&file}};
-  std::string extended;  // extended status after the reading
 
   explicit Reader(std::string assigned, uint8_t attributes = 0) : file(std::move(assigned), 8) {
     file.description.attributes |= attributes;
@@ -80,16 +68,15 @@ struct Reader {
     used.clear();
   }
   // Status of the OPEN, the records that were read, statuses of two READs at their end and of the CLOSE.
-  std::string readAll(uint16_t mode = input) {
+  std::string readAll() {
     std::string seen;
     run(program, [&] {
-      seen = program.open(mode);
+      seen = program.open(input);
       std::string status;
       while ((status = program.read()) == "00") {
         const std::string record = program.record();
         seen += " " + record.substr(0, record.find_last_not_of(' ') + 1);
       }
-      if (file.own.openState != 0) extended = file.extendedArea.text();
       seen += " " + status;
       seen += program.read();
       seen += " " + program.close();
@@ -103,28 +90,19 @@ TEST_F(Concatenations, ReadOnAcrossTheirMembers) {
   makeFile("b", "b1");
   makeFile("empty", "");
   makeGroup("G", {9999, 1, 2});
-  struct {
-    const char *assigned, *seen, *used;
-    uint8_t attributes = 0;
-  } const table[] = {
-      {"a;b", "00 a1 a2 b1 1046 00", "ii"},
-      {"NAT-;empty;a;;empty;NAT-b;empty;", "00 a1 a2 b1 1046 00", "ii"},
-      {"a;G(*)", "00 a1 a2 G2 G1 G9999 1046 00", "ii"},
-      {"G", "00 G2 G1 G9999 1046 00", "ii"},
-      {"G(-1)", "00 G1 1046 00", "ii"},
-      {"x;a;y;b;z", "00 a1 a2 b1 1046 00", "ii", QRT_FILE_OPTIONAL},
-      {"x;y", "05 1046 00", "ii", QRT_FILE_OPTIONAL},
-      {"x;a", "35 4747 42", "ifff"},
-      // A member that can't be opened ends the reading, and the file is closed.
-      {"a;x;b", "00 a1 a2 3347 42", "iff"},
-  };
+  // Assigned names with what is seen, "?" for an OPTIONAL file. A member that can't be opened ends the
+  // reading, and the file is closed.
+  const auto rows = rowsOf(
+      "a;b = 00 a1 a2 b1 1046 00 ii | NAT-;empty;a;;empty;NAT-b;empty; = 00 a1 a2 b1 1046 00 ii | "
+      "a;G(*) = 00 a1 a2 G2 G1 G9999 1046 00 ii | G = 00 G2 G1 G9999 1046 00 ii | "
+      "G(-1) = 00 G1 1046 00 ii | ?x;a;y;b;z = 00 a1 a2 b1 1046 00 ii | ?x;y = 05 1046 00 ii | "
+      "x;a = 35 4747 42 ifff | a;x;b = 00 a1 a2 3347 42 iff");
   int32_t before = 0;
   for (const bool warm : {false, true}) {
     if (warm) before = liveBlocksAfterARun();
-    for (const auto& row : table) {
-      Reader reader(row.assigned, row.attributes);
-      EXPECT_EQ(reader.readAll(), row.seen) << row.assigned;
-      EXPECT_EQ(used, row.used) << row.assigned;
+    for (const auto& [assigned, seen] : rows) {
+      Reader reader(assigned.substr(assigned[0] == '?'), assigned[0] == '?' ? QRT_FILE_OPTIONAL : 0);
+      EXPECT_EQ(reader.readAll() + " " + used, seen) << assigned;
     }
   }
   EXPECT_EQ(liveBlocks(), before) << "lists go with their CLOSE or their run unit";
@@ -139,18 +117,16 @@ TEST_F(Concatenations, RefusalsTellTheirCode) {
     const char *statuses, *extended;
     uint16_t mode = input;
     uint8_t organization = QRT_ORGANIZATION_LINE_SEQUENTIAL, access = 0x80;
-  } const table[] = {
-      {"NONE", "3333", "000034,NONE"},
-      {";", "3333", "000034,;"},
-      {repeated("a;", 257), "3333", "000034,a;a;a;a;a;a;a;a;a"},
-      {"a;b", "3333", "000037,a", output},
-      {"a;b", "3333", "000037,a", input, QRT_ORGANIZATION_RELATIVE},
-      {"a;b", "3333", "000037,a", input, QRT_ORGANIZATION_SEQUENTIAL, 0x40},
-      {"a;x", "00-1", "000035,x"},
-      {"a;.", "00-1", "000037,."},
-      {"a;PLT-b", "00-1", "000039,b"},
-      {"a;krd-b", "00-1", "000039,b"},
-  };
+  } const table[] = {{"NONE", "3333", "000034,NONE"},
+                     {";", "3333", "000034,;"},
+                     {repeated("a;", 257), "3333", "000034,a;a;a;a;a;a;a;a;a"},
+                     {"a;b", "3333", "000037,a", output},
+                     {"a;b", "3333", "000037,a", input, QRT_ORGANIZATION_RELATIVE},
+                     {"a;b", "3333", "000037,a", input, QRT_ORGANIZATION_SEQUENTIAL, 0x40},
+                     {"a;x", "00-1", "000035,x"},
+                     {"a;.", "00-1", "000037,."},
+                     {"a;PLT-b", "00-1", "000039,b"},
+                     {"a;krd-b", "00-1", "000039,b"}};
   for (const bool ebcdic : {false, true})
     for (const auto& row : table) {
       File file(row.assigned, 8, row.organization);

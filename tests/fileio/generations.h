@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <set>
 
 #include "file_program.h"
 
@@ -17,6 +16,17 @@ inline std::string resolved(const std::string& name, bool create = false, const 
   const std::string both = result + " " + text;
   free(text);
   return both;
+}
+
+// Rows of a table that is one text, parted by " | ", each with what stands on both sides of its " = ".
+inline std::vector<std::pair<std::string, std::string>> rowsOf(const std::string& table) {
+  std::vector<std::pair<std::string, std::string>> rows;
+  for (size_t at = 0, end; at < table.size(); at = end + 3) {
+    end = std::min(table.find(" | ", at), table.size());
+    const size_t middle = table.find(" = ", at);
+    rows.emplace_back(table.substr(at, middle - at), table.substr(middle + 3, end - middle - 3));
+  }
+  return rows;
 }
 
 // The catalogue file as its words; the entries start at the 24th.
