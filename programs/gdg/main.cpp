@@ -117,6 +117,7 @@ ExitCode perform(const Subcommand& subcommand, const Arguments& arguments) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): only a wrong definition of the options throws past the parse
 int main(int count, char** words) {
   CLI::App app("Looks after generation data groups: files of one base name in numbered generations.", "gdg");
   app.set_version_flag("--version", "gdg " QRT_VERSION);

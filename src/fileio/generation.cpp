@@ -235,12 +235,6 @@ bool closeGroup() {
   return isClosed;
 }
 
-// Closes the catalogue as it stands on disk.
-void leaveGroup() {
-  area.catalogue.flags &= ~catalogueChanged;
-  closeGroup();
-}
-
 // Opens the catalogue of the group that the name belongs to. False, with nothing open, when that can't be, or
 // when the name stands for nothing in it.
 bool openGroup(const char* name, const char* letters, Reporting reporting) {
@@ -253,8 +247,14 @@ bool openGroup(const char* name, const char* letters, Reporting reporting) {
   area.descriptor = openCatalogue(area.catalogue, area.cataloguePath.text);
   if (area.descriptor < 0) return false;
   if (resolveInCatalogue(parsed, reporting)) return true;
-  leaveGroup();
+  closeGroup();
   return false;
+}
+
+// Closes the catalogue as it stands on disk.
+void leaveGroup() {
+  area.catalogue.flags &= ~catalogueChanged;
+  closeGroup();
 }
 
 int32_t resultOfClose() {
