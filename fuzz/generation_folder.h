@@ -12,8 +12,7 @@
 namespace qrt::fuzz {
 
 struct GenerationFolder {
-  std::string folder =
-      std::filesystem::exists("/dev/shm") ? "/dev/shm/qrtfuzzXXXXXX" : "/tmp/qrtfuzzXXXXXX";
+  std::string folder = std::filesystem::exists("/dev/shm") ? "/dev/shm/qrtfuzzXXXXXX" : "/tmp/qrtfuzzXXXXXX";
 
   GenerationFolder() {
     std::filesystem::current_path(mkdtemp(folder.data()));
