@@ -61,12 +61,27 @@ int prepareAfter(IndexedStore& store, uint32_t number) {
   });
 }
 
+// Gives a new record its place in the order of an alternate key, and notes whether the key is there already.
+void giveOrder(sqlite3_context* context, int, sqlite3_value** arguments) {
+  auto& store = *static_cast<IndexedStore*>(sqlite3_user_data(context));
+  if (sqlite3_value_int(arguments[0]) != 0) store.repeated = true;
+  sqlite3_result_int64(context, store.counter + 1);
+}
+
 int prepareInsert(IndexedStore& store) {
+  if (store.insert != nullptr) return SQLITE_OK;
+  const int code = sqlite3_create_function(store.database, "give_order", 1, SQLITE_UTF8 | SQLITE_DIRECTONLY,
+                                           &store, giveOrder, nullptr, nullptr);
+  if (code != SQLITE_OK) return code;
   return prepare(store.database, store.insert, [&](SqlText& sql) {
     sql.add("INSERT INTO records VALUES(?1");
-    for (int column = keyColumn(0); column <= store.restColumn; ++column)
+    for (int column = keyColumn(0); column < keyColumn(static_cast<uint32_t>(store.keys.size())); ++column)
       sql.add(",?%d", parameterOf(column));
-    sql.add(")");
+    // The search is a part of the statement, for a statement of its own costs as much again.
+    for (uint32_t at = 1; at < store.keys.size(); ++at)
+      if (store.keys[at].duplicates)
+        sql.add(",give_order(EXISTS(SELECT 1 FROM records WHERE key%u=?%d))", at, parameterOf(keyColumn(at)));
+    sql.add(",?%d)", parameterOf(store.restColumn));
   });
 }
 
@@ -393,25 +408,19 @@ bool noteTaken(IndexedStore& store, uint32_t number, const uint8_t* record, Stor
 }  // namespace
 
 StoreResult insertRecord(IndexedStore& store, const uint8_t* record, uint32_t length) {
-  StoreResult result = enter(store, true);
-  if (result != StoreResult::done) return result;
+  if (const StoreResult result = enter(store, true); result != StoreResult::done) return result;
   dropCursor(store);
   int code = prepareInsert(store);
   if (code != SQLITE_OK) return failure(store, code);
-  const int64_t number = store.counter + 1;
-  sqlite3_bind_int64(store.insert, 1, number);
-  for (uint32_t at = 0; at < store.keys.size(); ++at) {
-    const StoreKey& key = store.keys[at];
-    bind(store.insert, parameterOf(keyColumn(at)), record + key.offset, key.length);
-    if (!key.duplicates) continue;
-    if (!noteTaken(store, at, record, result)) return result;
-    sqlite3_bind_int64(store.insert, parameterOf(key.orderColumn), number);
-  }
+  sqlite3_bind_int64(store.insert, 1, store.counter + 1);
+  for (uint32_t at = 0; at < store.keys.size(); ++at)
+    bind(store.insert, parameterOf(keyColumn(at)), record + store.keys[at].offset, store.keys[at].length);
   bindRest(store, store.insert, parameterOf(store.restColumn), record, length);
+  store.repeated = false;
   code = run(store.insert);
   if (code != SQLITE_OK) return failure(store, code);
-  store.counter = number;
-  return changed(store, result);
+  ++store.counter;
+  return changed(store, store.repeated ? StoreResult::duplicate : StoreResult::done);
 }
 
 namespace {

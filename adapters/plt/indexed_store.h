@@ -76,6 +76,7 @@ struct IndexedStore {
   bool rowWaiting;       // the cursor's row hasn't been taken yet
   StorePosition position;
 
+  bool repeated;            // the record being inserted has an alternate key that is there already
   int64_t counter;          // last number given to a row or an order
   bool inBurst;             // a transaction is open
   uint32_t changes;         // in the burst
