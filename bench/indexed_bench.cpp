@@ -1,4 +1,4 @@
-// WRITE, READ and READ NEXT of an indexed file of 100-byte records, with a prime key of 10 bytes and an
+// WRITE, READ and READ NEXT of an indexed file of 100-byte records, with a prime key of 10 digits and an
 // alternate key of 10 bytes with duplicates, beside a C program that keeps the same rows by the sqlite3
 // interface: one table, the prime key its primary key, an index on the other, prepared statements, one
 // transaction. QRT_BENCH_RECORDS is the count of records, a million unless given. The peer has the cache and
@@ -208,7 +208,8 @@ struct Peer {
     database = nullptr;
   }
   void bind(int parameter, uint32_t offset, uint32_t length) {
-    sqlite3_bind_blob(statement, parameter, record + offset, static_cast<int>(length), SQLITE_STATIC);
+    sqlite3_bind_text(statement, parameter, reinterpret_cast<const char*>(record) + offset,
+                      static_cast<int>(length), SQLITE_STATIC);
   }
   // The columns of the row, as one record.
   void take() {
@@ -222,7 +223,7 @@ struct Peer {
 
   bool writeAll(int64_t order) {
     execute(
-        "CREATE TABLE customers(number BLOB PRIMARY KEY,name BLOB,data BLOB);"
+        "CREATE TABLE customers(number TEXT PRIMARY KEY,name TEXT,data TEXT);"
         "CREATE INDEX by_name ON customers(name);BEGIN");
     prepare("INSERT INTO customers VALUES(?,?,?)");
     for (const uint32_t number : numbers(order)) {

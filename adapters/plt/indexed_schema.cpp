@@ -249,10 +249,10 @@ uint32_t shortestRecord(const QrtFileDescription& description) {
 
 void addTables(SqlText& sql, const IndexedStore& store) {
   sql.add("CREATE TABLE records(id INTEGER PRIMARY KEY");
-  for (uint32_t at = 0; at < store.keys.size(); ++at) sql.add(",key%u BLOB NOT NULL", at);
+  for (uint32_t at = 0; at < store.keys.size(); ++at) sql.add(",key%u TEXT", at);
   for (uint32_t at = 0; at < store.keys.size(); ++at)
-    if (store.keys[at].duplicates) sql.add(",order%u INTEGER NOT NULL", at);
-  sql.add(",rest BLOB NOT NULL);");
+    if (store.keys[at].duplicates) sql.add(",order%u", at);
+  sql.add(",rest BLOB);");
   for (uint32_t at = 0; at < store.keys.size(); ++at) {
     const bool ordered = store.keys[at].duplicates;
     sql.add("CREATE UNIQUE INDEX by_key%u ON records(key%u", at, at);

@@ -64,9 +64,11 @@ inline int run(sqlite3_stmt* statement) {
   return sqlite3_reset(statement);
 }
 
-// The bytes must stay until the statement has been run or reset.
-inline void bind(sqlite3_stmt* statement, int parameter, const uint8_t* bytes, uint32_t length) {
-  sqlite3_bind_blob(statement, parameter, bytes, static_cast<int>(length), SQLITE_STATIC);
+// A key, as text of those bytes: texts are compared byte by byte like blobs, but faster. The bytes must stay
+// until the statement has been run or reset.
+inline void bindKey(sqlite3_stmt* statement, int parameter, const uint8_t* bytes, uint32_t length) {
+  sqlite3_bind_text(statement, parameter, reinterpret_cast<const char*>(bytes), static_cast<int>(length),
+                    SQLITE_STATIC);
 }
 
 }  // namespace qrt::plt

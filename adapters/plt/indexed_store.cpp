@@ -9,7 +9,7 @@
 namespace qrt::plt {
 namespace {
 
-constexpr int64_t oldestBurst = 500;         // milliseconds
+constexpr int64_t oldestBurst = 1000;        // milliseconds
 constexpr int64_t pauseBetweenBursts = 100;  // milliseconds without a verb
 StoreResult damaged(IndexedStore& store) {
   return resultOf(store, SQLITE_CORRUPT);
@@ -74,7 +74,8 @@ int prepareInsert(IndexedStore& store) {
                                            &store, giveOrder, nullptr, nullptr);
   if (code != SQLITE_OK) return code;
   return prepare(store.database, store.insert, [&](SqlText& sql) {
-    sql.add("INSERT INTO records VALUES(?1");
+    // SQLite gives the row its number more cheaply than it takes one.
+    sql.add("INSERT INTO records VALUES(NULL");
     for (int column = keyColumn(0); column < keyColumn(static_cast<uint32_t>(store.keys.size())); ++column)
       sql.add(",?%d", parameterOf(column));
     // The search is a part of the statement, for a statement of its own costs as much again.
@@ -223,7 +224,7 @@ std::span<const uint8_t> restOf(const IndexedStore& store, const uint8_t* record
 void bindRest(const IndexedStore& store, sqlite3_stmt* statement, int parameter, const uint8_t* record,
               uint32_t length) {
   const std::span<const uint8_t> rest = restOf(store, record, length);
-  bind(statement, parameter, rest.data(), static_cast<uint32_t>(rest.size()));
+  sqlite3_bind_blob(statement, parameter, rest.data(), static_cast<int>(rest.size()), SQLITE_STATIC);
 }
 
 int64_t orderIn(const StoreKey& key, sqlite3_stmt* row) {
@@ -251,7 +252,7 @@ StoreResult readEqual(IndexedStore& store, uint32_t number, uint8_t* record, uin
   dropCursor(store);
   const StoreKey& key = store.keys[number];
   if (const int code = prepareEqual(store, number); code != SQLITE_OK) return failure(store, code);
-  bind(key.equal, 1, record + key.offset, key.length);
+  bindKey(key.equal, 1, record + key.offset, key.length);
   const int code = sqlite3_step(key.equal);
   StoreResult result = StoreResult::noRecord;
   if (code == SQLITE_ROW) {
@@ -275,7 +276,8 @@ int placeCursor(IndexedStore& store) {
   if (code != SQLITE_OK) return code;
   store.cursor = from ? store.keys[position.key].from : store.keys[position.key].after;
   // The position changes while the cursor goes on.
-  sqlite3_bind_blob(store.cursor, 1, position.bytes, static_cast<int>(position.length), SQLITE_TRANSIENT);
+  sqlite3_bind_text(store.cursor, 1, reinterpret_cast<const char*>(position.bytes),
+                    static_cast<int>(position.length), SQLITE_TRANSIENT);
   if (ordered) sqlite3_bind_int64(store.cursor, 2, position.order - (position.inclusive ? 1 : 0));
   return SQLITE_OK;
 }
@@ -355,7 +357,7 @@ StoreResult find(IndexedStore& store, uint32_t number, uint8_t relation, const u
   int code = down ? prepareBelow(store, number) : prepareFrom(store, number);
   if (code != SQLITE_OK) return failure(store, code);
   sqlite3_stmt* const statement = down ? key.below : key.from;
-  bind(statement, 1, store.gathered, bound);
+  bindKey(statement, 1, store.gathered, bound);
   code = sqlite3_step(statement);
   StoreResult result = resultOf(store, code);
   if (code == SQLITE_ROW && relation == QRT_START_EQUAL &&
@@ -390,7 +392,7 @@ StoreResult isTaken(IndexedStore& store, uint32_t number, const uint8_t* record)
   int code = prepare(store.database, key.taken,
                      [&](SqlText& sql) { sql.add("SELECT 1 FROM records WHERE key%u=?1 LIMIT 1", number); });
   if (code != SQLITE_OK) return failure(store, code);
-  bind(key.taken, 1, record + key.offset, key.length);
+  bindKey(key.taken, 1, record + key.offset, key.length);
   const StoreResult result = resultOf(store, sqlite3_step(key.taken));
   code = sqlite3_reset(key.taken);
   return code == SQLITE_OK ? result : failure(store, code);
@@ -412,9 +414,8 @@ StoreResult insertRecord(IndexedStore& store, const uint8_t* record, uint32_t le
   dropCursor(store);
   int code = prepareInsert(store);
   if (code != SQLITE_OK) return failure(store, code);
-  sqlite3_bind_int64(store.insert, 1, store.counter + 1);
   for (uint32_t at = 0; at < store.keys.size(); ++at)
-    bind(store.insert, parameterOf(keyColumn(at)), record + store.keys[at].offset, store.keys[at].length);
+    bindKey(store.insert, parameterOf(keyColumn(at)), record + store.keys[at].offset, store.keys[at].length);
   bindRest(store, store.insert, parameterOf(store.restColumn), record, length);
   store.repeated = false;
   code = run(store.insert);
@@ -444,7 +445,7 @@ bool bindAlternates(IndexedStore& store, sqlite3_stmt* row, const uint8_t* recor
     const uint8_t* const bytes = record + key.offset;
     const bool kept = columnIs(row, keyColumn(at), bytes, key.length);
     same = same && kept;
-    bind(store.replaceAll, parameterOf(keyColumn(at)), bytes, key.length);
+    bindKey(store.replaceAll, parameterOf(keyColumn(at)), bytes, key.length);
     if (!key.duplicates) continue;
     if (!kept && !noteTaken(store, at, record, result)) return false;
     sqlite3_bind_int64(store.replaceAll, parameterOf(key.orderColumn),
@@ -481,7 +482,7 @@ StoreResult replaceRecord(IndexedStore& store, const uint8_t* record, uint32_t l
   int code = prepareEqual(store, 0);
   if (code != SQLITE_OK) return failure(store, code);
   sqlite3_stmt* const row = store.keys[0].equal;
-  bind(row, 1, primeKeyIn(store, record), store.keys[0].length);
+  bindKey(row, 1, primeKeyIn(store, record), store.keys[0].length);
   code = sqlite3_step(row);
   const StoreResult result =
       code == SQLITE_ROW ? replaceRow(store, row, record, length) : resultOf(store, code);
@@ -494,7 +495,7 @@ StoreResult eraseRecord(IndexedStore& store, const uint8_t* key) {
   dropCursor(store);
   int code = prepare(store.database, store.erase, "DELETE FROM records WHERE key0=?1");
   if (code != SQLITE_OK) return failure(store, code);
-  bind(store.erase, 1, key, store.keys[0].length);
+  bindKey(store.erase, 1, key, store.keys[0].length);
   code = run(store.erase);
   if (code != SQLITE_OK) return failure(store, code);
   return sqlite3_changes(store.database) != 0 ? changed(store, StoreResult::done) : StoreResult::noRecord;

@@ -4,8 +4,7 @@
 // A record lies in a row of the table `records`, cut into its keys (`key0`, the prime one, `key1`...) and
 // what no key covers (`rest`), so that the keys of a row and its record can't differ. An alternate key with
 // duplicates has a column of its own (`order1`...), a number from one counter for the whole file, that puts
-// records with equal keys in the order in which they got them. Keys are blobs, so their order is that of
-// their bytes.
+// records with equal keys in the order in which they got them. Keys are compared as bytes.
 //
 // Changes are gathered in transactions, bursts of them: a burst ends when it holds so many changes or is so
 // old (see Limits), and at the end of the store. A process that is killed leaves the file as it was after a
@@ -77,7 +76,7 @@ struct IndexedStore {
   StorePosition position;
 
   bool repeated;            // the record being inserted has an alternate key that is there already
-  int64_t counter;          // last number given to a row or an order
+  int64_t counter;          // last number given as an order
   bool inBurst;             // a transaction is open
   uint32_t changes;         // in the burst
   int64_t burstBegan;       // milliseconds
