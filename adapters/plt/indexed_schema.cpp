@@ -26,7 +26,9 @@ bool isFull(int systemError) {
 }  // namespace
 
 StoreResult resultOf(IndexedStore& store, int code) {
-  const int systemError = store.database != nullptr ? sqlite3_system_errno(store.database) : 0;
+  int systemError = store.database != nullptr ? sqlite3_system_errno(store.database) : 0;
+  // SQLite forgets it for some failed writes; each verb starts with none.
+  if (systemError == 0) systemError = errno;
   store.error = sqliteErrors + code;
   switch (code & 0xFF) {
     case SQLITE_OK:
@@ -419,6 +421,7 @@ uint32_t storeMemory(const QrtFileDescription& description) {
 
 StoreResult openStore(IndexedStore& store, const char* name, const QrtFileDescription& description,
                       StoreUse use, bool& created) {
+  errno = 0;
   layOut(store, description);
   store.writerLock = -1;
   store.position.inclusive = true;
@@ -432,6 +435,7 @@ StoreResult openStore(IndexedStore& store, const char* name, const QrtFileDescri
 }
 
 StoreResult closeStore(IndexedStore& store) {
+  errno = 0;
   const StoreResult result = endBurst(store);
   const int error = store.error;
   finalizeStatements(store);

@@ -1,6 +1,7 @@
 // The store of an indexed file.
 #include "indexed_store.h"
 
+#include <errno.h>
 #include <string.h>
 
 #include "clock.h"
@@ -149,6 +150,7 @@ namespace {
 // Starts a verb: ends a burst that has become too old, and starts one when verbs follow each other closely
 // or the verb changes the file. Outside of a burst no lock outlives the verb.
 StoreResult enter(IndexedStore& store, bool change) {
+  errno = 0;
   const int64_t now = elapsedMilliseconds();
   const bool afterPause = now - store.lastUse > pauseBetweenBursts;
   store.lastUse = now;
