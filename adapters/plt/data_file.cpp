@@ -14,15 +14,6 @@ constexpr uint16_t version = 1;
 constexpr uint32_t pageSize = 4096;
 constexpr uint32_t usualWindow = 64 * 1024;
 
-template <typename Word>
-Word load(const Word& word) {
-  return __atomic_load_n(&word, __ATOMIC_ACQUIRE);
-}
-template <typename Word>
-void store(Word& word, Word value) {
-  __atomic_store_n(&word, value, __ATOMIC_RELEASE);
-}
-
 bool isOdd(uint32_t sequence) {
   return sequence % 2 != 0;
 }

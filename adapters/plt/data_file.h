@@ -14,19 +14,22 @@
 
 namespace qrt::plt {
 
+// An offset in the header. It changes in one piece, also for one who is killed.
+using FileOffset [[gnu::aligned(8)]] = uint64_t;
+
 struct FileHeader {
-  char magic[8];         //   0
-  uint16_t version;      //   8
-  uint8_t organization;  //  10: QRT_ORGANIZATION_*
-  uint8_t recordFormat;  //  11: QRT_RECORD_*
-  uint32_t maxRecord;    //  12: bytes
-  uint32_t minRecord;    //  16: bytes; maxRecord for fixed records
-  uint32_t sequence;     //  20: counts changes of records, two for each; odd while one is in progress
-  uint64_t recordsEnd;   //  24: where the records end, when something lies behind them; 0 for the file's end
-  uint64_t knownEnd;     //  32: a place where a record ends, set at the last CLOSE; 0 for none
-  uint64_t imageTarget;  //  40: offset of the bytes that the image stands for
-  uint64_t imagePlace;   //  48: offset of the image
-  uint32_t imageLength;  //  56: bytes of it; 0 for no image
+  char magic[8];          //   0
+  uint16_t version;       //   8
+  uint8_t organization;   //  10: QRT_ORGANIZATION_*
+  uint8_t recordFormat;   //  11: QRT_RECORD_*
+  uint32_t maxRecord;     //  12: bytes
+  uint32_t minRecord;     //  16: bytes; maxRecord for fixed records
+  uint32_t sequence;      //  20: counts changes of records, two for each; odd while one is in progress
+  FileOffset recordsEnd;  //  24: where the records end, when something lies behind them; 0 for the file's end
+  FileOffset knownEnd;    //  32: a place where a record ends, set at the last CLOSE; 0 for none
+  FileOffset imageTarget;  //  40: offset of the bytes that the image stands for
+  FileOffset imagePlace;   //  48: offset of the image
+  uint32_t imageLength;    //  56: bytes of it; 0 for no image
   uint8_t reserved60[68];
 };
 static_assert(sizeof(FileHeader) == 128);
@@ -48,6 +51,20 @@ struct DataFile {
   uint32_t deadSequence;  // an odd sequence that a killed writer has left, 0 for none
   Window window;
 };
+
+// Words of the header, in the order in which every process is to see them.
+inline uint32_t load(const uint32_t& word) {
+  return __atomic_load_n(&word, __ATOMIC_ACQUIRE);
+}
+inline void store(uint32_t& word, uint32_t value) {
+  __atomic_store_n(&word, value, __ATOMIC_RELEASE);
+}
+inline uint64_t load(const FileOffset& offset) {
+  return __atomic_load_n(&offset, __ATOMIC_ACQUIRE);
+}
+inline void store(FileOffset& offset, uint64_t value) {
+  __atomic_store_n(&offset, value, __ATOMIC_RELEASE);
+}
 
 // What a file must be like that the description fits.
 FileHeader headerFor(const QrtFileDescription& description);
@@ -94,7 +111,7 @@ inline View viewAt(DataFile& data, uint64_t offset, uint32_t size) {
 
 // The bytes are those of this moment.
 inline View currentViewAt(DataFile& data, uint64_t offset, uint32_t size) {
-  const bool current = __atomic_load_n(&data.header->sequence, __ATOMIC_ACQUIRE) == data.window.sequence;
+  const bool current = load(data.header->sequence) == data.window.sequence;
   return current ? viewAt(data, offset, size) : refill(data, offset, size);
 }
 

@@ -66,7 +66,7 @@ int64_t endOfRecords(const Statement& statement, DataFile& data, uint64_t size) 
 }
 
 void noteEnd(DataFile& data, uint64_t end) {
-  __atomic_store_n(&data.header->knownEnd, end, __ATOMIC_RELEASE);
+  store(data.header->knownEnd, end);
 }
 
 // Cuts off what isn't a whole record, and notes where the records end. False with errno.
@@ -77,7 +77,7 @@ bool cutTail(const Statement& statement, DataFile& data) {
   if (end != size || data.header->recordsEnd != 0) {
     const Change change(data);
     if (end != size && !storage::truncate(data.descriptor, static_cast<uint64_t>(end))) return false;
-    __atomic_store_n(&data.header->recordsEnd, uint64_t{0}, __ATOMIC_RELEASE);
+    store(data.header->recordsEnd, uint64_t{0});
   }
   noteEnd(data, static_cast<uint64_t>(end));
   return true;
@@ -181,7 +181,7 @@ Outcome rewriteRecord(const Statement& statement, SequentialFile& state) {
     const int64_t size = storage::sizeOf(data.descriptor);
     if (size < 0) return failureOf(errno);
     end = static_cast<uint64_t>(size);
-    __atomic_store_n(&data.header->recordsEnd, end, __ATOMIC_RELEASE);
+    store(data.header->recordsEnd, end);
   }
   return replace(data, statement.file.record, length, state.last, end) ? Outcome{} : failureOf(errno);
 }
