@@ -24,13 +24,9 @@ Scan complain(const RecordState& records, int32_t number) {
 
 // ---- Text
 
-// The end of the line at `at`, or null when it isn't in the block.
-const uint8_t* lineEnd(const uint8_t* at, const uint8_t* limit) {
-  return static_cast<const uint8_t*>(memchr(at, '\n', static_cast<size_t>(limit - at)));
-}
-
 Scan takeLine(SortSession& session, RecordState& records, const uint8_t* at, const uint8_t* limit) {
-  const uint8_t* const feed = lineEnd(at, limit);
+  if (at >= limit) return Scan::needsMore;
+  const auto* const feed = static_cast<const uint8_t*>(memchr(at, '\n', static_cast<size_t>(limit - at)));
   if (feed == nullptr) return Scan::needsMore;
   if (feed - at > session.options->recordLength) return complain(records, tooLong);
   records.begin = at;
