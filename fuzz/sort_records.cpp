@@ -80,7 +80,7 @@ void extractAll(SortSession& session, std::vector<uint8_t>& block) {
                             session.options->mainFunction == MainFunction::merge;
   InputRun run{};
   run.sources = session.options->sources.rows;
-  run.cursor = run.blockStart = block.data();
+  run.cursor = block.data();
   run.limit = block.data() + block.size();
   run.sortBuffer.start = entries.start();
   for (;;) {
