@@ -191,7 +191,7 @@ TEST(Engine, MovesRecordsThroughEverySourceExitAndOutput) {
     std::vector<Records> sources(3);
     Records all;
     for (Records& source : sources) {
-      source = makeRecords(form, random() % 2 == 0 ? random() % 4 : random() % 2500, random);
+      source = makeRecords(form, random() % 2 == 0 ? random() % 4 : random() % 1800, random);
       if (function == 1) sortPlainly(source, form);
       all.insert(all.end(), source.begin(), source.end());
     }
