@@ -1,14 +1,16 @@
 // The sort of one buffer beside std::sort of the same table of offsets, and of pairs of first key word and
-// offset; the compare loop beside memcmp of byte strings.
+// offset; the compare loop beside memcmp of byte strings; the tree of losers beside std::priority_queue.
 #include <benchmark/benchmark.h>
 #include <string.h>
 
 #include <algorithm>
+#include <queue>
 #include <random>
 #include <vector>
 
 #include "sort/engine/entry.h"
 #include "sort/engine/in_memory_sort.h"
+#include "sort/engine/loser_tree.h"
 
 namespace {
 
@@ -149,5 +151,83 @@ void BM_CompareMemcmp(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * 1023);
 }
 BENCHMARK(BM_CompareMemcmp)->DenseRange(0, 4, 2);
+
+// A buffer's entries in order, dealt out to runs that lie one after the other.
+struct Runs {
+  std::vector<std::vector<uint32_t>> runs;
+  int64_t entries;
+
+  explicit Runs(const benchmark::State& state) : runs(static_cast<size_t>(state.range(0))), entries(50000) {
+    std::mt19937 random(3);
+    const Buffer buffer(static_cast<size_t>(entries), state.range(1), 1);
+    std::vector<uint32_t> table = buffer.offsets;
+    std::sort(table.begin(), table.end(), [&](uint32_t left, uint32_t right) {
+      return left != right && keyIsBelow(buffer.key(left), buffer.key(right));
+    });
+    for (const uint32_t offset : table) {
+      std::vector<uint32_t>& run = runs[random() % runs.size()];
+      const uint32_t* const entry = buffer.key(offset) - 2;
+      run.insert(run.end(), entry, entry + Buffer::entryWords);
+    }
+  }
+  MergeNode node(size_t run) const {
+    const auto* const bytes = reinterpret_cast<const uint8_t*>(runs[run].data());
+    return {bytes, bytes + runs[run].size() * 4, true, static_cast<int32_t>(run)};
+  }
+};
+
+void BM_LoserTree(benchmark::State& state) {
+  const Runs runs(state);
+  LoserTree tree;
+  for (auto _ : state) {
+    tree.count = static_cast<int32_t>(runs.runs.size());
+    for (size_t run = 0; run < runs.runs.size(); ++run) tree.nodes[run] = runs.node(run);
+    tree.build();
+    uint32_t sum = 0;
+    while (tree.winner() != usedUp) {
+      MergeNode& node = tree.winnerNode();
+      const SortEntry* const entry = node.entry();
+      sum = sum * 31 + entry->keyWords()[Buffer::keyWords - 1];
+      node.moveOn();
+      tree.replay(node.cursor == node.end
+                      ? usedUp
+                      : contenderBehind(entry->keyWords(), node.entry()->keyWords(), nodeOf(tree.winner())));
+    }
+    benchmark::DoNotOptimize(sum);
+  }
+  state.SetItemsProcessed(state.iterations() * runs.entries);
+}
+
+void BM_PriorityQueue(benchmark::State& state) {
+  const Runs runs(state);
+  const auto isAbove = [](const MergeNode* left, const MergeNode* right) {
+    return left != right && keyIsBelow(right->entry()->keyWords(), left->entry()->keyWords());
+  };
+  for (auto _ : state) {
+    std::vector<MergeNode> nodes;
+    for (size_t run = 0; run < runs.runs.size(); ++run) nodes.push_back(runs.node(run));
+    std::priority_queue<MergeNode*, std::vector<MergeNode*>, decltype(isAbove)> queue(isAbove);
+    for (MergeNode& node : nodes) queue.push(&node);
+    uint32_t sum = 0;
+    while (!queue.empty()) {
+      MergeNode& node = *queue.top();
+      queue.pop();
+      sum = sum * 31 + node.entry()->keyWords()[Buffer::keyWords - 1];
+      node.cursor += node.entry()->size();
+      if (node.cursor != node.end) queue.push(&node);
+    }
+    benchmark::DoNotOptimize(sum);
+  }
+  state.SetItemsProcessed(state.iterations() * runs.entries);
+}
+
+void runsAndKeys(benchmark::internal::Benchmark* benchmark) {
+  for (const int64_t count : {2, 16, 256})
+    for (const int64_t kind : {text, few, equal}) benchmark->Args({count, kind});
+  benchmark->ArgNames({"runs", "keys"});
+}
+
+BENCHMARK(BM_LoserTree)->Apply(runsAndKeys);
+BENCHMARK(BM_PriorityQueue)->Apply(runsAndKeys);
 
 }  // namespace

@@ -15,7 +15,7 @@ void refuse(QrtFcb* file, QrtProgramEntry*, int32_t) {
 }
 
 void checkResolved(const QrtFcb& file) {
-  if (file.status != 37 && file.status != 39 && file.status != 96) abort();
+  if (file.status != 37 && file.status != 39 && file.status != 96 && file.status != 33) abort();
   if (file.openState != 0) abort();
   if (file.fileSystemChar < '0' || file.fileSystemChar > '9') abort();
   if (file.fileName == nullptr) abort();

@@ -2273,7 +2273,7 @@ struct QrtFcb {
   void (*useRoutine)(QrtFcb* file, int32_t detail, QrtProgramEntry* program); /* 172 */
   QrtUsePair* useTable; /* 176: INPUT, OUTPUT, I-O, EXTEND, file-specific; null for none */
   uint32_t reserved180;
-  void* concatenation; /* 184: list of the names of a concatenation; null for none */
+  struct QrtConcatenation* concatenation; /* 184: names still to be read; null for none */
   uint32_t reserved188[2];
   void* keyArea; /* 196: with more than one key, the extension behind this block */
 };
@@ -2332,6 +2332,95 @@ QRT_API void _qrtLineSeqOpen(QrtFcb* file, QrtProgramEntry* program);
 QRT_API void _qrtLineSeqRead(QrtFcb* file, QrtProgramEntry* program);
 QRT_API void _qrtLineSeqWrite(QrtFcb* file, QrtProgramEntry* program);
 QRT_API void _qrtLineSeqClose(QrtFcb* file, QrtProgramEntry* program);
+
+/* Guarded. Moves an open concatenated file on to its next member that is there, whatever its file system: at
+   the end of a member an adapter calls it and reads on. 1 when that member is open, with status 0; 0 when
+   there are no more, with status 10 and QRT_FCB_AT_END; -1 when it can't be opened, with status 33, the
+   member's own status as extended status, and the file closed. FILE STATUS is written, and the USE procedure
+   runs for status 10 and above. */
+QRT_API int32_t _qrtLineSeqNext(QrtFcb* file, QrtProgramEntry* program);
+
+/* ------------------------------------------------------------------------------------------------------
+ * Concatenations: names parted by ";", or a whole generation group, that are read as one file. OPEN makes the
+ * list and keeps it in the control block, CLOSE frees it.
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* A list of names, in one block. Behind it lie further names, the room for resolved ones and the text. */
+typedef struct QrtConcatenation {
+  int32_t entries;    /* number of names, at most 256 */
+  int32_t next;       /* index of the next name to hand out */
+  int32_t generation; /* walking a group: the last generation handed out, 0 the newest, -1 the one before it */
+  int32_t flags;      /* bit 0x01: the name at `next` is the base of a group that is being walked */
+  char fileSystem[4]; /* three letters, terminated */
+  char* text;         /* the names, each terminated */
+  char* names[1];     /* `entries` of them */
+} QrtConcatenation;
+
+/* Unguarded, as are the calls below. Takes an assigned name for the list that it is: names parted by ";",
+   empty ones skipped; or a whole group; or one generation, whose file is then the only name. Null for a single
+   plain file, and when there are more than 256 names or no memory. *isConcatenation becomes 1 for the first
+   two kinds, else 0. With `create` not 0 a generation with a new number is added to its catalogue.
+   `letters`: the file system, at least three letters or terminated. */
+QRT_API QrtConcatenation* _qrt_Concat_Check(const char* name, int32_t* isConcatenation, int32_t create,
+                                            const char* letters);
+
+/* The next name; null behind the last. A group hands out the files of its generations, the newest first. The
+   text belongs to the list, and holds until the next call. */
+QRT_API const char* _qrt_Concat_Next(QrtConcatenation* list);
+QRT_API void _qrt_Concat_Free(QrtConcatenation* list);
+
+/* Prints the list on standard output; 0. */
+QRT_API int32_t _qrt_Concat_Print(const QrtConcatenation* list);
+
+/* ------------------------------------------------------------------------------------------------------
+ * Generation data groups: files of one base name in numbered generations, base.gNNNNv00, listed in the catalogue
+ * file base.catalogue. These calls need no run unit. Names, with a directory in front if need be:
+ *
+ *   base, base(*)                   the whole group
+ *   base(0), base(-n), base(+n)     the newest generation, the n-th behind it, a new one n above its number
+ *   base(n), n above 0              the n-th behind the newest
+ *   base.gNNNNv00                   generation NNNN
+ *
+ * `letters` names the file system, in any case, at least three letters or terminated: "sys", "nat", "nsd", "plt"
+ * files, "hdu", "krd" files with companions, "kfs" a file server, "qdb" database tables, "ora"; null or
+ * anything else leaves it to be worked out. The results are 0, or -1 with a line on standard error; a bad name
+ * or number also sets errno to EINVAL.
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* Bits of `flags`. */
+#define QRT_GDG_EMPTY 0x01   /* a full group drops all its generations instead of the oldest */
+#define QRT_GDG_SCRATCH 0x02 /* the file of a dropped generation is deleted */
+
+/* Makes the catalogue of a new group. limit: most generations, up to 1,000; 255 for 0 and below. days: age
+   below which a generation isn't dropped. flags: QRT_GDG_*; QRT_GDG_SCRATCH for a negative value. */
+QRT_API int32_t GDG_Create(const char* name, int32_t limit, int32_t days, int32_t flags, const char* letters);
+
+/* Changes the settings, each left as it is by a negative value, and drops what is above the limit. */
+QRT_API int32_t GDG_Alter(const char* name, int32_t limit, int32_t days, int32_t flags, const char* letters);
+
+/* Drops generations whose files have gone, and what is above the limit. */
+QRT_API int32_t GDG_Cleanup(const char* name, const char* letters);
+
+/* Always -1. */
+QRT_API int32_t GDG_Rebuild(const char* name, const char* letters);
+
+/* Deletes the catalogue, and with QRT_GDG_SCRATCH the files of all generations. */
+QRT_API int32_t GDG_Unlink(const char* name, const char* letters);
+
+/* Prints settings and generations on standard output. */
+QRT_API int32_t GDG_Print(const char* name, const char* letters);
+
+/* What a name stands for: -1 a whole group, 1 a generation, 0 neither, or nothing in a known group. *resolved
+   receives the base name or the file name, to be freed by free(); null for 0. A generation whose file exists
+   is added to the catalogue when it isn't listed; with `create` not 0, any. */
+QRT_API int32_t GDS_Name(const char* name, char** resolved, int32_t create, const char* letters);
+
+/* Takes a generation out of its catalogue, with QRT_GDG_SCRATCH also its file; GDG_Unlink for a whole group.
+   0 also for a generation that isn't listed. */
+QRT_API int32_t GDS_unlink(const char* name, const char* letters);
+
+/* Always 0. */
+QRT_API int32_t GDG(void);
 
 /* ======================================================================================================
  * Code pages and national text

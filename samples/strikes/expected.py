@@ -84,6 +84,15 @@ def main():
         costs = [int(row["Cost Total $"]) for row in rows
                  if datetime.date.fromisoformat(row["Flight Date"]).weekday() == index]
         print(f"{name:<11}{len(costs):>9,}  {money(sum(costs), 14, 0)}")
+    print("\nOperator".ljust(48) + "Strikes       Total cost")
+    operators = {}
+    for number, row in enumerate(rows):
+        name = row["Aircraft Airline Operator"]
+        strikes, cost, _ = operators.get(name, (0, 0, 0))
+        operators[name] = (strikes + 1, cost + int(row["Cost Total $"]), number)
+    many = [(strikes, reached, name, cost) for name, (strikes, cost, reached) in operators.items() if strikes >= 300]
+    for strikes, _, name, cost in sorted(many):
+        print(f"{name:<45}{strikes:>9,}  {money(cost, 14, 0)}")
 
 
 main()

@@ -4,12 +4,14 @@
  *
  * Written as the compiler lays a program out: storage, control blocks and picture records are static, the
  * procedure below holds plain control flow, and all else is a call of the library. Reads the file assigned to
- * STRIKES, shows the report on SYSOUT and writes it to the file assigned to REPORT. The return code is the
- * number of records whose costs don't add up, 16 when a file can't be used.
+ * STRIKES, shows the report on SYSOUT and writes it to the file assigned to REPORT. Calls OPERATOR, which
+ * keeps the operators in the file assigned to OPERATORS, unless the switch UPSI-0 is on. The return code is
+ * the number of records whose costs don't add up, 16 when a file can't be used.
  */
 #include <qrtrlib.h>
-#include <stdlib.h>
 #include <string.h>
+
+#include "operator.h"
 
 /* ------------------------------------------------------------------------------------- FILE SECTION */
 
@@ -218,6 +220,11 @@ static struct {
                            BY_SIZE(": "),
                            BY_SPACES(species)}};
 
+/* CALL "OPERATOR". */
+static OperatorLinkage operatorLinkage;
+static const QrtCallTable noStaticCalls;
+enum { AT_OPERATOR_STRIKES = 45, AT_OPERATOR_COST = 56 };
+
 /* Days of the week, 1 for Sunday, and pictures of dates. */
 static struct { uint8_t strikes[COUNT_BYTES], cost[AMOUNT_BYTES]; } weekdays[8];
 #define VARYING(name, value) \
@@ -256,9 +263,9 @@ static QrtDisplayControl displayLine = {.itemCount = 1, .target = 1, .decimalPoi
 
 /* ----------------------------------------------------------------------------------- the program block */
 
-static void procedure(void);
+__attribute__((visibility("default"))) int32_t STRIKES(const QrtMainArguments* arguments);
 static QrtProgramBlock program;
-static QrtProgramEntry entries[1] = {{.entryPoint = (void*)procedure, .files = files, .fileCount = 2}};
+static QrtProgramEntry entries[1] = {{.entryPoint = (void*)STRIKES, .files = files, .fileCount = 2}};
 static QrtProgramBlock program = {
     .compilerLevel = {6, 1, 0},
     .entries = entries,
@@ -430,6 +437,41 @@ static void putWeekdays(void) {
   }
 }
 
+static int withOperators(void) {
+  return program.upsi[0] == '0';
+}
+
+static void callOperator(char function) {
+  uint32_t exceptions = 0;
+  const uint64_t address = _qrtDynLd(&noStaticCalls, 8, "OPERATOR", &program, NULL, &exceptions);
+  operatorLinkage.function = function;
+  ((Operator*)(uintptr_t)address)(&operatorLinkage);
+}
+
+static void addToOperator(const uint8_t* all) {
+  memcpy(operatorLinkage.name, airline, OPERATOR_NAME);
+  memcpy(operatorLinkage.cost, all, AMOUNT_BYTES);
+  callOperator(OPERATOR_ADD);
+}
+
+/* Operators with many strikes, by their number; then CANCEL "OPERATOR". */
+static void putOperators(void) {
+  static const uint8_t strikesToTell[] = {0x00, 0x00, 0x30, 0x0C}; /* 300 */
+  memcpy(operatorLinkage.strikes, strikesToTell, COUNT_BYTES);
+  putLine();
+  putText(AT_LABEL, "Operator");
+  putText(AT_OPERATOR_STRIKES + 2, "Strikes       Total cost");
+  putLine();
+  for (callOperator(OPERATOR_LIST); operatorLinkage.found == 'Y'; callOperator(OPERATOR_NEXT)) {
+    memcpy(report.record, operatorLinkage.name, OPERATOR_NAME);
+    edit(AT_OPERATOR_STRIKES, &countPicture, operatorLinkage.strikes, COUNT, COUNT);
+    edit(AT_OPERATOR_COST, &amountPicture, operatorLinkage.cost, AMOUNT, 10);
+    putLine();
+  }
+  callOperator(OPERATOR_CLOSE);
+  _qrtCancel(&noStaticCalls, 8, "OPERATOR", &program);
+}
+
 /* DISPLAY "Run of ": the report itself is the same whenever it is made. */
 static void showRunTime(void) {
   int32_t day;
@@ -482,7 +524,8 @@ static void putRegions(void) {
   }
 }
 
-static void procedure(void) {
+int32_t STRIKES(const QrtMainArguments* arguments) {
+  (void)arguments;
   _qrtPgmInit(&program);
   open(&strikes, QRT_OPEN_INPUT | QRT_OPEN_CAN_READ);
   open(&report, QRT_OPEN_OUTPUT | QRT_OPEN_CAN_WRITE);
@@ -523,6 +566,7 @@ static void procedure(void) {
     moveAmount(0, other);
     moveAmount(1, repair);
     moveAmount(2, all);
+    if (withOperators()) addToOperator(all);
     addToRegion(all);
     addToWeekday(all);
     _qrtcBCD_ADD_Pckd(other, repair, sum, AMOUNT, AMOUNT, AMOUNT);
@@ -544,25 +588,11 @@ static void procedure(void) {
   putLine();
   putRegions();
   putWeekdays();
+  if (withOperators()) putOperators();
   showRunTime();
   strikes.closeRoutine(&strikes, entries);
   report.closeRoutine(&report, entries);
   if (report.status >= 30) _qrtRunUnitTerm(16);
   _qrtRunUnitTerm(unbalanced > 15 ? 15 : unbalanced);
-}
-
-/* The start-up code: STOP RUN comes back here, 255 standing for a return code of 0. */
-static int32_t run(void* argument) {
-  (void)argument;
-  procedure();
   return 0;
-}
-
-int main(void) {
-  const int32_t code = qrtSetJump(&_qrtJmpCobStart);
-  if (code == 0) {
-    _qrtCallMain(run, NULL);
-    return 0;
-  }
-  exit(code == 255 ? 0 : code);
 }

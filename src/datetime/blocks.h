@@ -15,6 +15,14 @@ inline __m128i loadBlock(const char* from) {
   return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
 }
 
+// All ones in the bytes of letters "a" to "z". They are moved to the upper end of the signed bytes, where one
+// comparison tells them.
+inline __m128i isLowerLetter(__m128i bytes) {
+  constexpr char highest = 127, letters = 26;
+  const __m128i moved = _mm_add_epi8(bytes, _mm_set1_epi8(highest - 'z'));
+  return _mm_cmpgt_epi8(moved, _mm_set1_epi8(highest - letters));
+}
+
 // 1 to 15 bytes with zeros behind them, from loads that overlap.
 inline __m128i loadShort(const char* from, size_t length) {
   const auto shift = [](size_t bytes) { return _mm_cvtsi32_si128(static_cast<int>(8 * bytes)); };
@@ -35,28 +43,27 @@ inline __m128i loadShort(const char* from, size_t length) {
   return _mm_cvtsi32_si128(static_cast<int32_t>(bytes));
 }
 
-// Calls work(block, offset of the block) for the blocks of a text until it returns false. The last one
-// overlaps the one before; a text of less than a block is one with zeros behind it.
+// Calls work(block, offset of the block) for the blocks of a text, each of which overlaps the one before, so
+// that neighbours in the text are neighbours in a block. A text of less than a block is one with zeros behind
+// it.
 template <typename Work>
-inline void forEachBlock(std::string_view text, Work&& work) {
+[[gnu::always_inline]] inline void forEachBlock(std::string_view text, Work&& work) {
   if (text.size() < blockSize) {
     if (!text.empty()) work(loadShort(text.data(), text.size()), 0);
     return;
   }
   const size_t last = text.size() - blockSize;
-  for (size_t at = 0; at < last; at += blockSize)
-    if (!work(loadBlock(text.data() + at), at)) return;
+  for (size_t at = 0; at < last; at += blockSize - 1) work(loadBlock(text.data() + at), at);
   work(loadBlock(text.data() + last), last);
 }
 
 // Whether a text holds a zero byte or the other one.
-inline bool holdsZeroOr(char other, std::string_view text) {
+[[gnu::always_inline]] inline bool holdsZeroOr(char other, std::string_view text) {
   uint32_t found = 0;
   forEachBlock(text, [&](__m128i bytes, size_t) {
     const __m128i same =
         _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_setzero_si128()), _mm_cmpeq_epi8(bytes, _mm_set1_epi8(other)));
     found |= static_cast<uint32_t>(_mm_movemask_epi8(same));
-    return true;
   });
   return (text.size() < blockSize ? found & ((1u << text.size()) - 1) : found) != 0;
 }

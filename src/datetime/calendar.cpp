@@ -7,14 +7,6 @@ using namespace qrt::datetime;
 
 namespace {
 
-constexpr int32_t countingYear = 1201;        // Lilian days are split from its first day,
-constexpr int32_t daysBeforeLilian = 139444;  // which lies that many days before Lilian day 0
-constexpr int32_t endOf1500 = -29872;         // Lilian day of 31 December 1500
-
-bool isBefore(MonthDay date, MonthDay other) {
-  return date.month < other.month || (date.month == other.month && date.day < other.day);
-}
-
 // The fault of a date of the era at `index`, 1 for the first, whose year is counted within the era; that year
 // becomes Gregorian unless it is the fault itself.
 int32_t eraFault(DTSZdate_parts* parts, const DTSZera_table* table, int32_t index, bool byDayOfYear) {
@@ -35,40 +27,14 @@ int32_t eraFault(DTSZdate_parts* parts, const DTSZera_table* table, int32_t inde
   return isBefore(date, {next.start_month, next.start_day}) ? QRT_DATE_VALID : QRT_DATE_BAD_DAY;
 }
 
-int32_t gregorianFault(const DTSZdate_parts& parts) {
-  if (parts.year < firstYear || parts.year > lastYear) return QRT_DATE_BAD_YEAR;
-  const MonthTable& months = monthsOf(parts.year);
-  if (parts.day_of_year == 0) {
-    if (parts.month < 1 || parts.month > 12) return QRT_DATE_BAD_MONTH;
-    if (parts.day < 1 || parts.day > months.length(parts.month)) return QRT_DATE_BAD_DAY;
-  }
-  if (parts.day_of_year < 0 || parts.day_of_year > months.daysBefore[12]) return QRT_DATE_BAD_DAY;
-  constexpr MonthDay firstDay = {10, 15};
-  const bool early = parts.year == firstYear && isBefore({parts.month, parts.day}, firstDay);
-  return early ? QRT_DATE_BEFORE_CALENDAR : QRT_DATE_VALID;
-}
-
 }  // namespace
 
 void DTSZDATE_alg(int32_t lilianDay, DTSZdate_parts* parts) {
-  // A day for each dropped leap day of a century makes the calendar Julian, with one leap year in four.
-  const int32_t days = lilianDay + daysBeforeLilian;
-  const int32_t centuries = 4 * days / daysOfFourCenturies;
-  const int32_t julian = days + centuries - centuries / 4;
-  const int32_t years = (4 * julian - 1) / daysOfFourYears;
-  parts->year = countingYear + years;
-  parts->day_of_year = julian - years * daysOfFourYears / 4;
-  const auto [month, day] = monthDayOf(monthsOf(parts->year), parts->day_of_year);
-  parts->month = month;
-  parts->day = day;
+  splitDay(lilianDay, *parts);
 }
 
 void DTSZDAYS_alg(const DTSZdate_parts* parts, int32_t* lilianDay) {
-  const int32_t dayOfYear =
-      parts->day_of_year != 0 ? parts->day_of_year : dayOfYearOf(parts->year, parts->month, parts->day);
-  const int32_t years = parts->year - 1501;
-  *lilianDay =
-      years * daysOfFourYears / 4 + endOf1500 + dayOfYear - years / 100 + (parts->year - countingYear) / 400;
+  *lilianDay = lilianDayOf(*parts);
 }
 
 void DTSZLEAP_year(int32_t* flag, const DTSZdate_parts* parts) {

@@ -31,7 +31,7 @@ class NormalisedTexts {
   char* data() { return start; }  // null when memory is short
 
  private:
-  char own[256];
+  alignas(64) char own[256];  // blocks that lie across cache lines are slow to read back
   char* start;
 };
 
@@ -39,6 +39,19 @@ struct Digits {
   int32_t value;
   size_t count;
 };
+
+// The value of as many digits as a word has bytes; negative when not all of them are digits.
+template <typename Word>
+inline int32_t digitWord(const char* at) {
+  constexpr auto each = static_cast<Word>(0x01010101);
+  Word bytes;
+  memcpy(&bytes, at, sizeof bytes);
+  const uint32_t values = bytes ^ static_cast<Word>('0' * each);
+  if (((values | (values + 6 * each)) & 0xF0 * each) != 0) return -1;
+  const uint32_t pairs = values * 10 + (values >> 8);  // in every other byte
+  if constexpr (sizeof(Word) == 2) return static_cast<int32_t>(pairs & 0xFF);
+  return static_cast<int32_t>((pairs & 0xFF) * 100 + (pairs >> 16 & 0xFF));
+}
 
 // The digits at the start, `most` at most.
 [[gnu::noinline]] Digits digitsAt(const char* start, const char* end, size_t most) {
@@ -49,12 +62,15 @@ struct Digits {
   return {value, static_cast<size_t>(at - start)};
 }
 
-// Up to `most` digits of the input; a pair of them, the usual case, without a loop.
+// Up to `most` digits of the input; two or four of them, the usual cases, without a loop.
 inline Digits takeDigits(Parsing& from, size_t most) {
   const char* const start = from.input;
-  if (most == 2 && from.inputEnd - start >= 2 && isDigit(start[0]) && isDigit(start[1])) {
-    from.input = start + 2;
-    return {(start[0] - '0') * 10 + (start[1] - '0'), 2};
+  if ((most == 2 || most == 4) && from.inputEnd - start >= static_cast<ptrdiff_t>(most)) {
+    const int32_t value = most == 2 ? digitWord<uint16_t>(start) : digitWord<uint32_t>(start);
+    if (value >= 0) {
+      from.input = start + most;
+      return {value, most};
+    }
   }
   const Digits digits = digitsAt(start, from.inputEnd, most);
   from.input = start + digits.count;
@@ -102,11 +118,6 @@ bool hasDate(const DTSZdate_parts& parts) {
   return (parts.year | parts.month | parts.day | parts.day_of_year) != 0;
 }
 
-// Which of the parts that make a date a picture has given.
-struct Seen {
-  bool year, month, day;
-};
-
 // A token that isn't flattened into the loop: on a copy, so that the loop's own cursors have no address.
 template <int32_t (*step)(Parsing&)>
 int32_t parseApart(Parsing& from) {
@@ -117,20 +128,12 @@ int32_t parseApart(Parsing& from) {
   return code;
 }
 
-int32_t parseKind(Parsing& from, TokenKind kind, Seen& seen) {
-  if (kind == TokenKind::number) {  // ahead of the jump through a table
-    const bool isDay = *from.picture.at == 'D';
-    const int32_t code = parseNumber(from);
-    seen.day |= isDay;
-    seen.month |= isDay && from.parts.day_of_year != 0;
-    return code;
-  }
+int32_t parseKind(Parsing& from, TokenKind kind) {
+  if (kind == TokenKind::number) return parseNumber(from);  // ahead of the jump through a table
   switch (kind) {
     case TokenKind::year:
-      seen.year = true;
       return parseYear(from);
     case TokenKind::month:
-      seen.month |= from.picture.suppressesZeros || from.picture.ahead(1) != 'I';
       return parseMonth(from);
     case TokenKind::weekday:
       return parseWeekday(from);
@@ -139,7 +142,6 @@ int32_t parseKind(Parsing& from, TokenKind kind, Seen& seen) {
     case TokenKind::meridiem:
       return parseMeridiem(from);
     case TokenKind::roman:
-      seen.month = true;
       return parseRoman(from);
     case TokenKind::era:
       if (from.picture.ahead(1) == 'J') return parseApart<parseEra<QRT_ERA_JAPANESE>>(from);
@@ -158,21 +160,21 @@ int32_t parseKind(Parsing& from, TokenKind kind, Seen& seen) {
 
 // Flattened, so that the cursors stay in registers.
 [[gnu::flatten]] int32_t parse(Parsing from) {
+  if (from.picture.at == from.picture.end) return QRT_PICTURE_NO_DATE;
   const char* const start = from.input;
-  Seen seen = {};
-  while (from.picture.at != from.picture.end) {
+  while (true) {
     const TokenKind kind = parsedKinds[static_cast<uint8_t>(*from.picture.at)];
     if (kind == TokenKind::literal) {
-      if (from.input == from.inputEnd) return QRT_PICTURE_SHORT_INPUT;
-      if (from.input == start) return QRT_PICTURE_INVALID;
+      if (from.input == start) return start == from.inputEnd ? QRT_PICTURE_SHORT_INPUT : QRT_PICTURE_INVALID;
       ++from.picture.at;
       ++from.input;
-    } else if (const int32_t code = parseKind(from, kind, seen); code != QRT_PICTURE_DONE) {
+    } else if (const int32_t code = parseKind(from, kind); code != QRT_PICTURE_DONE) {
       return code;
     }
-    if (from.picture.at != from.picture.end && from.input == from.inputEnd) return QRT_PICTURE_SHORT_INPUT;
+    if (from.picture.at == from.picture.end) break;
+    if (from.input == from.inputEnd) return QRT_PICTURE_SHORT_INPUT;
   }
-  return seen.year && seen.month && seen.day ? QRT_PICTURE_DONE : QRT_PICTURE_NO_DATE;
+  return from.seen.year && from.seen.month && from.seen.day ? QRT_PICTURE_DONE : QRT_PICTURE_NO_DATE;
 }
 
 char* withoutFinalSlash(char* start, char* end) {
@@ -180,7 +182,7 @@ char* withoutFinalSlash(char* start, char* end) {
 }
 
 // normalise, of any text.
-char* squeeze(std::string_view text, char* to) {
+[[gnu::noinline]] char* squeeze(std::string_view text, char* to) {
   char* const start = to;
   bool isBlankBefore = true;
   for (const char byte : text) {
@@ -191,9 +193,26 @@ char* squeeze(std::string_view text, char* to) {
   return withoutFinalSlash(start, to);
 }
 
+// normalise, where a call would be half of the work.
+[[gnu::always_inline]] inline char* normaliseInline(std::string_view text, char* to) {
+  if (text.empty()) return to;
+  uint32_t blanksBehindBlanks = text[0] == ' ';  // one at the start goes as if there were
+  forEachBlock(text, [&](__m128i bytes, size_t at) {
+    const __m128i blanks = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(' '));
+    const auto blankMask = static_cast<uint32_t>(_mm_movemask_epi8(blanks));
+    blanksBehindBlanks |= blankMask & blankMask << 1;
+    const __m128i isLower = isLowerLetter(bytes);
+    const __m128i upper = _mm_xor_si128(bytes, _mm_and_si128(isLower, _mm_set1_epi8(caseBit)));
+    const __m128i slashes = _mm_and_si128(blanks, _mm_set1_epi8(' ' ^ '/'));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to + at), _mm_xor_si128(upper, slashes));
+  });
+  return blanksBehindBlanks == 0 ? withoutFinalSlash(to, to + text.size()) : squeeze(text, to);
+}
+
 }  // namespace
 
 int32_t parseYear(Parsing& from) {
+  from.seen.year = true;
   const size_t letters = from.picture.run('Y');
   const bool suppresses = from.picture.takeSuppression();
   const bool isEraDate = from.parts.era_type != QRT_ERA_GREGORIAN;
@@ -218,6 +237,7 @@ int32_t parseMonth(Parsing& from) {
     from.picture.at += 2;
     return from.parts.minute != 0 ? QRT_PICTURE_INVALID : takeNumber(from, minuteToken);
   }
+  from.seen.month = true;
   const size_t letters = run + (from.picture.ahead(run) == 'Z');
   from.picture.at += letters;
   if (letters == 2 || (letters == 1 && suppresses)) return takeNumber(from, monthToken);
@@ -241,7 +261,9 @@ int32_t parseNumber(Parsing& from) {
   from.picture.at += letters;
   if (letter == 'D') {
     if (from.parts.day != 0 || from.parts.day_of_year != 0) return QRT_PICTURE_INVALID;
+    from.seen.day = true;
     if (isPair) return takeNumber(from, dayToken);
+    from.seen.month = true;
     return letters == 3 ? takeNumber(from, dayOfYearToken) : QRT_PICTURE_INVALID;
   }
   if (!isPair) return QRT_PICTURE_INVALID;
@@ -284,6 +306,7 @@ int32_t parseRoman(Parsing& from) {
   const bool isCut = letters == 3 && from.picture.ahead(3) == 'Z';
   if (letters != 4 && !isCut) return QRT_PICTURE_INVALID;
   from.picture.at += 4;
+  from.seen.month = true;
   const std::string_view numeral = from.rest().substr(0, from.rest().find_first_not_of("IVX"));
   if (numeral.empty()) return QRT_PICTURE_SHORT_INPUT;
   const auto* const month = std::find(std::begin(romanMonths), std::end(romanMonths), numeral);
@@ -318,22 +341,7 @@ template int32_t parseEra<QRT_ERA_JAPANESE>(Parsing& from);
 template int32_t parseEra<QRT_ERA_CHINESE>(Parsing& from);
 
 char* normalise(std::string_view text, char* to) {
-  bool isSingle = true;  // no blank at the start, or behind another one
-  uint32_t blankBefore = 1;
-  forEachBlock(text, [&](__m128i bytes, size_t at) {
-    const __m128i blanks = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(' '));
-    const auto blankMask = static_cast<uint32_t>(_mm_movemask_epi8(blanks));
-    const bool isBehindBlock = at % blockSize == 0;
-    isSingle = (blankMask & (blankMask << 1 | (isBehindBlock ? blankBefore : 0))) == 0;
-    blankBefore = blankMask >> (blockSize - 1);
-    const __m128i isLower = _mm_and_si128(_mm_cmpgt_epi8(bytes, _mm_set1_epi8('a' - 1)),
-                                          _mm_cmplt_epi8(bytes, _mm_set1_epi8('z' + 1)));
-    const __m128i upper = _mm_xor_si128(bytes, _mm_and_si128(isLower, _mm_set1_epi8(caseBit)));
-    const __m128i slashes = _mm_and_si128(blanks, _mm_set1_epi8(' ' ^ '/'));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(to + at), _mm_xor_si128(upper, slashes));
-    return isSingle;
-  });
-  return isSingle ? withoutFinalSlash(to, to + text.size()) : squeeze(text, to);
+  return normaliseInline(text, to);
 }
 
 bool isTwelveHour(std::string_view picture) {
@@ -351,8 +359,8 @@ void readByPicture(std::string_view picture, std::string_view input, bool isTime
     reading.code = QRT_PICTURE_NO_STORAGE;
     return;
   }
-  char* const inputStart = normalise(picture, pictureStart);
-  char* const inputEnd = normalise(input, inputStart);
+  char* const inputStart = normaliseInline(picture, pictureStart);
+  char* const inputEnd = normaliseInline(input, inputStart);
   const Parsing from = {reading.parts, {pictureStart, inputStart, false}, inputStart, inputEnd, japanese,
                         chinese};
   reading.code = parse(from);

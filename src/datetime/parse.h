@@ -5,6 +5,11 @@
 
 namespace qrt::datetime {
 
+// Which of the parts that make a date a picture has given.
+struct Seen {
+  bool year, month, day;
+};
+
 // A parsing under way, of a picture and an input in the form that normalise makes.
 struct Parsing {
   DTSZdate_parts& parts;
@@ -13,6 +18,7 @@ struct Parsing {
   const char* inputEnd;
   const DTSZera_table* japanese;  // null for none
   const DTSZera_table* chinese;
+  Seen seen = {};
 
   std::string_view rest() const { return {input, static_cast<size_t>(inputEnd - input)}; }
 };

@@ -25,10 +25,16 @@ constexpr bool isBlank(std::string_view picture) {
 
 inline constexpr char caseBit = 0x20;
 
+// What a change of case changes of each character.
+inline constexpr std::array<char, 256> caseBits = [] {
+  std::array<char, 256> bits{};
+  for (uint8_t letter = 'A'; letter <= 'Z'; ++letter) bits[letter] = bits[letter | caseBit] = caseBit;
+  return bits;
+}();
+
 // A letter with the case bit of another; other characters as they are.
 constexpr char withCaseOf(char letter, char other) {
-  const char lower = letter | caseBit;
-  return lower >= 'a' && lower <= 'z' ? static_cast<char>((letter & ~caseBit) | (other & caseBit)) : letter;
+  return static_cast<char>(letter ^ ((letter ^ other) & caseBits[static_cast<uint8_t>(letter)]));
 }
 
 constexpr char upperLetter(char letter) {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "datetime/blocks.h"
 #include "datetime/calendar.h"
 
 namespace qrt::datetime {
@@ -30,34 +31,75 @@ int32_t putLiteral(Rendering& to) {
   return put(to, *to.picture.at++);
 }
 
-// Writes the low `width` digits of a value.
-void writeDigits(char* to, uint32_t value, size_t width) {
-  while (width >= 2) {
-    const uint32_t pair = value < 100 ? value : value % 100;
-    value = value < 100 ? 0 : value / 100;
-    const uint32_t tens = pair * 103 >> 10;  // a tenth, for all below 179
-    width -= 2;
-    to[width] = static_cast<char>('0' + tens);
-    to[width + 1] = static_cast<char>('0' + pair - 10 * tens);
+struct DigitPair {
+  char digits[2];
+};
+
+// The two digits of each number below 100.
+constexpr std::array<DigitPair, 100> digitPairs = [] {
+  std::array<DigitPair, 100> pairs{};
+  for (int value = 0; value < 100; ++value)
+    pairs[static_cast<size_t>(value)] = {
+        {static_cast<char>('0' + value / 10), static_cast<char>('0' + value % 10)}};
+  return pairs;
+}();
+
+// Writes the low `width` digits of a value, 1 to 4.
+inline void writeDigits(char* to, uint32_t value, size_t width) {
+  if (width > 2) {
+    const uint32_t hundreds = value / 100 % 100;
+    if (width == 4) memcpy(to, &digitPairs[hundreds], sizeof(DigitPair));
+    if (width == 3) *to = digitPairs[hundreds].digits[1];
   }
-  if (width == 1) *to = static_cast<char>('0' + value % 10);
+  const uint32_t pair = value < 100 ? value : value % 100;
+  if (width > 1)
+    memcpy(to + width - 2, &digitPairs[pair], sizeof(DigitPair));
+  else
+    *to = digitPairs[pair].digits[1];
 }
 
 // The same, as far as they fit, without leading zeros if these are suppressed; nothing of a negative value.
 int32_t putNumber(Rendering& to, int32_t value, size_t width, bool suppressesZeros) {
   if (value < 0) return QRT_PICTURE_DONE;
-  if (!suppressesZeros && to.room() >= width) {
+  if (suppressesZeros) {
+    if (width == 3 && value / 100 % 10 == 0) width = 2;
+    if (width == 2 && value / 10 % 10 == 0) width = 1;
+  }
+  if (to.room() >= width) {
     writeDigits(to.output, static_cast<uint32_t>(value), width);
     to.output += width;
     return QRT_PICTURE_DONE;
   }
   char digits[4];
   writeDigits(digits, static_cast<uint32_t>(value), width);
-  size_t first = 0;
-  while (suppressesZeros && first + 1 < width && digits[first] == '0') ++first;
-  for (; first < width; ++first)
-    if (put(to, digits[first]) != QRT_PICTURE_DONE) return QRT_PICTURE_SHORT_OUTPUT;
-  return QRT_PICTURE_DONE;
+  return put(to, digits, width);
+}
+
+// withCaseOf, of four letters.
+inline uint32_t withCasesOf(uint32_t letters, uint32_t others) {
+  const __m128i caseBitOfEach = _mm_set1_epi8(caseBit);
+  const __m128i lower = _mm_or_si128(_mm_cvtsi32_si128(static_cast<int32_t>(letters)), caseBitOfEach);
+  const __m128i bits = _mm_and_si128(isLowerLetter(lower), caseBitOfEach);
+  return letters ^ ((letters ^ others) & static_cast<uint32_t>(_mm_cvtsi128_si32(bits)));
+}
+
+// Copies `length` letters of a name, in the cases of the picture's letters. From four letters on they go in
+// fours, the last of which may overlap.
+inline void copyCased(const char* name, const char* cases, char* output, size_t length) {
+  constexpr size_t width = sizeof(uint32_t);
+  if (length < width) {
+    for (size_t at = 0; at < length; ++at) output[at] = withCaseOf(name[at], cases[at]);
+    return;
+  }
+  const auto copyFour = [&](size_t at) {
+    uint32_t letters, others;
+    memcpy(&letters, name + at, width);
+    memcpy(&others, cases + at, width);
+    letters = withCasesOf(letters, others);
+    memcpy(output + at, &letters, width);
+  };
+  for (size_t at = 0; at < length - width; at += width) copyFour(at);
+  copyFour(length - width);
 }
 
 // A name, or an abbreviation of three letters, whose letters take their case from those of the picture: a run
@@ -72,16 +114,16 @@ int32_t renderName(Rendering& to, const NameToken& token, size_t letters) {
   const bool isNamed = index >= 0 && index < token.count;
   const char* const name =
       isNamed ? platform::calendarName(isFull ? token.fullName : token.abbreviation, index) : "";
-  const char* const letter = to.picture.at;
-  char* const output = to.output;
-  const size_t fits = std::min(letters, to.room());
-  size_t at = 0;
-  for (; at < fits && name[at] != 0; ++at) output[at] = withCaseOf(name[at], letter[at]);
-  const bool isCut = fits < letters && (isPadded || (at == fits && name[at] != 0));
-  for (; isPadded && at < fits; ++at) output[at] = ' ';
-  to.output = output + at;
-  to.picture.at = letter + letters;
-  return isCut ? QRT_PICTURE_SHORT_OUTPUT : QRT_PICTURE_DONE;
+  size_t length = 0;  // counted here: a predicted loop is known sooner than the result of strnlen
+  while (length < letters && name[length] != 0) ++length;
+  const size_t shown = isPadded ? letters : length;
+  const size_t fits = std::min(shown, to.room());
+  const size_t named = std::min(length, fits);
+  copyCased(name, to.picture.at, to.output, named);
+  for (size_t at = named; at < fits; ++at) to.output[at] = ' ';
+  to.output += fits;
+  to.picture.at += letters;
+  return fits < shown ? QRT_PICTURE_SHORT_OUTPUT : QRT_PICTURE_DONE;
 }
 
 // A token that isn't flattened into the loop: on a copy, so that the loop's own cursors have no address.

@@ -112,14 +112,16 @@ struct Picture {
 };
 
 // The default stands for a picture that is blank or begins with a zero byte.
-Picture pictureOf(const QrtVaryingString* string, std::string_view defaultPicture) {
+[[gnu::always_inline]] inline Picture pictureOf(const QrtVaryingString* string,
+                                                std::string_view defaultPicture) {
   const std::string_view text = textOf(string);
   if (isBlank(text) || text[0] == '\0') return {defaultPicture, true};
   return {text, !holdsZeroOr('<', text)};
 }
 
 // The same where any zero byte ends the picture.
-Picture shownPictureOf(const QrtVaryingString* string, std::string_view defaultPicture) {
+[[gnu::always_inline]] inline Picture shownPictureOf(const QrtVaryingString* string,
+                                                     std::string_view defaultPicture) {
   Picture picture = pictureOf(string, defaultPicture);
   if (picture.isPlain) return picture;
   picture.text = picture.text.substr(0, picture.text.find('\0'));
@@ -146,7 +148,7 @@ class PictureEras {
   DTSZera_table* chinese = nullptr;
 
  private:
-  void fetch(std::string_view picture) {
+  [[gnu::cold, gnu::noinline]] void fetch(std::string_view picture) {
     type = DTSZ_JAPCHI_type(picture.data(), picture.data() + picture.size());
     QrtFeedback feedback = {};
     if (type == QRT_ERA_JAPANESE) DTSZGetJapEra(&japanese, &feedback);
@@ -157,8 +159,8 @@ class PictureEras {
 };
 
 // A valid date, time and all, from a text.
-Outcome readText(const QrtVaryingString* input, const QrtVaryingString* picture, bool isTime,
-                 PictureReading& reading) {
+[[gnu::always_inline]] inline Outcome readText(const QrtVaryingString* input, const QrtVaryingString* picture,
+                                               bool isTime, PictureReading& reading) {
   const Picture shape = pictureOf(picture, isTime ? defaultTimePicture : defaultDatePicture);
   const PictureEras eras(shape);
   if (eras.fault != nullptr) return eras.fault;
@@ -166,18 +168,20 @@ Outcome readText(const QrtVaryingString* input, const QrtVaryingString* picture,
   if (reading.code != QRT_PICTURE_DONE)
     return meaningOf(reading.code, isTime ? &CodeMeaning::ofTime : &CodeMeaning::ofDate);
   int32_t fault;
-  DTSZDATE_chk(&reading.parts, &fault, eras.japanese, eras.chinese);
+  if (reading.parts.era_type == QRT_ERA_GREGORIAN)
+    fault = gregorianFault(reading.parts);
+  else
+    DTSZDATE_chk(&reading.parts, &fault, eras.japanese, eras.chinese);
   return fault == QRT_DATE_VALID ? told(success) : meaningOf(fault, &CodeMeaning::ofCheck);
 }
 
 // Shows a date whose Gregorian parts are set; what the codes of rendering mean differs.
-Outcome showText(DTSZdate_parts& parts, int32_t lilianDay, const Picture& picture, bool isTime,
-                 char* output) {
+[[gnu::always_inline]] inline Outcome showText(DTSZdate_parts& parts, int32_t lilianDay,
+                                               const Picture& picture, bool isTime, char* output) {
   const PictureEras eras(picture);
   if (eras.fault != nullptr) return eras.fault;
   parts.era_type = eras.type;
-  int32_t status;
-  _qrtTKM_DTSDYWK(lilianDay, &status, &parts.weekday);
+  parts.weekday = weekdayOf(lilianDay);
   if (eras.japanese != nullptr) DTSZJAP_date(&parts, eras.japanese);
   if (eras.chinese != nullptr) DTSZCHI_date(&parts, eras.chinese);
   switch (render(parts, picture.text, output, output + QRT_DATE_FIELD, eras.japanese, eras.chinese, true)) {
@@ -215,7 +219,7 @@ int32_t splitSeconds(double lilianSeconds, DTSZdate_parts& parts) {
     rest = 0;
     ++day;
   }
-  DTSZDATE_alg(day, &parts);
+  splitDay(day, parts);
   parts.millisecond = rest % 1000;
   rest /= 1000;
   parts.second = rest % 60;
@@ -283,7 +287,7 @@ int16_t qrtdtsdays(const QrtVaryingString* input, const QrtVaryingString* pictur
   PictureReading reading;
   *lilianDay = 0;
   const Outcome outcome = readText(input, picture, false, reading);
-  if (outcome == told(success)) DTSZDAYS_alg(&reading.parts, lilianDay);
+  if (outcome == told(success)) *lilianDay = lilianDayOf(reading.parts);
   return report(feedback, outcome);
 }
 
@@ -309,9 +313,7 @@ int16_t qrtdtssecs(const QrtVaryingString* input, const QrtVaryingString* pictur
   if (outcome == told(success)) {
     DTSZdate_parts& parts = reading.parts;
     if (reading.isMidnight) parts.hour = 0;
-    int32_t lilianDay;
-    DTSZDAYS_alg(&parts, &lilianDay);
-    *lilianSeconds = secondsSum(lilianDay, parts);
+    *lilianSeconds = secondsSum(lilianDayOf(parts), parts);
   }
   return report(feedback, outcome);
 }
@@ -321,7 +323,7 @@ int16_t qrtdtsdate(const int32_t* lilianDay, const QrtVaryingString* picture, ch
   memset(output, ' ', QRT_DATE_FIELD);
   if (!isLilianDay(*lilianDay)) return report(feedback, told(dayOutOfRange));
   DTSZdate_parts parts = {};
-  DTSZDATE_alg(*lilianDay, &parts);
+  splitDay(*lilianDay, parts);
   return report(feedback,
                 showText(parts, *lilianDay, shownPictureOf(picture, defaultDatePicture), false, output));
 }
@@ -366,9 +368,7 @@ int16_t qrtdtsisec(const int32_t* year, const int32_t* month, const int32_t* day
   Outcome outcome = faultOfDate(parts);
   if (outcome == told(success)) outcome = faultOfTime(parts);
   if (outcome == told(success)) {
-    int32_t lilianDay;
-    DTSZDAYS_alg(&parts, &lilianDay);
-    *lilianSeconds = secondsSum(lilianDay, parts);
+    *lilianSeconds = secondsSum(lilianDayOf(parts), parts);
   }
   return report(feedback, outcome);
 }
@@ -377,8 +377,7 @@ int16_t qrtdtsdywk(const int32_t* lilianDay, int32_t* weekday, QrtFeedback* feed
   const int32_t day = *lilianDay;
   *weekday = 0;
   if (!isLilianDay(day)) return report(feedback, told(dayOutOfRange));
-  int32_t status;
-  _qrtTKM_DTSDYWK(day, &status, weekday);
+  *weekday = weekdayOf(day);
   return report(feedback, told(success));
 }
 
@@ -398,7 +397,7 @@ int16_t qrtdtsgmt(int32_t* lilianDay, double* lilianSeconds, QrtFeedback* feedba
   if (!now.isKnown) return report(feedback, told(offsetUnknown));
   constexpr int32_t minutesOfDay = 24 * 60;
   DTSZdate_parts parts = partsOf(now);
-  DTSZDAYS_alg(&parts, lilianDay);
+  *lilianDay = lilianDayOf(parts);
   int32_t minutes = parts.hour * 60 + parts.minute - now.secondsEast / 60;
   const int32_t daysAhead = (minutes + minutesOfDay) / minutesOfDay - 1;  // no offset reaches a day
   *lilianDay += daysAhead;
@@ -415,7 +414,7 @@ int16_t qrtdtsutc(int32_t* lilianDay, double* lilianSeconds, QrtFeedback* feedba
 
 int16_t qrtdtsloct(int32_t* lilianDay, double* lilianSeconds, char* text, QrtFeedback* feedback) {
   const DTSZdate_parts parts = partsOf(platform::localTime());
-  DTSZDAYS_alg(&parts, lilianDay);
+  *lilianDay = lilianDayOf(parts);
   *lilianSeconds = secondsSum(*lilianDay, parts);
   render(parts, "YYYYMMDDHHMISS999", text, text + QRT_LOCAL_TIME_FIELD, nullptr, nullptr, true);
   return report(feedback, told(success));

@@ -1,4 +1,4 @@
-// Conversions of floats taken step by step, one bit at a time: the twins of the library's own.
+// Conversions of floats taken step by step, one bit or digit at a time: the twins of the library's own.
 #pragma once
 
 #include <errno.h>
@@ -12,6 +12,7 @@
 #include <cmath>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "qrtrlib.h"
 
@@ -156,6 +157,56 @@ inline std::string plainStored(const PlainFloat& read, int32_t targetSize) {
   else
     memcpy(area.data(), &read.value, 10);
   return area;
+}
+
+template <typename Float>
+Float powerOfTen(Float (*parse)(const char*, char**), int32_t exponent) {
+  return parse(("1e" + std::to_string(exponent)).c_str(), nullptr);
+}
+
+// The items' digits in the pairs that their bytes hold.
+template <typename Float>
+Float plainPackedValue(const std::string& digits, bool (*counts)(bool odd, size_t pairsBefore)) {
+  const bool odd = digits.size() % 2 != 0;
+  Float value = odd ? 0 : Float(digits[0] - '0');
+  size_t pairs = 0;
+  for (size_t at = !odd; at + 1 < digits.size(); at += 2) {
+    const int pair = 10 * (digits[at] - '0') + (digits[at + 1] - '0');
+    if (odd && pairs == 0 && pair == 0) continue;
+    value = value * 100;
+    if (counts(odd, pairs++)) value = value + Float(pair);
+  }
+  return value * 10 + (counts(odd, pairs) ? Float(digits.back() - '0') : Float(0));
+}
+
+// A value as a packed item, by the rules as they read.
+inline std::vector<uint8_t> plainPacked(long double value, int32_t digits, int32_t scale) {
+  const int32_t bytes = digits / 2 + 1, last = bytes - 1;
+  std::vector<uint8_t> field(bytes, 0);
+  long double x = fabsl(value);
+  if (!(x >= 1e-19L) || x > powerOfTen(strtold, digits + 19)) return field.back() = 0x0C, field;
+  x *= powerOfTen(strtold, scale == 0 ? 0 : -scale);
+  int32_t first = bytes;
+  for (int32_t at = last, left = digits; at >= 0; --at) {
+    const int32_t taken = at == last || left == 1 ? 1 : 2;
+    const long double power = taken == 1 ? 10 : 100;
+    const auto part = static_cast<int32_t>(fmodl(x, power));
+    field[at] = static_cast<uint8_t>(at == last ? part << 4 : part / 10 << 4 | part % 10);
+    if (field[at] != 0) first = at;
+    x /= power;
+    left -= taken;
+  }
+  uint8_t sign = value < 0 ? 0xD : 0xC;
+  if (first == bytes) return field.back() = 0x0C, field;
+  const int32_t excess = x > 0 ? static_cast<int32_t>(log10l(x)) : 0;
+  if (last - first > 10 || excess > 0) {
+    int32_t keep = first + 9;
+    if (excess > 0) keep -= excess / 2 + 2;
+    for (int32_t at = last; at >= 0 && at >= keep; --at) field[at] = 0;
+    if (keep == first) sign = 0xC;
+  }
+  field.back() |= sign;
+  return field;
 }
 
 }  // namespace qrt::decimal

@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "fileio/attributes.h"
+#include "fileio/concatenation.h"
 #include "fileio/file_systems.h"
 #include "frame/message.h"
 
@@ -130,6 +131,11 @@ void releaseFileName(QrtFcb& file, const QrtFileDescription& description) {
   _qrtCheckFree(const_cast<char*>(file.fileName));
   file.flags &= ~QRT_FCB_NAME_ALLOCATED;
   file.fileName = description.assignName;
+}
+
+void releaseMembers(QrtFcb& file) {
+  freeConcatenation(file.concatenation);
+  file.concatenation = nullptr;
 }
 
 }  // namespace qrt::fileio

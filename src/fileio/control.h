@@ -18,6 +18,9 @@ const QrtFileDescription& descriptionFor(const QrtFcb& file, const QrtProgramEnt
 // Takes the file's name away; an allocated one is freed. The assignment text is then the name in use.
 void releaseFileName(QrtFcb& file, const QrtFileDescription& description);
 
+// Frees the list of the names of a concatenation or generation, which the name in use may lie in.
+void releaseMembers(QrtFcb& file);
+
 // Copies text into `buffer` as far as it fits, terminated; returns the buffer.
 template <size_t size>
 const char* terminated(char (&buffer)[size], const char* text, size_t length) {

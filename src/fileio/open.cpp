@@ -3,6 +3,7 @@
 
 #include <string.h>
 
+#include "fileio/concatenation.h"
 #include "fileio/control.h"
 #include "fileio/file_systems.h"
 #include "fileio/resolve.h"
@@ -56,12 +57,18 @@ void becomeOpen(QrtFcb& file, const QrtFileDescription& description) {
     file.status = status::noReel;
 }
 
-// One attempt to open; returns the detail code of a failure.
-int32_t attemptOpen(QrtFcb& file, const QrtFileDescription& description, QrtProgramEntry* program) {
+// What an attempt to open leaves beside the status.
+struct Attempt {
+  int32_t detail;        // variant of message 201
+  int32_t extendedCode;  // for the extended status; 0 for none
+};
+
+Attempt attemptOpen(QrtFcb& file, const QrtFileDescription& description, QrtProgramEntry* program,
+                    bool isLaterMember) {
   file.currentOperation = QRT_VERB_OPEN;
   file.status = status::success;
   file.openState = 0;
-  resolve(file, description, *program);
+  const int32_t extendedCode = resolve(file, description, *program, isLaterMember);
   const int32_t detail = installAdapter(file, program);
   const bool ready = file.status < status::atEnd;
   if (ready) callOpenRoutine(file, program);
@@ -69,7 +76,60 @@ int32_t attemptOpen(QrtFcb& file, const QrtFileDescription& description, QrtProg
     becomeOpen(file, description);
   else
     file.openRoutine = _qrtGenericOpen;
-  return detail;
+  return {detail, extendedCode};
+}
+
+bool isAbsentMember(const QrtFcb& file) {
+  constexpr uint32_t absentMember = QRT_FCB_CONCATENATED | QRT_FCB_ABSENT;
+  return file.status == status::optionalAbsent && (file.flags & absentMember) == absentMember;
+}
+
+// Closes the member that is open and makes `next` the name to open in the same mode.
+void stepToMember(QrtFcb& file, const char* next, QrtProgramEntry* program) {
+  file.closeFlags = QRT_CLOSE_MEMBER;
+  file.closeRoutine(&file, program);
+  file.fileName = next;
+  file.openRequest = file.openState;
+}
+
+// Opens the file, or the first of its members that is there. With none there the last one stays open.
+Attempt openPresent(QrtFcb& file, const QrtFileDescription& description, QrtProgramEntry* program,
+                    bool isLaterMember) {
+  Attempt attempt = attemptOpen(file, description, program, isLaterMember);
+  while (isAbsentMember(file)) {
+    const char* const next = nextMember(file.concatenation);
+    if (next == nullptr) break;
+    stepToMember(file, next, program);
+    attempt = attemptOpen(file, description, program, true);
+  }
+  return attempt;
+}
+
+void reportOpen(QrtFcb& file, const QrtFileDescription& description, QrtProgramEntry* program,
+                const Attempt& attempt) {
+  writeFileStatus(file, description);
+  if (attempt.extendedCode != 0) writeExtendedStatus(file, description, attempt.extendedCode);
+  if (file.status >= status::atEnd) callUseProcedure(&file, attempt.detail, program);
+}
+
+int32_t endMembers(QrtFcb& file) {
+  file.currentOperation = QRT_VERB_READ;
+  file.status = status::atEnd;
+  file.flags |= QRT_FCB_AT_END;
+  return 0;
+}
+
+// What the opening of a later member means to the READ that asked for it.
+int32_t resultOfMember(QrtFcb& file, Attempt& attempt) {
+  if (file.status == status::optionalAbsent) return endMembers(file);
+  if (file.status < status::atEnd) {
+    file.currentOperation = QRT_VERB_READ;
+    file.status = status::success;
+    return 1;
+  }
+  if (file.status != status::unresolved) attempt.extendedCode = file.status;
+  file.status = status::unresolved;
+  return -1;
 }
 
 void freeBlock(void*& block) {
@@ -82,10 +142,27 @@ void freeBlock(void*& block) {
 void genericOpen(QrtFcb* file, QrtProgramEntry* program) {
   _qrtRuncom->adapterTable = adapterRows;
   const QrtFileDescription& description = descriptionFor(*file, program);
-  const int32_t detail = attemptOpen(*file, description, program);
-  writeFileStatus(*file, description);
-  if (file->status >= status::atEnd) callUseProcedure(file, detail, program);
+  // A closed file starts afresh; an adapter that steps on comes with the state of the member before.
+  const bool isLaterMember = file->openState != 0 && file->concatenation != nullptr;
+  reportOpen(*file, description, program, openPresent(*file, description, program, isLaterMember));
   file->lastOperation = QRT_VERB_OPEN;
+}
+
+int32_t openNextMember(QrtFcb* file, QrtProgramEntry* program) {
+  const QrtFileDescription& description = descriptionFor(*file, program);
+  const char* const next = file->concatenation != nullptr ? nextMember(file->concatenation) : nullptr;
+  Attempt attempt{};
+  int32_t result;
+  if (next == nullptr) {
+    result = endMembers(*file);
+  } else {
+    stepToMember(*file, next, program);
+    attempt = openPresent(*file, description, program, true);
+    attempt.detail = noDetail;
+    result = resultOfMember(*file, attempt);
+  }
+  reportOpen(*file, description, program, attempt);
+  return result;
 }
 
 }  // namespace qrt::fileio
@@ -106,7 +183,7 @@ void _qrtGenericClose(QrtFcb* file, QrtProgramEntry* program, int32_t detail) {
   }
   file->flags &= ~QRT_FCB_CONCATENATED;
   if (file->concatenation != nullptr) {
-    freeBlock(file->concatenation);
+    releaseMembers(*file);
     file->fileName = description.assignName;
   }
   if ((file->closeFlags & QRT_CLOSE_LOCK) != 0) file->openRoutine = _qrtOpenError;

@@ -8,6 +8,7 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "fileio/concatenation.h"
 #include "fileio/control.h"
 #include "fileio/file_systems.h"
 #include "fileio/status.h"
@@ -18,6 +19,7 @@ namespace {
 constexpr std::string_view letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
 constexpr size_t prefixLength = 3;
 constexpr uint8_t lastLevelOfSmallFiles = 5;
+constexpr int32_t noCode = 0;
 
 // Where the name comes from and what its prefix, if any, asks for.
 struct Assignment {
@@ -134,22 +136,81 @@ void chooseFileMode(QrtFcb& file, const QrtProgramEntry& program) {
 }
 
 // Names below the root of the served file system belong to it; its other names need the server in front.
-void placeInServedFileSystem(QrtFcb& file, const QrtFileDescription& description) {
+int32_t placeInServedFileSystem(QrtFcb& file, const QrtFileDescription& description) {
   const int32_t code = fileSystemCodeOf(file);
-  if (code != servedFileSystem && code != keyedFileSystem) return;
+  if (code != servedFileSystem && code != keyedFileSystem) return noCode;
   const char* root = variable("HELVA_CDS_ROOT");
   const bool belowRoot = root != nullptr && std::string_view(file.fileName).starts_with(root);
   if (code == keyedFileSystem) {
     if (belowRoot) setFileSystem(file, "KFS", servedFileSystem);
-    return;
+    return noCode;
   }
-  if (belowRoot) return;
+  if (belowRoot) return noCode;
   const char* server = root != nullptr ? variable("TRAX_TK_KFS_SERVER") : nullptr;
-  if (server == nullptr) {
-    file.status = status::attributeConflict;
-    return;
-  }
+  if (server == nullptr) return status::attributeConflict;
   setAllocatedName(file, description, {server, "/", file.fileName});
+  return noCode;
+}
+
+// --- concatenations -----------------------------------------------------------------------------------
+
+// An OPEN that makes the file may also make the generation.
+bool mayMakeGeneration(const QrtFcb& file) {
+  const bool willBeMade = (file.flags & QRT_FCB_ABSENT) != 0 && (file.openRequest & QRT_OPEN_CAN_READ) == 0;
+  return willBeMade || (file.openRequest & QRT_OPEN_OUTPUT) != 0;
+}
+
+bool mayBeConcatenated(const QrtFcb& file, const QrtFileDescription& description) {
+  constexpr uint8_t keyedOrganizations = 0x3F;
+  return (file.openRequest & QRT_OPEN_CAN_READ) != 0 &&
+         (description.organization & keyedOrganizations) == 0 &&
+         (description.accessMode & QRT_ACCESS_SEQUENTIAL) != 0;
+}
+
+struct Resolved {
+  int32_t code = noCode;
+  bool isConcatenation = false;
+};
+
+// Takes the first name of the list that the assigned name may be.
+Resolved takeFirstMember(QrtFcb& file, const QrtFileDescription& description) {
+  releaseMembers(file);
+  const NamedMembers members = findMembers(file.fileName, mayMakeGeneration(file), file.fileSystemName);
+  if (members.list == nullptr) {
+    if (members.isGeneration) file.status = status::noMemoryForName;
+    return {members.isConcatenation ? status::noMemoryForName : noCode, members.isConcatenation};
+  }
+  file.concatenation = members.list;
+  if (members.isConcatenation) file.flags |= QRT_FCB_CONCATENATED;
+  const char* const first = nextMember(members.list);
+  if (first == nullptr) return {status::noMemoryForName, true};
+  releaseFileName(file, description);
+  file.fileName = first;
+  const bool refused = members.isConcatenation && !mayBeConcatenated(file, description);
+  return {refused ? status::modeNotSupported : noCode, members.isConcatenation};
+}
+
+Resolved resolveAssignment(QrtFcb& file, const QrtFileDescription& description,
+                           const QrtProgramEntry& program) {
+  const std::string_view prefix = nameFromAssignment(file, description);
+  chooseFileSystem(file, description, prefix);
+  file.flags &= ~QRT_FCB_CONCATENATED;
+  const Resolved resolved = file.fileName != nullptr ? takeFirstMember(file, description) : Resolved{};
+  chooseFileMode(file, program);
+  return resolved;
+}
+
+// A later member must be of the file system of the first.
+Resolved resolveLaterMember(QrtFcb& file) {
+  const Assignment assignment = splitPrefix(file.fileName);
+  file.fileName = assignment.name.data();
+  const char* const usual =
+      fileSystemCodeOf(file) == nativeFileSystem ? file.fileSystemName : file.defaultName;
+  const std::string_view letters =
+      assignment.prefix.empty() ? std::string_view(usual, prefixLength) : assignment.prefix;
+  const bool isSame = std::equal(letters.begin(), letters.end(), file.fileSystemName,
+                                 [](char one, char other) { return folded(one) == other; });
+  return {isSame ? noCode : status::attributeConflict, true};
 }
 
 }  // namespace
@@ -158,12 +219,22 @@ int32_t fileSystemCodeOf(const QrtFcb& file) {
   return file.fileSystemChar - '0';
 }
 
-void resolve(QrtFcb& file, const QrtFileDescription& description, const QrtProgramEntry& program) {
-  const std::string_view prefix = nameFromAssignment(file, description);
-  chooseFileSystem(file, description, prefix);
-  file.flags &= ~QRT_FCB_CONCATENATED;
-  chooseFileMode(file, program);
-  if (file.status == status::success) placeInServedFileSystem(file, description);
+int32_t resolve(QrtFcb& file, const QrtFileDescription& description, const QrtProgramEntry& program,
+                bool isLaterMember) {
+  auto [code, isConcatenation] =
+      isLaterMember ? resolveLaterMember(file) : resolveAssignment(file, description, program);
+  if (code == noCode && file.status == status::success) code = placeInServedFileSystem(file, description);
+  if (file.concatenation != nullptr) {
+    memcpy(file.defaultName, file.fileSystemName, sizeof(file.defaultName));
+    file.defaultCode = static_cast<uint8_t>(fileSystemCodeOf(file));
+  }
+  if (isConcatenation) {
+    if (code == noCode && file.status > status::atEnd) code = file.status;
+    if (code != noCode) file.status = status::unresolved;
+    return code;
+  }
+  if (code != noCode) file.status = static_cast<int16_t>(code);
+  return noCode;
 }
 
 }  // namespace qrt::fileio

@@ -11,6 +11,7 @@
 #include "fileio/control.h"
 #include "fileio/file_systems.h"
 #include "fileio/resolve.h"
+#include "nls/work_area.h"
 
 namespace qrt::fileio {
 namespace {
@@ -21,6 +22,7 @@ constexpr uint32_t detailText = 201;
 constexpr uint8_t statusInEbcdic = 0x80;
 constexpr uint8_t extendedInEbcdic = 0x40;
 constexpr uint8_t statusInWideCharacters = 0x10;
+constexpr uint8_t ebcdicBlank = 0x40;
 
 uint8_t* areaAt(uint8_t* const* base, uint32_t offset) {
   return base != nullptr && *base != nullptr ? *base + offset : nullptr;
@@ -144,7 +146,21 @@ void fillExtendedWithZeros(const QrtFileDescription& description) {
   const bool ebcdic = (description.statusFlags & extendedInEbcdic) != 0;
   const size_t zeros = std::min(area.size(), codeDigits);
   std::fill(area.begin(), area.begin() + zeros, static_cast<uint8_t>(ebcdic ? 0xF0 : '0'));
-  std::fill(area.begin() + zeros, area.end(), static_cast<uint8_t>(ebcdic ? 0x40 : ' '));
+  std::fill(area.begin() + zeros, area.end(), ebcdic ? ebcdicBlank : uint8_t{' '});
+}
+
+// Converts an area to the EBCDIC code page; what it can't hold then is cut. It stays as it is where that
+// fails.
+void convertToEbcdic(std::span<uint8_t> area) {
+  const auto size = static_cast<int32_t>(area.size());
+  nls::WorkArea<256> native(size);
+  if (native.data() == nullptr) return;
+  std::copy(area.begin(), area.end(), native.data());
+  int32_t length = size;
+  if (qrtConvToEBCDIC(native.data(), size, area.data(), &length) != 0)
+    std::copy_n(native.data(), area.size(), area.begin());
+  else
+    std::fill(area.begin() + length, area.end(), ebcdicBlank);
 }
 
 void finishError(QrtFcb& file, QrtProgramEntry* program, uint8_t verb, int16_t value) {
@@ -226,6 +242,13 @@ void fillExtendedStatusWithSystem(uint8_t* area, int32_t length, int32_t code, c
   if (file->status == status::noAdapter)
     text.appendListed({file->fileSystemName, sizeof(file->fileSystemName)});
   if (file->status == status::noAdapter || isAboutName(file->status)) appendName(text, *file);
+}
+
+void writeExtendedStatus(const QrtFcb& file, const QrtFileDescription& description, int32_t code) {
+  const std::span<uint8_t> area = extendedArea(description);
+  if (area.empty()) return;
+  fillExtendedStatus(area.data(), static_cast<int32_t>(area.size()), code, &file, 0);
+  if ((description.statusFlags & extendedInEbcdic) != 0) convertToEbcdic(area);
 }
 
 void openError(QrtFcb* file, QrtProgramEntry* program) {

@@ -46,6 +46,9 @@ void fillExtendedStatus(uint8_t* area, int32_t length, int32_t code, const QrtFc
 void fillExtendedStatusWithSystem(uint8_t* area, int32_t length, int32_t code, const QrtFcb* file,
                                   int32_t unused);
 
+// Fills the extended status area of the description, if there is one, in its form.
+void writeExtendedStatus(const QrtFcb& file, const QrtFileDescription& description, int32_t code);
+
 // The verbs of a file that is in the wrong state for them.
 void openError(QrtFcb* file, QrtProgramEntry* program);
 void closeError(QrtFcb* file, QrtProgramEntry* program);

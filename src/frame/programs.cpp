@@ -116,6 +116,7 @@ void closeAtEnd(QrtFcb* file, QrtProgramEntry* program, bool onceMore) {
   if (file->openState == 0) {
     // An OPEN that failed leaves the name that it tried.
     if ((file->flags & QRT_FCB_NAME_ALLOCATED) != 0) fileio::releaseFileName(*file, *file->description);
+    fileio::releaseMembers(*file);
     return;
   }
   if (onceMore && (file->closeFlags & QRT_CLOSE_SILENT) != 0) return;

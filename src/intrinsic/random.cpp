@@ -35,8 +35,8 @@ Seed checked(Seed seed) {
   return seed;
 }
 
-double startWith(uint32_t seed) {
-  _qrtRuncom->randomSeed = seed + 1;
+double nextAfter(uint32_t seed) {
+  _qrtRuncom->randomSeed = seed;
   return nextRandom();
 }
 
@@ -52,7 +52,7 @@ double nextRandom() {
 double firstRandom(int64_t seed) {
   seed = checked(seed);
   if (seed > largestSeed) seed %= largestSeed + 1;
-  return startWith(static_cast<uint32_t>(seed));
+  return nextAfter(static_cast<uint32_t>(seed) + 1);
 }
 
 double firstRandom(double seed) {
@@ -63,7 +63,7 @@ double firstRandom(double seed) {
     const double periods = seed / largestSeed;
     seed = (periods - std::floor(periods)) * largestSeed;
   }
-  return startWith(seed >= 0 ? static_cast<uint32_t>(seed) : 0);  // what was infinite or a NaN starts from 0
+  return nextAfter(seed >= 0 ? static_cast<uint32_t>(seed + 1) : 1);  // what was infinite or a NaN is 0
 }
 
 }  // namespace qrt::intrinsic

@@ -142,7 +142,8 @@ template <typename Real>
 long double varianceOf(int32_t count, long double mean, const void* array) {
   const auto* const slots = static_cast<const Slot<Real>*>(array);
   // An extended addition takes several times as long as a double one, so that each has to wait for the one
-  // before. Over many doubles, which don't show the last bits of the sum, every fourth goes to the same sum.
+  // before. Over many doubles every fourth goes to the same sum: the sums differ in their last bits, which a
+  // double hardly ever shows.
   constexpr int32_t many = sizeof(Real) == sizeof(double) ? 256 : INT32_MAX;
   long double sum = 0, sum1 = 0, sum2 = 0, sum3 = 0;
   int32_t i = 0;

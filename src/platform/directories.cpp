@@ -1,6 +1,7 @@
 // Directories by the names that callers give.
 #include "platform/directories.h"
 
+#include <dirent.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -28,6 +29,20 @@ NativePath currentDirectory() {
   path.fits = getcwd(path.text, sizeof(path.text)) != nullptr;
   path.length = path.fits ? strlen(path.text) : 0;
   return path;
+}
+
+DirectoryNames::DirectoryNames(std::string_view directory) {
+  const NativePath path(directory);
+  handle = path.fits ? opendir(path.text) : nullptr;
+}
+
+DirectoryNames::~DirectoryNames() {
+  if (handle != nullptr) closedir(static_cast<DIR*>(handle));
+}
+
+const char* DirectoryNames::next() {
+  const dirent* const entry = handle != nullptr ? readdir(static_cast<DIR*>(handle)) : nullptr;
+  return entry != nullptr ? entry->d_name : nullptr;
 }
 
 }  // namespace qrt::platform

@@ -14,7 +14,7 @@ struct WordPipe {
   pthread_cond_t filled;
   uint32_t sent;
   uint32_t received;
-  bool receiverWaits;
+  bool receiverSleeps;
   int32_t words[capacity];
 };
 
@@ -23,7 +23,7 @@ void openPipe(WordPipe<capacity>& pipe) {
   pthread_mutex_init(&pipe.lock, nullptr);
   pthread_cond_init(&pipe.filled, nullptr);
   pipe.sent = pipe.received = 0;
-  pipe.receiverWaits = false;
+  pipe.receiverSleeps = false;
 }
 
 template <uint32_t capacity>
@@ -32,21 +32,26 @@ void closePipe(WordPipe<capacity>& pipe) {
   pthread_mutex_destroy(&pipe.lock);
 }
 
-// Wakes a receiver that sleeps only once `wakeAt` words wait for it, so that it does them in one go;
-// `wakeReceiver` must be called before waiting for what it makes of them.
+// Wakes a receiver that sleeps only once `wakeAt` words wait for it, so that it does them in one go.
 template <uint32_t capacity>
 void send(WordPipe<capacity>& pipe, int32_t word, uint32_t wakeAt = 1) {
   pthread_mutex_lock(&pipe.lock);
   pipe.words[pipe.sent++ % capacity] = word;
-  if (pipe.receiverWaits && pipe.sent - pipe.received >= wakeAt) pthread_cond_signal(&pipe.filled);
+  if (pipe.receiverSleeps && pipe.sent - pipe.received >= wakeAt) {
+    pipe.receiverSleeps = false;
+    pthread_cond_signal(&pipe.filled);
+  }
   pthread_mutex_unlock(&pipe.lock);
 }
 
+// For the sender: takes a word back while the receiver sleeps, as it does until it is woken by `send`.
 template <uint32_t capacity>
-void wakeReceiver(WordPipe<capacity>& pipe) {
+bool takeBack(WordPipe<capacity>& pipe, int32_t& word) {
   pthread_mutex_lock(&pipe.lock);
-  if (pipe.receiverWaits && pipe.sent != pipe.received) pthread_cond_signal(&pipe.filled);
+  const bool any = pipe.receiverSleeps && pipe.sent != pipe.received;
+  if (any) word = pipe.words[pipe.received++ % capacity];
   pthread_mutex_unlock(&pipe.lock);
+  return any;
 }
 
 // Takes a word if there is one.
@@ -63,9 +68,8 @@ bool tryReceive(WordPipe<capacity>& pipe, int32_t& word) {
 template <uint32_t capacity>
 int32_t receive(WordPipe<capacity>& pipe) {
   pthread_mutex_lock(&pipe.lock);
-  pipe.receiverWaits = true;
-  while (pipe.sent == pipe.received) pthread_cond_wait(&pipe.filled, &pipe.lock);
-  pipe.receiverWaits = false;
+  pipe.receiverSleeps = pipe.sent == pipe.received;
+  while (pipe.receiverSleeps) pthread_cond_wait(&pipe.filled, &pipe.lock);
   const int32_t word = pipe.words[pipe.received++ % capacity];
   pthread_mutex_unlock(&pipe.lock);
   return word;

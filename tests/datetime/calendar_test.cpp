@@ -77,7 +77,7 @@ EraTable eras(int32_t (*get)(DTSZera_table**, QrtFeedback*), QrtFeedback&& feedb
 
 TEST(Calendar, ChecksDatesInOrder) {
   const struct {
-    int32_t era, year, month, day, dayOfYear, code;  // era -1 for a Gregorian date
+    int32_t era, year, month, day, dayOfYear, code;  // era -1 for a Gregorian date, from 100 on Chinese
   } rows[] = {
       {-1, 1582, 10, 15, 0, 0},  {-1, 1582, 10, 14, 0, 16}, {-1, 1582, 9, 30, 0, 16},
       {-1, 9999, 12, 31, 0, 0},  {-1, 10000, 1, 1, 0, 1},   {-1, 1900, 2, 29, 0, 4},
@@ -89,14 +89,22 @@ TEST(Calendar, ChecksDatesInOrder) {
       {5, 1, 4, 30, 0, 8},       {4, 31, 5, 1, 0, 4},       {4, 31, 6, 1, 0, 4},
       {5, 1, 0, 0, 120, 8},      {5, 1, 0, 0, 121, 0},      {5, 2, 2, 29, 0, 0},
       {5, 3, 2, 29, 0, 4},       {4, 1, 0, 0, 367, 4},      {4, 12, 0, 0, 366, 0},
+      {100, 1, 3, 10, 0, 26},    {101, 0, 3, 10, 0, 2},     {101, 21, 3, 10, 0, 2},
+      {101, 1, 2, 28, 0, 8},     {101, 1, 3, 9, 0, 4},      {101, 1, 3, 10, 0, 0},
+      {101, 20, 5, 5, 0, 0},     {101, 20, 5, 6, 0, 4},     {102, 1, 5, 6, 0, 0},
+      {101, 5, 2, 29, 0, 0},     {101, 9, 2, 30, 0, 4},     {102, 81, 12, 31, 0, 0},
+      {101, 1, 0, 0, 200, 8},    {101, 20, 0, 0, 200, 0},   {101, 2, 0, 0, 366, 4},
   };
-  const EraTable table = eras(DTSZGetJapEra);
+  const EraTable japanese = eras(DTSZGetJapEra);
+  const Catalogue catalogue({usualControl, {216, 2, "0 2 {}{} 1900 3 10 20 {}{} 1919 5 6 81"}});
+  const EraTable chinese = eras(DTSZGetChiEra);
   for (const auto& row : rows) {
     DTSZdate_parts parts = partsOf(row.year, row.month, row.day, row.dayOfYear);
-    parts.era_type = row.era >= 0;
+    parts.era_type = row.era >= 100 ? QRT_ERA_CHINESE : row.era >= 0 ? QRT_ERA_JAPANESE : QRT_ERA_GREGORIAN;
     parts.jp_era = row.era;
+    parts.ch_era = row.era - 100;
     int32_t code = -1;
-    EXPECT_EQ(DTSZDATE_chk(&parts, &code, table.get(), nullptr), row.code > 0);
+    EXPECT_EQ(DTSZDATE_chk(&parts, &code, japanese.get(), chinese.get()), row.code > 0);
     EXPECT_EQ(code, row.code) << &row - rows;
   }
 }
@@ -152,6 +160,16 @@ TEST(Eras, TextsThatAreATableOrNot) {
     if (row.count <= 0) continue;
     EXPECT_TRUE(table->eras[1].span_years == 8 && memcmp(table->eras + 2, "ABCDEF\0      ", 14) == 0);
   }
+  const Ended traced = inChild([] {
+    const Catalogue catalogue({usualControl, {216, 2, "0 1 {one name} 1 2 3 4"}});
+    eras(DTSZGetChiEra);
+    _qrtDebug = 1;
+    eras(DTSZGetChiEra);
+  });
+  const std::string told = ": message 216.2 is not a table of eras\n";
+  EXPECT_TRUE(traced.out.starts_with("at era.cpp:") &&
+              traced.out.find(told) + told.size() == traced.out.size())
+      << traced.out;
   const Ended ended = inChild([] {
     const Catalogue catalogue({usualControl, {206, 1, "2 reason %d"}});
     eras(DTSZGetChiEra);

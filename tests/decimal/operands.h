@@ -1,13 +1,16 @@
-// Operands of decimal services: random packed items, their digits as text, results between guard bytes.
+// Operands of decimal services: random packed items, their digits as text, results between guard bytes; and
+// the messages that compiled code causes.
 #pragma once
 
 #include <qrtrlib.h>
+#include <stdio.h>
 
 #include <algorithm>
 #include <random>
 
-#include "decimal/reports.h"
+#include "support/catalogue_writer.h"
 #include "support/guards.h"
+#include "support/process.h"
 
 namespace qrt::test {
 
@@ -19,8 +22,33 @@ inline int32_t below(int32_t bound) {
   return static_cast<int32_t>(random_() % static_cast<uint32_t>(bound));
 }
 
-inline std::string hexadecimal(const Bytes& bytes) {
-  return hexadecimal(bytes.data(), bytes.size());
+struct Reported {
+  std::string numbers;  // of the messages, in order, each followed by a blank
+  std::string output;   // what the work returned
+};
+
+// Work done in a child process under a catalogue in which no message ends the run.
+inline Reported reportsOf(const std::function<std::string()>& work) {
+  std::vector<CatalogueEntry> entries = {usualControl};
+  for (const int number : {39, 40, 48, 49, 50, 53, 54, 55, 58, 59, 60, 61, 902, 903})
+    entries.push_back({static_cast<uint16_t>(number), 1, "0 reported"});
+  const Catalogue catalogue(entries);
+  const Ended ended = inChild([&] { fputs(work().c_str(), stdout); });
+  Reported reported{"", ended.out};
+  for (size_t at = 0; (at = ended.err.find("QRT", at)) != std::string::npos; at += 3)
+    reported.numbers += std::to_string(std::stoi(ended.err.substr(at + 3, 3))) + " ";
+  return reported;
+}
+
+// The bytes of an item, or of a text, as two digits each.
+inline std::string hexadecimal(const auto& bytes) {
+  std::string text;
+  for (const uint8_t byte : bytes) text += {"0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]};
+  return text;
+}
+
+inline const uint8_t* bytes(const std::string& text) {
+  return reinterpret_cast<const uint8_t*>(text.data());
 }
 
 // The bytes of a text in hexadecimal.
@@ -59,7 +87,7 @@ inline std::string packedText(std::string digits, int32_t count, bool minus) {
 // What `work` stores into that many bytes, in hexadecimal.
 template <typename Work>
 std::string stored(size_t size, Work work) {
-  return hexadecimal(itemAfter(size, work).data(), size);
+  return hexadecimal(itemAfter(size, work));
 }
 
 }  // namespace qrt::test

@@ -23,21 +23,15 @@ TEST(IntrinsicDates, GoThereAndBackOnEveryDay) {
 }
 
 TEST(IntrinsicDates, ReportWhatIsNoDate) {
-  const struct {
-    int32_t (*function)(int32_t);
-    int32_t argument;
-  } rows[] = {
-      {_qrtIntegerOfDate, 19000229}, {_qrtIntegerOfDate, 16001231}, {_qrtIntegerOfDate, 20001301},
-      {_qrtIntegerOfDate, 20000100}, {_qrtIntegerOfDate, -1},       {_qrtIntegerOfDate, 100000101},
-      {_qrtIntegerOfDay, 1999366},   {_qrtIntegerOfDay, 2000367},   {_qrtIntegerOfDay, 2000000},
-      {_qrtIntegerOfDay, 1600001},
+  const auto expect = [](auto function, const char* message, std::initializer_list<int32_t> arguments) {
+    for (const int32_t argument : arguments) {
+      const Ended ended = inChild([&] { function(argument); });
+      EXPECT_TRUE(ended.err.starts_with(message)) << argument << ended.err;
+    }
   };
-  for (const auto& row : rows) {
-    const Ended ended = inChild([&] { row.function(row.argument); });
-    const char* const message = row.function == _qrtIntegerOfDay ? "QRT161S  FUNCTION INTEGER-OF-DAY:"
-                                                                 : "QRT160S  FUNCTION INTEGER-OF-DATE:";
-    EXPECT_TRUE(ended.err.starts_with(message)) << row.argument << ended.err;
-  }
+  expect(_qrtIntegerOfDate,
+         "QRT160S  FUNCTION INTEGER-OF-DATE:", {19000229, 16001231, 20001301, 20000100, -1, 100000101});
+  expect(_qrtIntegerOfDay, "QRT161S  FUNCTION INTEGER-OF-DAY:", {1999366, 2000367, 2000000, 1600001});
 }
 
 TEST(IntrinsicDates, CenturyWindowEndsOffsetYearsFromNow) {

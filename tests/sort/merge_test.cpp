@@ -47,7 +47,10 @@ struct BlockSource {
 
   explicit BlockSource(const Runs& entries)
       : runs(entries), blocks(entries.size()), positions(entries.size()) {
-    for (std::vector<uint32_t>& block : blocks) block.resize(2000);
+    size_t longest = 1;
+    for (const std::vector<Entry>& run : runs)
+      for (const Entry& entry : run) longest = std::max(longest, entry.size());
+    for (std::vector<uint32_t>& block : blocks) block.resize(5 * longest);
     current() = this;
   }
   static BlockSource*& current() {
@@ -87,6 +90,24 @@ TEST(Merge, YieldsTheEntriesOfAllBlocksInOrder) {
       }
     }
   }
+}
+
+TEST(Merge, TellsKeysApartThatDifferVeryLate) {
+  std::mt19937 random(14);
+  EngineRun run;
+  run.work->sizes.entryBound = 200000;
+  Runs runs(3);
+  for (uint32_t at = 0; at < 60; ++at) {
+    std::vector<uint32_t> fields(farthestDifference + 8, 7);
+    fields[farthestDifference - 4 + random() % 12] = random() % 4;
+    runs[random() % 3].push_back(makeEntry(fields, at));
+  }
+  for (std::vector<Entry>& entries : runs) std::sort(entries.begin(), entries.end(), isBelow);
+  BlockSource source(runs);
+  run.work->nextBlock = BlockSource::next;
+  OutputRange output{};
+  ASSERT_EQ(SingleMerge(*run.session, 0, 3, output), 0);
+  EXPECT_EQ(run.delivered, sortedEntries(runs));
 }
 
 // Stores a run like an input phase does.

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "qrtrlib.h"
+#include "sort/engine/file_service.h"
 #include "sort/engine/options.h"
 
 namespace qrt::sort::bridge {
@@ -80,6 +81,8 @@ struct ExitState {
   int32_t column = 0;
   int32_t recordLength = 0;  // longest record of the file that is scanned
   int32_t targetLength = 0;
+  bool holdsEndOfText = false;  // a 0x1A that is data if anything follows
+  int32_t pendingLength = -1;   // of the record whose length has been taken, -1 for none
 };
 
 // What a statement passes.
@@ -101,11 +104,14 @@ struct Context {
   bool primaryPass = false;
   RecordKind inputKind = RecordKind::unset, outputKind = RecordKind::unset;
   ExitState exit;
+  FileService service{};
   // Where file 0 of the engine's run lies in the tables.
   int32_t inputBase = 0, outputBase = 0;
   FileTable inputs, outputs;
+  FileEntry padded;  // the copy of an input that is being made
   bool trace = false;
   const QrtRunUnitRecord* owner = nullptr;
+  Context* outer = nullptr;  // a sort that was ended from inside of its own file routine, and isn't back yet
 };
 
 // The sort in progress; null for none. There is one in a process.
@@ -121,7 +127,8 @@ bool isTracing();
 
 // ---- Keys
 
-// National keys become unsigned shorts, one for each character, in the list itself; false without memory.
+// National keys become unsigned shorts, one for each character, in the list itself. False without memory: the
+// list is then as it was.
 bool rewriteNationalKeys(QrtSortKeyList& keys);
 
 // The first thing that is wrong with the keys, or none.
@@ -148,16 +155,20 @@ std::string_view organizationWord(const FileEntry& entry);
 std::string_view nameOf(const QrtFcb& file);
 
 // OPEN and CLOSE of a file of the program; false with another status than success.
-bool openFile(const Context& context, QrtFcb& file, uint16_t mode);
-bool closeFile(const Context& context, QrtFcb& file, bool primaryInput);
+bool openFile(QrtProgramEntry* program, QrtFcb& file, uint16_t mode);
+bool closeFile(QrtProgramEntry* program, QrtFcb& file, bool primaryInput);
+
+// Creates or empties the file; false with another status than success.
+bool emptyFile(QrtProgramEntry* program, QrtFcb& file);
 
 // A file of this room's own in the temporary directory, with the record form of the SD; none or a failure.
 int32_t makeTemporaryFile(const Context& context, FileEntry& entry, int32_t index, uint8_t organization);
 void freeTables(Context& context);
 
-// Deletes the temporary files at once; their blocks stay.
+// Deletes the files that the run made or was handed at once; their blocks stay.
 void deleteTemporaryFiles(Context& context);
 
+// The service for engine runs of the context, from now to their end.
 void offerFiles(Context& context);
 void withdrawFiles();
 

@@ -12,6 +12,7 @@
 #include "sort/bridge/context.h"
 #include "sort/bridge/option_text.h"
 #include "sort/engine/lumasift.h"
+#include "sort/engine/session.h"
 
 namespace qrt::sort::bridge {
 
@@ -19,7 +20,8 @@ Context* current;
 
 namespace {
 
-constexpr int32_t noTemporarySpace = 40;  // a return code of the engine
+constexpr int32_t noTemporarySpace = 40;    // a return code of the engine
+constexpr int32_t longestPlainLine = 4096;  // of text that comes without a length
 
 // A list of one buffer, as the engine takes it; empty for a null address.
 struct BufferList {
@@ -99,7 +101,8 @@ bool isShort(const Context& context, const QrtFcb& file) {
 
 int32_t checkInput(Context& context, QrtFcb* file) {
   const QrtSortRecordSpec& record = context.request.record;
-  if (!openFile(context, *file, QRT_OPEN_INPUT) || !closeFile(context, *file, true)) return inputNotOpened;
+  QrtProgramEntry* const program = context.request.program;
+  if (!openFile(program, *file, QRT_OPEN_INPUT) || !closeFile(program, *file, true)) return inputNotOpened;
   context.inputs.entries[context.inputs.count++] = {.callers = true, .file = file};
   const QrtFileDescription& description = *file->description;
   if (description.maxRecord > lengthOf(record.maxLength) || description.maxRecord < description.minRecord ||
@@ -109,10 +112,6 @@ int32_t checkInput(Context& context, QrtFcb* file) {
   return pad && context.request.temporaryDirectory == nullptr ? temporaryDirectoryNeeded : none;
 }
 
-int32_t emptyFile(const Context& context, QrtFcb& file) {
-  return openFile(context, file, QRT_OPEN_OUTPUT) && closeFile(context, file, false) ? none : outputNotOpened;
-}
-
 // A file whose records the primary run can't write.
 bool needsCopy(const Context& context, const QrtFcb& file) {
   return (context.request.record.form == QRT_SORT_VARIABLE && isFixed(file)) || isUsing(context, &file);
@@ -120,8 +119,7 @@ bool needsCopy(const Context& context, const QrtFcb& file) {
 
 int32_t checkOutput(Context& context, QrtFcb* file) {
   const QrtSortRecordSpec& record = context.request.record;
-  if (!isUsing(context, file))
-    if (const int32_t failure = emptyFile(context, *file); failure != none) return failure;
+  if (!isUsing(context, file) && !emptyFile(context.request.program, *file)) return outputNotOpened;
   context.outputs.entries[context.outputs.count++] = {.callers = true, .file = file};
   const QrtFileDescription& description = *file->description;
   if (description.maxRecord < description.minRecord || (isFixed(*file) && record.form == QRT_SORT_VARIABLE &&
@@ -184,7 +182,7 @@ int32_t padCopy(Context& context, int32_t index) {
   const QrtFcb& file = *entry.file;
   const auto maxLength = static_cast<int32_t>(file.description->maxRecord);
   const int32_t target = context.request.record.minLength;
-  FileEntry padded;
+  FileEntry& padded = context.padded;
   if (const int32_t failure = makeTemporaryFile(context, padded, index, QRT_ORGANIZATION_SEQUENTIAL);
       failure != none)
     return failure;
@@ -214,7 +212,7 @@ int32_t padCopy(Context& context, int32_t index) {
     if (code > 0) failure = code == noTemporarySpace ? code : padCopyFailed + code;
   }
   context.inputBase = 0;
-  entry = padded;
+  entry = std::exchange(padded, {});
   return failure;
 }
 
@@ -281,8 +279,7 @@ int32_t outputCopy(Context& context, int32_t index) {
   const FileEntry &from = context.outputs.entries[0], &to = context.outputs.entries[index];
   const QrtFcb &source = *from.file, &target = *to.file;
   const QrtSortRecordSpec& record = context.request.record;
-  if (isUsing(context, to.file))
-    if (const int32_t failure = emptyFile(context, *to.file); failure != none) return failure;
+  if (isUsing(context, to.file) && !emptyFile(context.request.program, *to.file)) return outputNotOpened;
 
   const auto sourceLength = static_cast<int32_t>(source.description->maxRecord);
   const auto targetLength = static_cast<int32_t>(target.description->maxRecord);
@@ -293,6 +290,8 @@ int32_t outputCopy(Context& context, int32_t index) {
   addName(text, nameOf(target));
   if (isLineSequential(source)) {
     context.inputKind = RecordKind::line;
+    const int32_t longest = std::max(sourceLength, targetLength) + 1;  // a carriage return counts
+    if (longest > longestPlainLine) text << " -z " << longest;
   } else {
     context.inputKind = prefixed ? RecordKind::prefixed : RecordKind::fixed;
     text << " -x 'format" << (prefixed ? " rlength4" : "");
@@ -360,6 +359,7 @@ int32_t run(const Request& request) {
   context.request = request;
   context.trace = isTracing();
   context.owner = _qrtRuncom;
+  context.outer = current;
   current = &context;
   traceStart(context);
   int32_t failure = runs(context);
@@ -368,7 +368,7 @@ int32_t run(const Request& request) {
     printf(failure == none ? "Lumasift return to caller with rc=%d\n"
                            : "Returned from Lumasift_Lite with rc=%d\n",
            static_cast<int>(failure));
-  current = nullptr;
+  current = context.outer;
   deleteTemporaryFiles(context);
   freeTables(context);
   _qrtCheckFree(context.exit.buffer);
@@ -380,7 +380,15 @@ bool cleanUp() {
   if (isTracing()) printf("*** sortmerge trace (version %s) ***\nfunction=CLEANUP\n", "2.1");
   if (current == nullptr) return false;
   current->ended = true;
-  if (current->inEngine) endSessions(endedFromOutside, nullptr);
+  if (current->inEngine) {
+    endSessions(endedFromOutside, nullptr);
+    // The run unit may end here, and the engine never come back.
+    forEachSession(
+        [](SortSession* session, void*) {
+          if (session->run->removeFiles != nullptr) session->run->removeFiles(*session);
+        },
+        nullptr);
+  }
   deleteTemporaryFiles(*current);
   return true;
 }

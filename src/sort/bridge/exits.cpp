@@ -8,7 +8,7 @@
 namespace qrt::sort::bridge {
 namespace {
 
-constexpr int32_t goOn = 0, atEnd = 2;
+constexpr int32_t goOn = 0, failed = 1, atEnd = 2;
 constexpr uint8_t carriageReturn = '\r', lineFeed = '\n', endOfText = 0x1A;
 constexpr int32_t prefixLength = 4;
 
@@ -80,14 +80,24 @@ int32_t recordLengthAt(const uint8_t* prefix) {
 int32_t lineSequentialScan(BufferRow* to, BufferRow* from) {
   ExitState& scan = current->exit;
   Output output{scan.buffer, scanBufferSize};
+  const bool ended = from->length == 0;
+  if (scan.holdsEndOfText) {
+    scan.holdsEndOfText = false;
+    if (ended)
+      --scan.column;
+    else
+      output.put(endOfText);
+  }
   from->used = 0;
   while (!output.isFull() && from->used < from->length)
     from->used += step(scan, from->address[from->used], output);
   // A last line without an end is finished all the same.
-  const bool ended = from->length == 0;
   while (ended && !output.isFull() && (scan.column > 0 || scan.scanState != copying))
     step(scan, lineFeed, output);
-  if (output.used > 0 && output.start[output.used - 1] == endOfText) --output.used;
+  if (output.used > 0 && output.start[output.used - 1] == endOfText) {
+    --output.used;
+    scan.holdsEndOfText = true;
+  }
   handOver(*to, output);
   return ended && output.used == 0 ? atEnd : goOn;
 }
@@ -96,16 +106,28 @@ int32_t binaryPad(BufferRow* to, BufferRow* from) {
   ExitState& pad = current->exit;
   Output output{pad.buffer, padBufferSize};
   const int32_t target = pad.targetLength;
+  if (target > output.size) return failed;
   from->used = 0;
-  while (from->length - from->used >= prefixLength && output.size - output.used >= target) {
-    const uint8_t* record = from->address + from->used;
-    const int32_t length = recordLengthAt(record);
-    if (length < prefixLength || length > from->length - from->used) break;
-    const int32_t moved = std::min(length - prefixLength, target);
-    memcpy(output.start + output.used, record + prefixLength, static_cast<size_t>(moved));
+  while (output.size - output.used >= target) {
+    const uint8_t* next = from->address + from->used;
+    const int32_t left = from->length - from->used;
+    // The length is taken by itself: the engine keeps no more of a record than the target length for the next
+    // call.
+    if (pad.pendingLength < 0) {
+      if (left < prefixLength) break;
+      pad.pendingLength = recordLengthAt(next) - prefixLength;
+      if (pad.pendingLength < 0) return failed;
+      from->used += prefixLength;
+      continue;
+    }
+    const int32_t length = pad.pendingLength;
+    if (length > left) break;
+    const int32_t moved = std::min(length, target);
+    memcpy(output.start + output.used, next, static_cast<size_t>(moved));
     memset(output.start + output.used + moved, ' ', static_cast<size_t>(target - moved));
     output.used += target;
     from->used += length;
+    pad.pendingLength = -1;
   }
   handOver(*to, output);
   return from->length == 0 ? atEnd : goOn;

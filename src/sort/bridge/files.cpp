@@ -75,17 +75,20 @@ void countRelative(FileEntry& entry) {
 
 bool openEntry(void* service, int32_t number, Direction direction) {
   auto& context = *static_cast<Context*>(service);
+  if (context.ended) return false;
   FileEntry& entry = entryOf(context, number, direction);
   entry.relativeCounter = 0;
   if (!entry.callers) return openText(*entry.file, direction);
-  return openFile(context, *entry.file, direction == Direction::input ? QRT_OPEN_INPUT : QRT_OPEN_OUTPUT);
+  return openFile(context.request.program, *entry.file,
+                  direction == Direction::input ? QRT_OPEN_INPUT : QRT_OPEN_OUTPUT);
 }
 
 bool closeEntry(void* service, int32_t number, Direction direction) {
   auto& context = *static_cast<Context*>(service);
   FileEntry& entry = entryOf(context, number, direction);
   if (!entry.callers) return closeText(*entry.file);
-  return closeFile(context, *entry.file, context.primaryPass && direction == Direction::input);
+  return closeFile(context.request.program, *entry.file,
+                   context.primaryPass && direction == Direction::input);
 }
 
 // The next record of the file, `length` bytes in the record area; -1 at the end, -2 for a failure.
@@ -106,6 +109,7 @@ int32_t readCallersRecord(Context& context, FileEntry& entry) {
 
 ServiceRead readEntry(void* service, int32_t number, std::span<uint8_t> room) {
   auto& context = *static_cast<Context*>(service);
+  if (context.ended) return {ServiceRead::failure, 0};
   FileEntry& entry = entryOf(context, number, Direction::input);
   const int32_t prefix = context.inputKind == RecordKind::prefixed ? prefixLength : 0;
   uint8_t* const data = room.data() + prefix;
@@ -137,6 +141,7 @@ ServiceRead readEntry(void* service, int32_t number, std::span<uint8_t> room) {
 
 bool writeEntry(void* service, int32_t number, std::span<const uint8_t> record) {
   auto& context = *static_cast<Context*>(service);
+  if (context.ended) return false;
   FileEntry& entry = entryOf(context, number, Direction::output);
   if (context.outputKind == RecordKind::prefixed) record = record.subspan(prefixLength);
   if (context.outputKind == RecordKind::line) {
@@ -156,8 +161,6 @@ bool writeEntry(void* service, int32_t number, std::span<const uint8_t> record) 
   return succeeded(file);
 }
 
-FileService service = {nullptr, openEntry, closeEntry, readEntry, writeEntry};
-
 void freeTable(FileTable& table) {
   for (int32_t index = 0; index < table.count; ++index)
     if (FileEntry& entry = table.entries[index]; !entry.callers) _qrtCheckFree(entry.file);
@@ -165,14 +168,15 @@ void freeTable(FileTable& table) {
   table = {};
 }
 
+void deleteFile(FileEntry& entry) {
+  if (!entry.deleteAtEnd) return;
+  closeText(*entry.file);
+  platform::removeFile(entry.file->fileName);
+  entry.deleteAtEnd = false;
+}
+
 void deleteFilesOf(FileTable& table) {
-  for (int32_t index = 0; index < table.count; ++index) {
-    FileEntry& entry = table.entries[index];
-    if (!entry.deleteAtEnd) continue;
-    closeText(*entry.file);
-    platform::removeFile(entry.file->fileName);
-    entry.deleteAtEnd = false;
-  }
+  for (int32_t index = 0; index < table.count; ++index) deleteFile(table.entries[index]);
 }
 
 }  // namespace
@@ -197,16 +201,20 @@ std::string_view nameOf(const QrtFcb& file) {
   return {description->assignName, strnlen(description->assignName, description->assignLength)};
 }
 
-bool openFile(const Context& context, QrtFcb& file, uint16_t mode) {
+bool openFile(QrtProgramEntry* program, QrtFcb& file, uint16_t mode) {
   file.openRequest = mode | (mode == QRT_OPEN_INPUT ? QRT_OPEN_CAN_READ : QRT_OPEN_CAN_WRITE);
-  file.openRoutine(&file, context.request.program);
+  file.openRoutine(&file, program);
   return succeeded(file);
 }
 
-bool closeFile(const Context& context, QrtFcb& file, bool primaryInput) {
+bool closeFile(QrtProgramEntry* program, QrtFcb& file, bool primaryInput) {
   (primaryInput ? file.closeFlags : file.openRequest) = closeWord;
-  file.closeRoutine(&file, context.request.program);
+  file.closeRoutine(&file, program);
   return succeeded(file);
+}
+
+bool emptyFile(QrtProgramEntry* program, QrtFcb& file) {
+  return openFile(program, file, QRT_OPEN_OUTPUT) && closeFile(program, file, false);
 }
 
 int32_t makeTemporaryFile(const Context& context, FileEntry& entry, int32_t index, uint8_t organization) {
@@ -235,13 +243,15 @@ void freeTables(Context& context) {
 }
 
 void deleteTemporaryFiles(Context& context) {
+  deleteFile(context.padded);
   deleteFilesOf(context.inputs);
   deleteFilesOf(context.outputs);
+  if (context.request.input.fileName != nullptr) platform::removeFile(context.request.input.fileName);
 }
 
 void offerFiles(Context& context) {
-  service.context = &context;
-  offerFileService(&service);
+  context.service = {&context, openEntry, closeEntry, readEntry, writeEntry};
+  offerFileService(&context.service);
 }
 
 void withdrawFiles() {

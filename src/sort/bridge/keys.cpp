@@ -60,13 +60,34 @@ struct SpareNode {
 };
 static_assert(sizeof(SpareNode) == 24);
 
+bool isNational(const QrtSortKeySpec& key) {
+  return key.type == QRT_SORT_KEY_NATIONAL && key.length >= 2 && key.length % 2 == 0;
+}
+
+int32_t extraNodesOf(const QrtSortKeyList& keys) {
+  int32_t extra = 0;
+  for (const QrtSortKeySpec* key = keys.first; key != nullptr; key = key->next)
+    if (isNational(*key)) extra += key->length / 2 - 1;
+  return extra;
+}
+
+// At least `count` spare nodes.
+bool reserveNodes(int32_t count) {
+  auto* spare = static_cast<SpareNode*>(_qrtRuncom->sortBlocks);
+  for (const SpareNode* node = spare; node != nullptr; node = node->next) --count;
+  for (; count > 0; --count) {
+    auto* made = static_cast<SpareNode*>(_qrtCheckMalloc(sizeof(SpareNode)));
+    if (made == nullptr) return false;
+    made->next = spare;
+    _qrtRuncom->sortBlocks = spare = made;
+  }
+  return true;
+}
+
 QrtSortKeySpec* takeNode() {
   auto* spare = static_cast<SpareNode*>(_qrtRuncom->sortBlocks);
-  if (spare != nullptr)
-    _qrtRuncom->sortBlocks = spare->next;
-  else
-    spare = static_cast<SpareNode*>(_qrtCheckMalloc(sizeof(SpareNode)));
-  return spare != nullptr ? &spare->key : nullptr;
+  _qrtRuncom->sortBlocks = spare->next;
+  return &spare->key;
 }
 
 }  // namespace
@@ -78,14 +99,14 @@ const KeyType* findKeyType(int32_t type) {
 }
 
 bool rewriteNationalKeys(QrtSortKeyList& keys) {
+  if (const int32_t extra = extraNodesOf(keys); extra > 0 && !reserveNodes(extra)) return false;
   for (QrtSortKeySpec* key = keys.first; key != nullptr; key = key->next) {
-    if (key->type != QRT_SORT_KEY_NATIONAL || key->length < 2 || key->length % 2 != 0) continue;
+    if (!isNational(*key)) continue;
     const int32_t characters = key->length / 2;
     key->type = QRT_SORT_KEY_USHORT;
     key->length = 2;
     for (int32_t character = 1; character < characters; ++character) {
       QrtSortKeySpec* node = takeNode();
-      if (node == nullptr) return false;
       *node = *key;
       node->offset += 2;
       key->next = node;

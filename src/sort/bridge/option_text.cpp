@@ -5,11 +5,10 @@
 #include <cstring>
 
 #include "sort/bridge/keys.h"
+#include "sort/engine/words.h"
 
 namespace qrt::sort::bridge {
 namespace {
-
-constexpr int32_t longestBin = 4095;
 
 // A key's place in the format.
 struct KeySlot {
@@ -109,8 +108,18 @@ Text& Text::operator<<(int32_t number) {
 }
 
 Text& addName(Text& text, std::string_view name) {
-  const std::string_view quote = name.find_first_of(" \t") != std::string_view::npos ? "'" : "";
-  return text << quote << name << quote;
+  if (name.starts_with('-')) text << "./";
+  for (size_t at = 0; at < name.size(); ++at) {
+    const std::string_view character = name.substr(at, 1);
+    const bool beforeBlank = at + 1 < name.size() && isBlank(name[at + 1]);
+    if (isBlank(name[at]))
+      text << "'" << character << "'";
+    else if (character == "'" || character == "\"")
+      text << "\\" << character;
+    else
+      text << (character == "\\" && beforeBlank ? "/" : character);
+  }
+  return text;
 }
 
 int32_t addBinFields(Text& text, int32_t length) {
@@ -151,13 +160,13 @@ void addTraceOptions(Text& text, bool trace) {
   if (trace) text << " -x 'msg errmsg'  -x 'trace sortrace' ";
 }
 
-void addFitted(Text& text, int32_t field, int32_t sourceLength, int32_t targetLength,
-               std::string_view ending) {
+void addFitted(Text& text, int32_t field, int32_t sourceLength, int32_t targetLength, std::string_view ending,
+               int32_t fieldLength) {
   text << " -x 'reformat " << field;
   if (targetLength < sourceLength) {
     const int32_t last = targetLength - 1;
     text << ",";
-    text << field + last / longestBin << "." << last % longestBin + 1;
+    text << field + last / fieldLength << "." << last % fieldLength + 1;
   } else if (targetLength > sourceLength) {
     text << " " << targetLength - sourceLength << R"(*" ")";
   }
@@ -196,7 +205,7 @@ Copy copyOf(const QrtFcb& source, const QrtFcb& target, const QrtSortRecordSpec&
   }
   if (toText) return {RecordKind::line, CopyExit::none};
   if (!isFixed(target)) return {RecordKind::prefixed, CopyExit::none};
-  const bool asItIs = !fromText && !isFixed(source) && maxLengthOf(source) == maxLengthOf(target);
+  const bool asItIs = !fromText && !isFixed(source) && record.maxLength == maxLengthOf(target);
   return {asItIs ? RecordKind::prefixed : RecordKind::fixed, CopyExit::none};
 }
 
@@ -205,8 +214,10 @@ void addCopyReformat(Text& text, const QrtFcb& source, const QrtFcb& target, con
   const bool fromText = isLineSequential(source), toText = isLineSequential(target);
   const std::string_view ending = toText ? lineEnd : "";
   if (record.form == QRT_SORT_FIXED && isFixed(target)) {
-    if (maxLengthOf(source) != maxLengthOf(target) || fromText != toText)
-      addFitted(text, field, maxLengthOf(source), maxLengthOf(target), ending);
+    // Records of a variable-form file have the length of the SD, whatever room the file has for them.
+    const int32_t sourceLength = isFixed(source) ? maxLengthOf(source) : record.maxLength;
+    if (sourceLength != maxLengthOf(target) || fromText != toText)
+      addFitted(text, field, sourceLength, maxLengthOf(target), ending, fromText ? sourceLength : longestBin);
     return;
   }
   if (isFixed(target)) {  // an exit brings the records to their length

@@ -27,7 +27,7 @@ class Text {
   bool outOfMemory = false;
 };
 
-// A file name as a word of the text.
+// A file name as a word of the text: quotes, blanks and a hyphen at its front mean nothing else there.
 Text& addName(Text& text, std::string_view name);
 
 // "bin" fields that cover `length` bytes; returns how many.
@@ -42,9 +42,10 @@ void addOrganizations(Text& text, std::string_view option, const FileEntry* entr
 void addTraceOptions(Text& text, bool trace);
 
 // `-x 'reformat FIELD` with blanks up to a longer target, an end before a shorter one, and constants behind
-// it.
-void addFitted(Text& text, int32_t field, int32_t sourceLength, int32_t targetLength,
-               std::string_view ending);
+// it. Fields are of `fieldLength` bytes.
+constexpr int32_t longestBin = 4095;
+void addFitted(Text& text, int32_t field, int32_t sourceLength, int32_t targetLength, std::string_view ending,
+               int32_t fieldLength = longestBin);
 
 // The reformat of the primary run, and the kind in which records then come out.
 RecordKind addPrimaryReformat(Text& text, const Context& context, bool textInput);

@@ -72,18 +72,17 @@ bool hasFiles(const QrtSortFileList* list) {
   return list != nullptr && list->count != 0;
 }
 
-Request requestOf(int32_t function, const QrtSortRegisters* registers) {
-  const QrtSortState& now = state();
-  const std::string_view control = now.controlFile != nullptr ? now.controlFile : "";
+Request requestOf(int32_t function, const QrtSortRegisters& registers, const QrtSortState& given) {
+  const std::string_view control = given.controlFile != nullptr ? given.controlFile : "";
   return {.function = function,
-          .record = *now.record,
-          .keys = now.keys,
-          .collatingTable = now.collatingTable,
+          .record = *given.record,
+          .keys = given.keys,
+          .collatingTable = given.collatingTable,
           .controlFile = control.substr(0, control.find(' ')),
           .input = {},
           .output = {},
           .temporaryDirectory = _qrtRuncom->tempDirectory,
-          .program = registers->program};
+          .program = registers.program};
 }
 
 // One sort at a time in a run unit.
@@ -110,17 +109,30 @@ void finish(const QrtSortRegisters& registers, int32_t failure) {
 
 // ---- Start
 
-bool prepareHandOver() {
+// The state for RELEASE and RETURN, with what was passed; false without memory.
+bool prepareHandOver(const QrtSortState& given) {
   QrtSortState& now = state();
   if (now.recordBuffer == nullptr)
     now.recordBuffer = static_cast<uint8_t*>(_qrtCheckMalloc(recordBufferSize));
-  if (now.fileName == nullptr) now.fileName = static_cast<char*>(_qrtCheckMalloc(sizeof(WorkFile)));
+  if (now.fileName == nullptr) {
+    now.fileName = static_cast<char*>(_qrtCheckMalloc(sizeof(WorkFile)));
+    if (now.fileName != nullptr) *now.fileName = 0;
+  }
   if (now.recordBuffer == nullptr || now.fileName == nullptr) return false;
   removeWorkFile();  // of a statement that was left in the middle
-  *now.fileName = 0;
-  now.bufferSize = recordBufferSize;
-  now.cursor = now.recordBuffer;
-  now.position = 0;
+  now = {.fileName = now.fileName,
+         .bufferSize = recordBufferSize,
+         .recordBuffer = now.recordBuffer,
+         .cursor = now.recordBuffer,
+         .position = 0,
+         .fileOffset = 0,
+         .record = given.record,
+         .keys = given.keys,
+         .usingFiles = given.usingFiles,
+         .givingFiles = given.givingFiles,
+         .collatingTable = given.collatingTable,
+         .controlFile = given.controlFile,
+         .coreSize = given.coreSize};
   moveTo(0);
   return true;
 }
@@ -142,16 +154,16 @@ void leaveNothing() {
   state().position = 0;
 }
 
-int32_t start(int32_t function, const QrtSortRegisters* registers) {
-  const QrtSortState& now = state();
-  Request request = requestOf(function, registers);
-  if (!hasFiles(now.usingFiles)) return prepareHandOver() ? none : noMemoryForTable;
-  request.input = filesOf(now.usingFiles);
-  if (hasFiles(now.givingFiles)) {
-    request.output = filesOf(now.givingFiles);
+int32_t start(int32_t function, const QrtSortRegisters& registers, const QrtSortState& given) {
+  Request request = requestOf(function, registers, given);
+  if (hasFiles(given.usingFiles)) request.input = filesOf(given.usingFiles);
+  // Such a statement may stand in the INPUT or OUTPUT PROCEDURE of another, whose state stays.
+  if (hasFiles(given.usingFiles) && hasFiles(given.givingFiles)) {
+    request.output = filesOf(given.givingFiles);
     return runAlone(request);
   }
-  if (!prepareHandOver()) return noMemoryForTable;
+  if (!prepareHandOver(given)) return noMemoryForTable;
+  if (!hasFiles(given.usingFiles)) return none;
   const int32_t failure = sortToWorkFile(request);
   if (failure != none) leaveNothing();
   return failure;
@@ -159,22 +171,14 @@ int32_t start(int32_t function, const QrtSortRegisters* registers) {
 
 // ---- End of the INPUT PROCEDURE
 
-int32_t emptyFirstOutput(const QrtSortRegisters& registers) {
-  QrtFcb& file = *state().givingFiles->files[0];
-  file.openRequest = QRT_OPEN_OUTPUT | QRT_OPEN_CAN_WRITE;
-  file.openRoutine(&file, registers.program);
-  if (file.status >= 10) return outputNotOpened;
-  file.closeRoutine(&file, registers.program);
-  return file.status < 10 ? none : outputNotOpened;
-}
-
-int32_t sortReleased(const QrtSortRegisters* registers) {
+int32_t sortReleased(const QrtSortRegisters& registers) {
   QrtSortState& now = state();
   if (now.recordBuffer == nullptr || now.record == nullptr) return noInput;
   const bool toFiles = hasFiles(now.givingFiles);
-  if (!isNamed() && now.position == 0) return toFiles ? emptyFirstOutput(*registers) : none;
+  if (!isNamed() && now.position == 0)
+    return !toFiles || emptyFile(registers.program, *now.givingFiles->files[0]) ? none : outputNotOpened;
 
-  Request request = requestOf(QRT_SORT_START, registers);
+  Request request = requestOf(QRT_SORT_START, registers, now);
   request.input = {.bufferLength = now.position, .buffer = now.position != 0 ? now.recordBuffer : nullptr};
   char spillFile[fileNameSize] = "";
   if (isNamed()) {
@@ -263,10 +267,12 @@ int32_t dataLengthAt(const uint8_t* prefix) {
   return length - prefixLength;
 }
 
-bool liesWhole(const uint8_t* next, int32_t left) {
-  if (left == 0) return true;  // the block is used up
+// Whether a whole record lies at `next`, in `left` bytes; of a variable form, one with `leastData` bytes.
+bool liesWhole(const uint8_t* next, int32_t left, int32_t leastData) {
   if (!isVariable()) return left >= state().record->maxLength;
-  return left > prefixLength && left - prefixLength >= dataLengthAt(next);
+  if (left < prefixLength + leastData) return false;
+  const int32_t length = dataLengthAt(next);
+  return length >= 0 && left - prefixLength >= length;
 }
 
 }  // namespace
@@ -283,19 +289,19 @@ void sortMerge(int32_t function, const QrtSortRegisters* registers, const QrtSor
       return;
     case QRT_SORT_START:
     case QRT_MERGE_START: {
-      QrtSortState& now = state();
-      now.record = record;
-      now.keys = keys;
-      now.usingFiles = usingFiles;
-      now.givingFiles = givingFiles;
-      now.collatingTable = collatingTable;
-      now.controlFile = controlFile;
-      now.coreSize = registers->coreSize;
-      failure = rewriteNationalKeys(*keys) ? start(function, registers) : noMemoryForTable;
+      QrtSortState given{};
+      given.record = record;
+      given.keys = keys;
+      given.usingFiles = usingFiles;
+      given.givingFiles = givingFiles;
+      given.collatingTable = collatingTable;
+      given.controlFile = controlFile;
+      given.coreSize = registers->coreSize;
+      failure = rewriteNationalKeys(*keys) ? start(function, *registers, given) : noMemoryForTable;
       break;
     }
     case QRT_SORT_RELEASED:
-      failure = sortReleased(registers);
+      failure = sortReleased(*registers);
       break;
     case QRT_SORT_REFUSED:
       failure = unknownFunction;
@@ -324,6 +330,14 @@ void returnRecord(int32_t* length, uint8_t* record, int16_t* atEnd) {
     return;
   }
   const uint8_t* data = now.cursor;
+  // A work file that was cut short, or records beyond the buffer.
+  const int32_t left = now.bufferSize - now.position;
+  if (left <= 0 || !liesWhole(data, left, 0)) {
+    _qrtRuncom->sortErrno = readError;
+    leaveNothing();
+    *atEnd = 1;
+    return;
+  }
   *length = now.record->maxLength;
   if (isVariable()) {
     *length = dataLengthAt(data);
@@ -332,7 +346,8 @@ void returnRecord(int32_t* length, uint8_t* record, int16_t* atEnd) {
   memcpy(record, data, static_cast<size_t>(*length));
   now.cursor = const_cast<uint8_t*>(data) + *length;
   now.position = static_cast<int32_t>(now.cursor - now.recordBuffer);
-  if (isNamed() && !liesWhole(now.cursor, now.bufferSize - now.position)) {
+  const int32_t rest = now.bufferSize - now.position;
+  if (isNamed() && rest > 0 && !liesWhole(now.cursor, rest, 1)) {
     moveTo(workFile().offset + static_cast<uint64_t>(now.position) - static_cast<uint64_t>(now.bufferSize));
     now.position = 0;
   }
@@ -348,6 +363,7 @@ void endRunUnit() {
   if (current != nullptr && current->owner == _qrtRuncom) {
     cleanUp();
     current = nullptr;  // its storage goes with the run unit
+    withdrawFiles();
   }
   removeWorkFile();
   _qrtCheckFree(now.fileName);

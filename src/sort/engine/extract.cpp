@@ -1,7 +1,11 @@
+// Extraction: each record of a block is scanned, filtered, and stored with its key.
 #include "sort/engine/extract.h"
 
 #include <string.h>
 
+#include <algorithm>
+
+#include "sort/engine/entry_copy.h"
 #include "sort/engine/filter.h"
 #include "sort/engine/keys.h"
 #include "sort/engine/main_functions.h"
@@ -14,124 +18,141 @@ namespace qrt::sort {
 namespace {
 
 constexpr uint32_t prefixSize = sizeof(uint32_t);
+constexpr int32_t bufferRanOut = 1000;  // internal error
 
 uint32_t lengthOf(const RecordState& records) {
   return static_cast<uint32_t>(records.end - records.begin);
 }
 
-// The record at `to`, reformatted or as it is; returns its length.
-uint32_t putRecord(const SortSession& session, uint8_t* to) {
+// The record at `to`, reformatted or as it is; returns its length. `limit` ends the room that may be
+// overwritten behind it.
+uint32_t putRecord(const SortSession& session, uint8_t* to, const uint8_t* limit) {
   if (session.options->reformat.count > 0) return reformatRecord(session, to);
   const RecordState& records = *session.work->records;
-  memcpy(to, records.begin, lengthOf(records));
-  return lengthOf(records);
+  const uint32_t length = lengthOf(records);
+  const ptrdiff_t wide = length + copySlack;
+  if (records.blockEnd - records.begin >= wide && limit - to >= wide)
+    copyWithSlack(to, records.begin, length);
+  else
+    memcpy(to, records.begin, length);
+  return length;
 }
 
-uint8_t* putPadding(uint8_t* to) {
-  while (reinterpret_cast<uintptr_t>(to) % sizeof(uint32_t) != 0) *to++ = 0;
-  return to;
+// Bytes of a record as it is stored, at most.
+uint32_t boundOf(const SortSession& session, uint32_t length) {
+  return session.options->reformat.count > 0 ? reformatBound(session, length) : length;
 }
 
-// Skipped records, and the end by stopaft.
-enum class Turn : uint8_t { skipped, taken, ended };
+// What becomes of a record.
+enum class Turn : uint8_t { skipped, filtered, taken, isFull, ended, failed };
 
-Turn turnOf(const SortSession& session, const InputRun& run) {
-  const SortOptions& options = *session.options;
-  RecordState& records = *session.work->records;
-  const int64_t base = options.mainFunction == MainFunction::check ? run.sequenceBase : 0;
-  if (run.sequence - base < options.skipCount) return Turn::skipped;
-  if (options.stopAfter >= 0 && records.considered >= options.stopAfter) return Turn::ended;
-  ++records.considered;
+Turn storeEntry(SortSession& session, InputRun& run, uint32_t length, int32_t& failure) {
+  SortBuffer& buffer = run.sortBuffer;
+  const MemorySizes& sizes = session.work->sizes;
+  const bool isCheck = session.options->mainFunction == MainFunction::check;
+  // The space that an entry costs at worst by the usual options, no more than the bound of all entries.
+  const int32_t usual = sizes.keyFactor * static_cast<int32_t>(length) + sizes.entryOverhead;
+  const auto left = static_cast<int32_t>(buffer.limit - buffer.cursor);
+  if (left < usual) return Turn::isFull;
+
+  auto* const entry = reinterpret_cast<SortEntry*>(buffer.cursor);
+  const auto record = static_cast<int32_t>(isCheck ? 0 : boundOf(session, length));
+  constexpr int32_t padding = 4, tableRow = 4;
+  const int32_t room = std::min(left - tableRow, sizes.entryBound) - record - padding;
+  const uint32_t key = session.work->records->createKey(
+      session, entry->key(), room - static_cast<int32_t>(sizeof(SortEntry)), run.sourceNumber, run.sequence);
+  if (key == 0) {
+    if (!isCheck && buffer.cursor != buffer.start) return Turn::isFull;
+    failure = internalError(bufferRanOut);
+    return Turn::failed;
+  }
+  entry->keyLength = key;
+  entry->recordLength = isCheck ? 0 : putRecord(session, entry->record(), buffer.limit);
+  if (isCheck) {
+    failure = checkEntry(session, run, entry);
+    return failure != 0 ? Turn::failed : Turn::taken;
+  }
+  memset(entry->record() + entry->recordLength, 0, padding);
+  if (buffer.tableTop != nullptr) buffer.push(static_cast<uint32_t>(entry->key() - buffer.start));
+  buffer.cursor += entry->size();
   return Turn::taken;
 }
 
-// The space that a record costs at worst.
-uint64_t spaceFor(const SortSession& session, uint32_t length) {
-  const MemorySizes& sizes = session.work->sizes;
-  uint64_t space =
-      static_cast<uint64_t>(sizes.keyFactor) * length + static_cast<uint64_t>(sizes.entryOverhead);
-  if (session.options->mainFunction != MainFunction::copy) return space;
-  if (session.options->reformat.count > 0) space = reformatBound(*session.options, length);
-  return space + (session.options->outputPrefix ? prefixSize : 0);
-}
-
-int32_t storeEntry(SortSession& session, InputRun& run, uint64_t space) {
-  SortBuffer& buffer = run.sortBuffer;
-  const SortOptions& options = *session.options;
-  const uint32_t length = lengthOf(*session.work->records);
-  const uint64_t record = options.reformat.count > 0 ? reformatBound(options, length) : length;
-  auto* const entry = reinterpret_cast<SortEntry*>(buffer.cursor);
-  entry->keyLength =
-      buildKey(session, entry->key(), static_cast<uint32_t>(space - record) - sizeof(SortEntry),
-               run.sourceNumber, run.sequence);
-  entry->recordLength = putRecord(session, entry->record());
-  uint8_t* const end = putPadding(entry->record() + entry->recordLength);
-  if (options.mainFunction == MainFunction::check) return checkEntry(session, run, entry);
-  if (buffer.tableTop != nullptr) buffer.push(static_cast<uint32_t>(entry->key() - buffer.start));
-  buffer.cursor = end;
-  return 0;
-}
-
-void storeBare(SortSession& session, SortBuffer& buffer) {
+// For copy, the record alone.
+Turn storeBare(SortSession& session, SortBuffer& buffer, uint32_t length) {
   const uint32_t prefix = session.options->outputPrefix ? prefixSize : 0;
-  const uint32_t length = putRecord(session, buffer.cursor + prefix);
-  if (prefix != 0) memcpy(buffer.cursor, &length, prefix);
-  buffer.cursor += prefix + length;
+  const int64_t needed = int64_t{boundOf(session, length)} + prefix;
+  if (buffer.limit - buffer.cursor < needed) return Turn::isFull;
+  // It may be the caller's buffer: nothing behind the record is touched.
+  uint8_t* const to = buffer.cursor + prefix;
+  const uint32_t stored = putRecord(session, to, to);
+  if (prefix != 0) memcpy(buffer.cursor, &stored, prefix);
+  buffer.cursor += prefix + stored;
   RunCounters& counters = session.run->counters;
-  counters.bytesWritten += length;
+  counters.bytesWritten += stored;
   ++counters.recordsWritten;
+  return Turn::taken;
+}
+
+// Where skipping and stopping count from: over the run, in a check over each source.
+int64_t countedFrom(const SortSession& session, const InputRun& run) {
+  return session.options->mainFunction == MainFunction::check ? run.sequenceBase : 0;
+}
+
+Turn takeTurn(SortSession& session, InputRun& run, uint32_t length, int32_t& failure) {
+  const SortOptions& options = *session.options;
+  RecordState& records = *session.work->records;
+  if (options.skipCount > 0 && run.sequence - countedFrom(session, run) < options.skipCount)
+    return Turn::skipped;
+  if (options.stopAfter >= 0 && records.considered >= options.stopAfter) return Turn::ended;
+  Turn turn = Turn::filtered;
+  if (options.conditions.count == 0 || !qsxFilterOut(session))
+    turn = options.mainFunction == MainFunction::copy ? storeBare(session, run.sortBuffer, length)
+                                                      : storeEntry(session, run, length, failure);
+  // A record that finds no room comes again.
+  if (options.stopAfter >= 0 && turn != Turn::isFull) ++records.considered;
+  return turn;
 }
 
 }  // namespace
 
-int32_t initExtract(SortSession& session) {
+int32_t InitExtract(SortSession& session) {
   int32_t failure = initRecords(session);
-  if (failure == 0) failure = initKeys(session);
+  if (failure == 0) failure = InitKeys(session);
+  if (failure == 0) initReformat(session);
   if (failure == 0 && session.options->conditions.count > 0) failure = initFilter(session);
   if (failure == 0 && session.options->sums.count > 0) failure = initSum(session);
   return failure;
 }
 
 Extracted Extract(SortSession& session, InputRun& run) {
-  const SortOptions& options = *session.options;
   RecordState& records = *session.work->records;
   RunCounters& counters = session.run->counters;
-  const bool isCopy = options.mainFunction == MainFunction::copy;
-  records.sourceName = run.currentSource >= 0 ? run.sources[run.currentSource].name : "input";
+  records.run = &run;
   for (;;) {
-    records.recordNumber = run.sequence - run.sequenceBase + 1;
-    switch (records.scan(session, run.cursor, run.limit)) {
-      case Scan::failed:
-        return {Extracted::hasEnded, session.returnCode.load()};
-      case Scan::needsMore:
-        return {Extracted::needsMore};
-      case Scan::record:
-        break;
-    }
+    const Scan scan = records.scan(session, run.cursor, run.limit);
+    if (scan == Scan::failed) return {Extracted::hasEnded, session.returnCode.load()};
+    if (scan == Scan::needsMore) return {Extracted::needsMore};
     const uint32_t length = lengthOf(records);
-    // A record that finds no room is scanned again: it must not count twice.
-    const uint64_t space = spaceFor(session, length);
-    if (static_cast<uint64_t>(run.sortBuffer.limit - run.sortBuffer.cursor) < space)
-      return {Extracted::isFull};
-    switch (turnOf(session, run)) {
+    int32_t failure = 0;
+    switch (takeTurn(session, run, length, failure)) {
+      case Turn::isFull:
+        return {Extracted::isFull};
       case Turn::ended:
         return {Extracted::hasEnded};
       case Turn::skipped:
         counters.bytesSkipped += length;
         ++counters.recordsSkipped;
         break;
+      case Turn::filtered:
+        counters.bytesFiltered += length;
+        ++counters.recordsFiltered;
+        break;
+      case Turn::failed:
+        return {Extracted::hasEnded, failure};
       case Turn::taken:
-        if (options.conditions.count > 0 && qsxFilterOut(session)) {
-          counters.bytesFiltered += length;
-          ++counters.recordsFiltered;
-          break;
-        }
         counters.bytesPassed += length;
         ++counters.recordsPassed;
-        if (isCopy)
-          storeBare(session, run.sortBuffer);
-        else if (const int32_t failure = storeEntry(session, run, space); failure != 0)
-          return {Extracted::hasEnded, failure};
         break;
     }
     ++run.sequence;

@@ -6,7 +6,7 @@
 namespace qrt::sort {
 
 // Scanner, keys, conditions and reformat of a run; 0 or a run's code.
-int32_t initExtract(SortSession& session);
+int32_t InitExtract(SortSession& session);
 
 struct Extracted {
   enum : uint8_t { needsMore, isFull, hasEnded } state;

@@ -3,12 +3,11 @@
 #include "sort/engine/filter.h"
 
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
-#include <compare>
-#include <iterator>
+#include <charconv>
+#include <limits>
 
 #include "sort/engine/keys.h"
 #include "sort/engine/messages.h"
@@ -76,22 +75,20 @@ Piece pieceOf(const SortSession& session, const Operand& operand) {
   return isText ? characterPiece(session, *operand.range) : plainPiece(session, *operand.range);
 }
 
-bool isFieldIn(const SortSession& session, const Operand& operand, const bool* flags) {
-  return operand.range != nullptr && operand.range->startField < session.options->format.count &&
-         flags[operand.range->startField];
-}
-
-bool isNull(const SortSession& session, const Operand& operand) {
-  return operand.isNullConstant() || isFieldIn(session, operand, session.work->records->isNull);
-}
-
 bool isAbsent(const SortSession& session, const Operand& operand) {
+  const SortOptions& options = *session.options;
+  return operand.range != nullptr && options.variableLength &&
+         !isPresent(options, *session.work->records, *operand.range);
+}
+
+// Whether an operand counts as null; beside `NULL` an indicator by itself does, by its value.
+bool isNull(const SortSession& session, const Operand& operand, bool besideNull) {
   const RecordState& records = *session.work->records;
-  if (operand.range == nullptr || !session.options->variableLength) return false;
-  if (isFieldIn(session, operand, records.isAbsent)) return true;
-  const SortKey& range = *operand.range;
-  return range.startByte != 0 &&
-         records.start[range.startField] + range.startByte > records.start[range.startField + 1];
+  if (operand.range == nullptr) return operand.isNullConstant();
+  const int32_t field = operand.range->startField;
+  if (besideNull && operand.type == FieldType::null && !isAbsent(session, operand))
+    return *records.start[field] == session.options->nullIndicator;
+  return records.isNull[field];
 }
 
 // ---- Bytes and bits
@@ -189,18 +186,33 @@ int64_t integerOf(const SortSession& session, const Operand& operand) {
   }
 }
 
-long double textValue(Piece piece) {
-  char text[64];
-  const size_t length = std::min<size_t>(piece.size(), sizeof(text) - 1);
-  size_t kept = 0;
-  for (size_t at = 0; at < length; ++at)
-    if (piece.first[at] != ',') text[kept++] = static_cast<char>(piece.first[at]);
-  text[kept] = 0;
-  return strtold(text, nullptr);
+// The value of a number as text, rounded to `Value`; 0 where there is none.
+template <typename Value>
+long double textValue(const RecordState& records, Piece piece, char* room) {
+  const auto isDigit = [](uint8_t byte) { return byte >= '0' && byte <= '9'; };
+  const uint8_t* at = piece.first;
+  char* to = room;
+  while (at < piece.end && isBlank(*at)) ++at;
+  const bool negative = at < piece.end && *at == '-';
+  if (at < piece.end && (negative || *at == '+')) ++at;
+  *to++ = '0';
+  for (; at < piece.end && (isDigit(*at) || *at == static_cast<uint8_t>(records.digitSeparator)); ++at)
+    if (isDigit(*at)) *to++ = static_cast<char>(*at);
+  if (at < piece.end && *at == static_cast<uint8_t>(records.decimalPoint)) {
+    *to++ = '.';
+    for (++at; at < piece.end && isDigit(*at); ++at) *to++ = static_cast<char>(*at);
+  }
+  Value value = 0;
+  if (std::from_chars(room, to, value, std::chars_format::fixed).ec == std::errc::result_out_of_range)
+    value = std::numeric_limits<Value>::infinity();
+  return negative ? -value : value;
 }
 
-long double floatOf(const SortSession& session, const Operand& operand) {
+// The value of an operand that is compared with one of type `other`.
+long double floatOf(const SortSession& session, const Operand& operand, FieldType other, uint8_t* room) {
+  const RecordState& records = *session.work->records;
   const Piece piece = pieceOf(session, operand);
+  auto* const digits = reinterpret_cast<char*>(room);
   if (operand.isFloatConstant() && !isFloat(operand.type)) return valueAt<double>(piece.first);
   switch (operand.type) {
     case FieldType::float32:
@@ -210,7 +222,9 @@ long double floatOf(const SortSession& session, const Operand& operand) {
     case FieldType::extended:
       return valueAt<long double>(piece.first);
     case FieldType::numericText:
-      return textValue(piece);
+      if (other == FieldType::float32) return textValue<float>(records, piece, digits);
+      if (other == FieldType::extended) return textValue<long double>(records, piece, digits);
+      return textValue<double>(records, piece, digits);
     default:
       return static_cast<long double>(integerOf(session, operand));
   }
@@ -230,41 +244,16 @@ Piece numericTextOf(const SortSession& session, const Operand& operand, uint8_t*
   return {room, room + numericTextForm({digits, static_cast<size_t>(length)}, '.', ',', room)};
 }
 
-// Digits of a packed number as pairs that end with the last digit, as those of other decimals do.
-size_t packedPairs(Piece piece, uint8_t* form) {
-  uint8_t pairs[256];
-  const uint32_t count = std::min<uint32_t>(piece.size(), 255);
-  uint8_t before = 0;
-  for (uint32_t at = 0; at < count; ++at) {
-    pairs[at] = static_cast<uint8_t>(before << 4 | piece.first[at] >> 4);
-    before = piece.first[at] & 0xF;
-  }
-  return decimalFormOfBytes(before == 0xB || before == 0xD, pairs, count, form);
-}
-
 Piece decimalOf(const SortSession& session, const Operand& operand, uint8_t* room) {
   const Piece piece = pieceOf(session, operand);
   if (operand.constant != nullptr) return piece;
-  const size_t length =
-      operand.type == FieldType::packed ? packedPairs(piece, room) : decimalFormOf(operand.type, piece, room);
-  return {room, room + length};
-}
-
-template <typename Bits>
-uint64_t hexadecimalBits(Piece piece) {
-  constexpr int fractionBits = 8 * sizeof(Bits) - 8;
-  uint64_t bits = 0;
-  for (uint32_t at = 0; at < sizeof(Bits); ++at) bits = bits << 8 | piece.first[at];
-  uint64_t fraction = bits & ((uint64_t{1} << fractionBits) - 1), head = bits >> fractionBits;
-  if (fraction == 0) return 0;
-  for (; fraction >> (fractionBits - 4) == 0 && (head & 0x7F) != 0; --head) fraction <<= 4;
-  return head << fractionBits | fraction;
+  return {room, room + decimalFormOf(operand.type, piece, room)};
 }
 
 uint64_t hexadecimalOf(const SortSession& session, const Operand& operand) {
-  const Piece piece = pieceOf(session, operand);
-  return operand.type == FieldType::kx70float ? hexadecimalBits<uint32_t>(piece)
-                                              : hexadecimalBits<uint64_t>(piece);
+  const uint8_t* const at = pieceOf(session, operand).first;
+  return operand.type == FieldType::kx70float ? normalizedHexadecimal<uint32_t>(at)
+                                              : normalizedHexadecimal<uint64_t>(at);
 }
 
 // ---- One condition
@@ -272,7 +261,8 @@ uint64_t hexadecimalOf(const SortSession& session, const Operand& operand) {
 Order compare(SortSession& session, const Operand& left, const Operand& right) {
   const RecordState& records = *session.work->records;
   if (session.options->binary) {
-    const bool leftNull = isNull(session, left), rightNull = isNull(session, right);
+    const bool leftNull = isNull(session, left, right.isNullConstant());
+    const bool rightNull = isNull(session, right, false);
     if (leftNull || rightNull) return orderOf(!leftNull, !rightNull);
     const bool leftAbsent = isAbsent(session, left), rightAbsent = isAbsent(session, right);
     if (leftAbsent || rightAbsent) return orderOf(!leftAbsent, !rightAbsent);
@@ -286,7 +276,8 @@ Order compare(SortSession& session, const Operand& left, const Operand& right) {
   if (left.type == FieldType::kx70float || left.type == FieldType::kx70double)
     return orderOf(hexadecimalOf(session, left), hexadecimalOf(session, right));
   if (isFloat(left.type) || isFloat(right.type) || right.isFloatConstant())
-    return orderOf(floatOf(session, left), floatOf(session, right));
+    return orderOf(floatOf(session, left, right.type, records.compared[0]),
+                   floatOf(session, right, left.type, records.compared[1]));
   if (left.type == FieldType::numericText || right.type == FieldType::numericText)
     return orderOfBytes(numericTextOf(session, left, records.compared[0]),
                         numericTextOf(session, right, records.compared[1]));

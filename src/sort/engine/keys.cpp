@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 
+#include "sort/engine/entry_copy.h"
 #include "sort/engine/messages.h"
 #include "sort/engine/number_forms.h"
 #include "sort/engine/work_state.h"
@@ -16,6 +17,7 @@ namespace {
 
 constexpr uint8_t present = 0x44;
 constexpr int32_t unknownKeyType = 1004;  // internal error
+constexpr int32_t terminators = 2;        // bytes behind an escaped body
 
 template <typename Rule>
 constexpr auto tableOf(Rule rule) {
@@ -48,39 +50,43 @@ constexpr auto printableTable = tableOf(keepsPrintable);
 
 // ---- Bodies of character keys
 
-// A piece no longer than what is left of the room, less what must follow.
-Piece fitted(const SortSession& session, Piece piece, const uint8_t* to, ptrdiff_t behind) {
-  const ptrdiff_t room = session.work->records->keyRoom - to - behind;
-  if (piece.end - piece.first > room) piece.end = piece.first + std::max<ptrdiff_t>(room, 0);
-  return piece;
+// Whether 16 bytes at a time may be read of a piece: up to copySlack behind its end.
+bool readsWide(const RecordState& records, Piece piece) {
+  return records.blockEnd - piece.end >= static_cast<ptrdiff_t>(copySlack) && piece.first != piece.end;
 }
 
-uint8_t* copyBytes(const SortSession&, const KeyStep&, Piece piece, uint8_t* to) {
-  memcpy(to, piece.first, piece.size());
+uint8_t* copyBytes(const SortSession& session, const KeyStep&, Piece piece, uint8_t* to) {
+  if (readsWide(*session.work->records, piece))
+    copyWithSlack(to, piece.first, piece.size());
+  else
+    memcpy(to, piece.first, piece.size());
   return to + piece.size();
 }
 
-uint8_t* complementBytes(const SortSession&, const KeyStep&, Piece piece, uint8_t* to) {
-  for (const uint8_t* at = piece.first; at < piece.end; ++at) *to++ = static_cast<uint8_t>(~*at);
+// Bytes each of which becomes one other, without a terminator.
+uint8_t* translatedBytes(const SortSession&, const KeyStep& step, Piece piece, uint8_t* to) {
+  for (const uint8_t* at = piece.first; at < piece.end; ++at) *to++ = step.table[*at];
   return to;
 }
 
 // A field of a line without modifiers.
-uint8_t* lineBytes(const SortSession&, const KeyStep&, Piece piece, uint8_t* to) {
+uint8_t* lineBytes(const SortSession& session, const KeyStep&, Piece piece, uint8_t* to) {
   const __m128i highestLow = _mm_set1_epi8(9), one = _mm_set1_epi8(1);
   const uint8_t* at = piece.first;
-  for (; piece.end - at >= 16; at += 16, to += 16) {
+  const ptrdiff_t least = readsWide(*session.work->records, piece) ? 1 : 16;
+  for (; piece.end - at >= least; at += 16, to += 16) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
     const __m128i isLow = _mm_cmpeq_epi8(_mm_min_epu8(bytes, highestLow), bytes);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm_add_epi8(bytes, _mm_and_si128(isLow, one)));
   }
+  to -= std::max<ptrdiff_t>(at - piece.end, 0);
   for (; at < piece.end; ++at) *to++ = aboveTerminator(*at);
   *to++ = 0;
   return to;
 }
 
-uint8_t* translatedLine(const SortSession&, const KeyStep& step, Piece piece, uint8_t* to) {
-  for (const uint8_t* at = piece.first; at < piece.end; ++at) *to++ = step.table[*at];
+uint8_t* translatedLine(const SortSession& session, const KeyStep& step, Piece piece, uint8_t* to) {
+  to = translatedBytes(session, step, piece, to);
   *to++ = step.terminator;
   return to;
 }
@@ -94,9 +100,8 @@ uint8_t* keptLine(const SortSession&, const KeyStep& step, Piece piece, uint8_t*
 
 // Bytes of any value: one that equals the terminator is told from it by a 1 behind it.
 template <bool drops>
-uint8_t* escapedBytes(const SortSession& session, const KeyStep& step, Piece piece, uint8_t* to) {
-  const uint8_t* const limit = session.work->records->keyRoom - 2;
-  for (const uint8_t* at = piece.first; at < piece.end && to < limit; ++at) {
+uint8_t* escapedBytes(const SortSession&, const KeyStep& step, Piece piece, uint8_t* to) {
+  for (const uint8_t* at = piece.first; at < piece.end; ++at) {
     if (drops && !step.keeps[*at]) continue;
     const uint8_t value = step.table[*at];
     *to++ = value;
@@ -109,12 +114,12 @@ uint8_t* escapedBytes(const SortSession& session, const KeyStep& step, Piece pie
 
 uint8_t* byLocale(const SortSession& session, const KeyStep& step, Piece piece, uint8_t* to) {
   const RecordState& records = *session.work->records;
-  piece = fitted(session, piece, to, 2);
   auto* const characters = reinterpret_cast<int32_t*>(records.scratch);
   const size_t count = charactersOf(*records.collation, *step.range, piece, characters);
-  const auto room = static_cast<size_t>(std::max<ptrdiff_t>(records.keyRoom - to - 2, 0));
+  const auto room = static_cast<size_t>(records.keyLimit - to - terminators);
   const size_t length = sortBytes(*records.collation, characters, count,
                                   reinterpret_cast<uint8_t*>(characters + count), to, room);
+  if (length >= room) return nullptr;
   for (size_t at = 0; at < length; ++at) to[at] ^= step.flip;
   to += length;
   *to++ = step.terminator;
@@ -124,11 +129,11 @@ uint8_t* byLocale(const SortSession& session, const KeyStep& step, Piece piece, 
 
 // ---- Bodies of bits
 
-// The bytes of a bin range with its bits outside masked out.
-uint32_t maskedBytes(const SortKey& range, Piece piece, uint8_t flip, uint8_t* to) {
+// The bytes of a bin range with the bits outside masked out; with `hasEndBits`, those of the byte behind too.
+uint32_t maskedBytes(const SortKey& range, Piece piece, bool hasEndBits, uint8_t flip, uint8_t* to) {
   uint32_t length = piece.size();
   for (uint32_t at = 0; at < length; ++at) to[at] = piece.first[at] ^ flip;
-  if (range.endBit != 0) {
+  if (hasEndBits) {
     to[length] = (*piece.end ^ flip) & range.endMask;
     ++length;
   }
@@ -136,32 +141,21 @@ uint32_t maskedBytes(const SortKey& range, Piece piece, uint8_t flip, uint8_t* t
   return length;
 }
 
-// The bits of the byte at the end position lie in the record where that does.
-Piece withEndBits(const SortSession& session, const SortKey& range, Piece piece, bool& hasBits) {
-  const uint8_t* const recordEnd = session.work->records->start[session.options->largestField];
-  hasBits = range.endBit != 0 && piece.end < recordEnd;
-  return piece;
-}
-
 template <bool terminated>
 uint8_t* bits(const SortSession& session, const KeyStep& step, Piece piece, uint8_t* to) {
-  SortKey range = *step.range;
-  bool hasBits;
-  piece = withEndBits(session, range, piece, hasBits);
-  if (!hasBits) range.endBit = 0;
-  if (!terminated) return to + maskedBytes(range, piece, step.flip, to);
-  uint8_t* const masked = session.work->records->scratch;
-  const uint32_t length = maskedBytes(range, piece, step.flip, masked);
-  KeyStep plain = step;
-  plain.table = translations[0][0][0];
-  return escapedBytes<false>(session, plain, {masked, masked + length}, to);
+  const RecordState& records = *session.work->records;
+  const bool hasEndBits = step.range->endBit != 0 && piece.end < records.end;
+  if (!terminated) return to + maskedBytes(*step.range, piece, hasEndBits, step.flip, to);
+  const uint32_t length = maskedBytes(*step.range, piece, hasEndBits, step.flip, records.scratch);
+  return escapedBytes<false>(session, step, {records.scratch, records.scratch + length}, to);
 }
 
 // ---- Bodies of numbers
 
+// Zero bytes up to the boundary, of at most 4; up to 4 bytes at `to` are written.
 uint8_t* aligned(uint8_t* to, uint32_t boundary) {
-  while (reinterpret_cast<uintptr_t>(to) % boundary != 0) *to++ = 0;
-  return to;
+  memset(to, 0, sizeof(uint32_t));
+  return to + (-reinterpret_cast<uintptr_t>(to) & (boundary - 1));
 }
 
 template <typename T>
@@ -225,7 +219,6 @@ uint8_t* extendedFloat(const SortSession&, const KeyStep& step, Piece piece, uin
     head = ~head & 0xFFFF;
     mantissa = ~mantissa;
   }
-  if (negative && step.flip != 0) head |= sign;
   to = putWord(aligned(to, 4), head);
   to = putWord(to, static_cast<uint32_t>(mantissa >> 32));
   return putWord(to, static_cast<uint32_t>(mantissa));
@@ -240,22 +233,10 @@ uint8_t* decimal(const SortSession&, const KeyStep& step, Piece piece, uint8_t* 
 
 template <typename Bits>
 uint8_t* hexadecimalFloat(const SortSession&, const KeyStep&, Piece piece, uint8_t* to) {
-  constexpr int fractionBits = 8 * sizeof(Bits) - 8;
-  Bits bits = valueAt<Bits>(piece.first);
-  bits = sizeof(Bits) == 4 ? static_cast<Bits>(__builtin_bswap32(static_cast<uint32_t>(bits)))
-                           : static_cast<Bits>(__builtin_bswap64(bits));
-  constexpr Bits fractionMask = (Bits{1} << fractionBits) - 1;
-  Bits fraction = bits & fractionMask;
-  auto head = static_cast<uint32_t>(bits >> fractionBits);
-  if (fraction == 0) head = 0;
-  while (fraction != 0 && (fraction >> (fractionBits - 4)) == 0 && (head & 0x7F) != 0) {
-    fraction <<= 4;
-    --head;
-  }
-  bits = (Bits{head} << fractionBits) | fraction;
+  const uint64_t value = normalizedHexadecimal<Bits>(piece.first);
   to = aligned(to, 4);
-  if constexpr (sizeof(Bits) == 8) to = putWord(to, static_cast<uint32_t>(bits >> 32));
-  return putWord(to, static_cast<uint32_t>(bits));
+  if constexpr (sizeof(Bits) == 8) to = putWord(to, static_cast<uint32_t>(value >> 32));
+  return putWord(to, static_cast<uint32_t>(value));
 }
 
 uint8_t* numericText(const SortSession& session, const KeyStep& step, Piece piece, uint8_t* to) {
@@ -281,10 +262,9 @@ Build characterBuild(const SortOptions& options, const RecordState& records, Key
   } else if (!options.binary) {
     if (step.keeps != nullptr) return keptLine;
     return range.fold || range.reverse ? translatedLine : lineBytes;
-  } else if (!options.variableLength && step.keeps == nullptr && !range.fold && !range.blankStart &&
-             !range.blankEnd && !range.trimEnd) {
-    return range.reverse ? complementBytes : copyBytes;
   }
+  if (step.atFixedPlace && step.keeps == nullptr)
+    return step.table != translations[0][0][0] ? translatedBytes : copyBytes;
   return step.keeps != nullptr ? escapedBytes<true> : escapedBytes<false>;
 }
 
@@ -295,6 +275,7 @@ Build buildOf(const SortOptions& options, const RecordState& records, KeyStep& s
     case FieldType::character:
       return characterBuild(options, records, step);
     case FieldType::bin:
+      step.table = translations[0][0][0];  // its bytes are complemented before their bits are masked
       return options.variableLength ? bits<true> : bits<false>;
     case FieldType::int32:
     case FieldType::long32:
@@ -338,37 +319,64 @@ Build buildOf(const SortOptions& options, const RecordState& records, KeyStep& s
   }
 }
 
-// Whether the key's first field is in the record with its whole start position.
-bool isPresent(const RecordState& records, const SortKey& range, int32_t largestField) {
-  const int32_t field = range.startField;
-  if (field >= largestField || records.isAbsent[field]) return false;
-  const uint8_t* const first = records.start[field] + range.startByte;
-  return first < records.end && (range.startByte == 0 || first < records.start[field + 1]);
+bool isEscaped(Build build) {
+  return build == escapedBytes<true> || build == escapedBytes<false> || build == bits<true>;
 }
 
-uint8_t* addKey(const SortSession& session, const KeyStep& step, uint8_t* to) {
-  const SortOptions& options = *session.options;
-  const RecordState& records = *session.work->records;
-  const SortKey& range = *step.range;
-  if (to >= records.keyRoom) return to;
-  if (options.binary) {
-    if (step.nullable) {
-      const bool null = records.isNull[range.startField];
-      *to++ = null ? step.nullMark : present;
-      if (null) return to;
-    }
-    if (options.variableLength) {
-      const bool there = isPresent(records, range, options.largestField);
-      if (!there || step.tellsPresence) *to++ = there ? present : step.absentMark;
-      if (!there) return to;
-    }
+// Room for a body, beyond its bytes for each byte of the piece.
+int32_t overheadOf(FieldType type) {
+  switch (type) {
+    case FieldType::numericText:
+      return 6;
+    case FieldType::extended:
+      return 3 + 12;
+    default:
+      return std::max<int32_t>({3 + 8, 2 + 8, terminators + copySlack});
   }
-  const Piece piece = step.isCharacter ? characterPiece(session, range) : plainPiece(session, range);
-  // Room is set aside for the worst of ordinary options; where many keys name the same bytes over and over,
-  // the last ones don't count.
-  if (!step.fitsItself && records.keyRoom - to < static_cast<ptrdiff_t>(piece.size()) + step.overhead)
-    return to;
-  return step.build(session, step, piece, to);
+}
+
+// The marks in front of a body; false when none follows.
+bool addMarks(const SortOptions& options, const RecordState& records, const KeyStep& step, uint8_t*& to) {
+  if (step.nullable) {
+    const bool isNull = step.atFixedPlace ? records.begin[step.indicator] == options.nullIndicator
+                                          : records.isNull[step.range->startField];
+    *to++ = isNull ? step.nullMark : present;
+    if (isNull) return false;
+  }
+  if (!options.variableLength) return true;
+  const bool there = isPresent(options, records, *step.range);
+  if (!there || step.tellsPresence) *to++ = there ? present : step.absentMark;
+  return there;
+}
+
+Piece pieceOf(const SortSession& session, const KeyStep& step) {
+  const RecordState& records = *session.work->records;
+  if (step.atFixedPlace) return {records.begin + step.place.first, records.begin + step.place.end};
+  if (step.isWhole) {
+    const uint8_t* const first = records.start[step.range->startField];
+    return {first, std::max(first, records.start[step.range->endField])};
+  }
+  return step.isCharacter ? characterPiece(session, *step.range) : plainPiece(session, *step.range);
+}
+
+bool isWholeFields(const SortOptions& options, const SortKey& range) {
+  const bool startsBehindSeparator = !options.binary && !options.separatorIsDefault && range.startField != 0;
+  return !startsBehindSeparator && range.startByte == 0 && range.endByte == 0 && !range.blankStart &&
+         !range.blankEnd && !range.trimEnd;
+}
+
+// What follows the key at `to`, or null when there is no room for it.
+template <bool binary>
+uint8_t* addKey(const SortSession& session, const KeyStep& step, uint8_t* to) {
+  const RecordState& records = *session.work->records;
+  if constexpr (binary) {
+    constexpr ptrdiff_t marks = 2;
+    if (records.keyLimit - to < marks) return nullptr;
+    if (step.hasMarks && !addMarks(*session.options, records, step, to)) return to;
+  }
+  const Piece piece = pieceOf(session, step);
+  const ptrdiff_t needed = static_cast<ptrdiff_t>(piece.size()) * step.perByte + step.overhead;
+  return records.keyLimit - to < needed ? nullptr : step.build(session, step, piece, to);
 }
 
 }  // namespace
@@ -400,45 +408,95 @@ constexpr bool isNegativeZone(uint8_t zone) {
   return (zone >= 4 && zone <= 7) || zone == 0xB || zone == 0xD;
 }
 
-// Digit bytes as pairs, right-aligned.
-size_t pairForm(bool negative, const uint8_t* digits, size_t count, uint8_t* form) {
-  uint8_t pairs[128];
-  const size_t bytes = (count + 1) / 2;
-  size_t at = bytes;
-  for (size_t left = count; left > 0; left -= std::min<size_t>(left, 2)) {
-    const uint8_t low = digits[left - 1] & 0xF;
-    const auto high = static_cast<uint8_t>(left > 1 ? digits[left - 2] << 4 : 0);
-    pairs[--at] = static_cast<uint8_t>(high | low);
+// Up to eight bytes, behind zeros, as the low eight of a register.
+__m128i rightAligned(const uint8_t* bytes, size_t count) {
+  if (count == 8) return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes));
+  if (count >= 4) {
+    const uint32_t head = count > 4 ? valueAt<uint32_t>(bytes) << 8 * (8 - count) : 0;
+    const auto tail = valueAt<uint32_t>(bytes + count - 4);
+    return _mm_unpacklo_epi32(_mm_cvtsi32_si128(static_cast<int32_t>(head)),
+                              _mm_cvtsi32_si128(static_cast<int32_t>(tail)));
   }
-  return decimalFormOfBytes(negative, pairs, bytes, form);
+  uint32_t tail = 0;
+  for (size_t at = 0; at < count; ++at) tail |= uint32_t{bytes[at]} << 8 * (4 - count + at);
+  return _mm_slli_epi64(_mm_cvtsi32_si128(static_cast<int32_t>(tail)), 32);
 }
 
+// The form of the low eight bytes, a big-endian magnitude; 10 bytes are written.
+size_t formOfEight(bool negative, __m128i magnitude, uint8_t* form) {
+  const __m128i isZero = _mm_cmpeq_epi8(magnitude, _mm_setzero_si128());
+  const uint32_t telling = ~static_cast<uint32_t>(_mm_movemask_epi8(isZero)) & 0xFF;
+  negative = negative && telling != 0;
+  const int zeros = telling != 0 ? __builtin_ctz(telling) : 8;
+  const uint8_t flip = negative ? 0xFF : 0;
+  form[0] = negative ? 0 : 0xF0;
+  form[1] = static_cast<uint8_t>((8 - zeros) ^ flip);
+  magnitude = _mm_srl_epi64(magnitude, _mm_cvtsi32_si128(8 * zeros));
+  magnitude = _mm_xor_si128(magnitude, _mm_set1_epi8(static_cast<char>(flip)));
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(form + 2), magnitude);
+  return static_cast<size_t>(10 - zeros);
+}
+
+size_t formOfNumber(bool negative, uint64_t magnitude, uint8_t* form) {
+  const uint64_t bytes = __builtin_bswap64(magnitude);
+  return formOfEight(negative, _mm_loadl_epi64(reinterpret_cast<const __m128i*>(&bytes)), form);
+}
+
+// Digit bytes as pairs, right-aligned.
+size_t pairForm(bool negative, const uint8_t* digits, size_t count, uint8_t* form) {
+  if (count <= 16) {
+    const size_t head = count > 8 ? count - 8 : 0;
+    __m128i all = _mm_unpacklo_epi64(rightAligned(digits, head), rightAligned(digits + head, count - head));
+    all = _mm_and_si128(all, _mm_set1_epi8(0xF));
+    const __m128i pairs = _mm_or_si128(_mm_slli_epi16(all, 4), _mm_srli_epi16(all, 8));
+    const __m128i bytes = _mm_and_si128(pairs, _mm_set1_epi16(0xFF));
+    return formOfEight(negative, _mm_packus_epi16(bytes, bytes), form);
+  }
+  uint8_t pairs[128];
+  const uint8_t* const end = digits + count;
+  uint8_t* to = pairs;
+  if (count % 2 != 0) *to++ = *digits++ & 0xF;
+  for (; digits < end; digits += 2) *to++ = static_cast<uint8_t>(digits[0] << 4 | (digits[1] & 0xF));
+  return decimalFormOfBytes(negative, pairs, static_cast<size_t>(to - pairs), form);
+}
+
+// Digits of a packed number as pairs that end with the last digit, as those of other decimals do.
 size_t packedForm(Piece piece, uint8_t* form) {
-  uint8_t bytes[255];
-  const size_t count = std::min<size_t>(piece.size(), sizeof(bytes));
-  memcpy(bytes, piece.first, count);
-  const uint8_t sign = bytes[count - 1] & 0xF;
-  bytes[count - 1] &= 0xF0;
-  return decimalFormOfBytes(sign == 0xB || sign == 0xD, bytes, count, form);
+  const uint8_t sign = piece.end[-1] & 0xF;
+  const bool negative = sign == 0xB || sign == 0xD;
+  if (piece.size() <= 8) {
+    const __m128i bytes = rightAligned(piece.first, piece.size()), nibble = _mm_set1_epi8(0xF);
+    const __m128i high = _mm_and_si128(_mm_srli_epi16(bytes, 4), nibble);
+    const __m128i low = _mm_and_si128(_mm_slli_epi64(bytes, 8), nibble);
+    return formOfEight(negative, _mm_or_si128(_mm_slli_epi16(low, 4), high), form);
+  }
+  uint8_t pairs[255];
+  uint8_t before = 0;
+  for (uint32_t at = 0; at < piece.size(); ++at) {
+    pairs[at] = static_cast<uint8_t>(before << 4 | piece.first[at] >> 4);
+    before = piece.first[at] & 0xF;
+  }
+  return decimalFormOfBytes(negative, pairs, piece.size(), form);
 }
 
 }  // namespace
 
 size_t decimalFormOf(FieldType type, Piece piece, uint8_t* form) {
   const uint8_t* first = piece.first;
-  size_t count = piece.size();
+  const size_t count = piece.size();
   if (count == 0) return decimalFormOfBytes(false, first, 0, form);
-  uint8_t reversed[8];
   switch (type) {
     case FieldType::packed:
       return packedForm(piece, form);
     case FieldType::fixed:
-      return fixedForm(first, std::min<size_t>(count, 255), form);
-    case FieldType::scint:
+      return fixedForm(first, count, form);
+    case FieldType::scint: {
+      const auto value = valueAt<int64_t>(first);
+      const auto bits = static_cast<uint64_t>(value);
+      return formOfNumber(value < 0, value < 0 ? -bits : bits, form);
+    }
     case FieldType::scuint:
-      std::reverse_copy(first, first + sizeof(reversed), reversed);
-      return type == FieldType::scint ? fixedForm(reversed, sizeof(reversed), form)
-                                      : decimalFormOfBytes(false, reversed, sizeof(reversed), form);
+      return formOfNumber(false, valueAt<uint64_t>(first), form);
     case FieldType::extlss:
       return pairForm(*first == '-', first + 1, count - 1, form);
     case FieldType::exttss:
@@ -450,11 +508,25 @@ size_t decimalFormOf(FieldType type, Piece piece, uint8_t* form) {
   }
 }
 
+template <typename Bits>
+uint64_t normalizedHexadecimal(const uint8_t* at) {
+  constexpr int fractionBits = 8 * sizeof(Bits) - 8;
+  uint64_t bits = 0;
+  for (size_t byte = 0; byte < sizeof(Bits); ++byte) bits = bits << 8 | at[byte];
+  uint64_t fraction = bits & ((uint64_t{1} << fractionBits) - 1), head = bits >> fractionBits;
+  if (fraction == 0) return 0;
+  for (; fraction >> (fractionBits - 4) == 0 && (head & 0x7F) != 0; --head) fraction <<= 4;
+  return head << fractionBits | fraction;
+}
+template uint64_t normalizedHexadecimal<uint32_t>(const uint8_t* at);
+template uint64_t normalizedHexadecimal<uint64_t>(const uint8_t* at);
+
 // ---- The whole key
 
-int32_t initKeys(SortSession& session) {
+int32_t InitKeys(SortSession& session) {
   const SortOptions& options = *session.options;
   RecordState& records = *session.work->records;
+  records.createKey = options.binary ? CreateKeyBinary : CreateKeyText;
   const auto count = static_cast<size_t>(options.keys.count);
   const size_t scratch = 8 * (static_cast<size_t>(options.recordLength) + 16);
   records.keys = session.memory.make<KeyStep>(count);
@@ -477,38 +549,56 @@ int32_t initKeys(SortSession& session) {
     step.absentMark = range.reverse ? 0xFE : 1;
     step.nullable = field != nullptr && field->nullable;
     step.tellsPresence = field != nullptr && (field->hasFlength || range.startByte != 0);
+    step.hasMarks = step.nullable || (options.binary && options.variableLength);
     step.isCharacter = range.type == FieldType::character || range.type == FieldType::numericText;
+    step.isWhole = isWholeFields(options, range);
+    step.atFixedPlace = hasFixedPlace(options, range);
+    if (step.atFixedPlace) step.place = fixedPlaceOf(options, range);
+    if (step.nullable) step.indicator = field->offset - 1;
     step.build = buildOf(options, records, step);
-    step.fitsItself = step.build == escapedBytes<true> || step.build == escapedBytes<false> ||
-                      step.build == bits<true> || step.build == byLocale;
-    step.overhead = range.type == FieldType::numericText ? 6
-                    : isDecimal(range.type)              ? 2
-                    : step.isCharacter                   ? 1
-                                                         : 3;
+    step.perByte = isEscaped(step.build) ? 2 : step.build == byLocale ? 0 : 1;
+    step.overhead = overheadOf(range.type);
     if (step.build == nullptr) return internalError(unknownKeyType);
   }
   return 0;
 }
 
-uint32_t buildKey(const SortSession& session, uint8_t* to, uint32_t room, int32_t sourceNumber,
-                  int64_t sequence) {
-  const SortOptions& options = *session.options;
+namespace {
+
+template <bool binary>
+uint32_t createKey(const SortSession& session, uint8_t* to, int32_t room, int32_t sourceNumber,
+                   int64_t sequence) {
   RecordState& records = *session.work->records;
-  // What a last key may run over, alignment, and the numbers that make keys different.
-  const uint32_t numbers = options.mainFunction == MainFunction::merge ? 12 : 8;
-  constexpr uint32_t overrun = 3, alignment = 3;
-  records.keyRoom = to + room - (overrun + alignment + numbers);
+  const bool isMerge = session.options->mainFunction == MainFunction::merge;
+  // Alignment, and the numbers that make keys different.
+  const int32_t behind = 3 + (isMerge ? 12 : 8);
+  if (room < behind) return 0;
+  records.keyLimit = to + (room - behind);
   uint8_t* at = to;
-  for (int32_t key = 0; key < options.keys.count; ++key) at = addKey(session, records.keys[key], at);
+  const KeyStep* const end = records.keys + session.options->keys.count;
+  for (const KeyStep* step = records.keys; step < end; ++step)
+    if ((at = addKey<binary>(session, *step, at)) == nullptr) return 0;
   at = aligned(at, 4);
   // Logical bytes into words that a little-endian machine compares.
   auto* words = reinterpret_cast<uint32_t*>(to);
-  auto* const end = reinterpret_cast<uint32_t*>(at);
-  for (; words < end; ++words) *words = __builtin_bswap32(*words);
-  if (options.mainFunction == MainFunction::merge) *words++ = static_cast<uint32_t>(sourceNumber);
+  auto* const wordEnd = reinterpret_cast<uint32_t*>(at);
+  for (; words < wordEnd; ++words) *words = __builtin_bswap32(*words);
+  if (isMerge) *words++ = static_cast<uint32_t>(sourceNumber);
   *words++ = static_cast<uint32_t>(sequence >> 32);
   *words++ = static_cast<uint32_t>(sequence);
   return static_cast<uint32_t>(reinterpret_cast<uint8_t*>(words) - to);
+}
+
+}  // namespace
+
+uint32_t CreateKeyText(const SortSession& session, uint8_t* to, int32_t room, int32_t sourceNumber,
+                       int64_t sequence) {
+  return createKey<false>(session, to, room, sourceNumber, sequence);
+}
+
+uint32_t CreateKeyBinary(const SortSession& session, uint8_t* to, int32_t room, int32_t sourceNumber,
+                         int64_t sequence) {
+  return createKey<true>(session, to, room, sourceNumber, sequence);
 }
 
 }  // namespace qrt::sort

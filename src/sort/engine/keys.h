@@ -8,11 +8,17 @@ namespace qrt::sort {
 // How one key of the option text is built.
 struct KeyStep {
   const SortKey* range;
-  // Writes the body of the key for a piece of the record; returns what follows it.
+  // Writes the body of the key for a piece of the record; returns what follows it, or null when it doesn't
+  // fit.
   uint8_t* (*build)(const SortSession& session, const KeyStep& step, Piece piece, uint8_t* to);
-  int32_t overhead;  // bytes of the body beyond those of the piece
-  bool fitsItself;   // the body ends where its room does
-  bool isCharacter;  // the piece is found by characterPiece
+  int32_t perByte;   // room that the body takes for each byte of the piece
+  int32_t overhead;  // and beyond that, with what it may overwrite behind its end
+  bool atFixedPlace;
+  FixedPlace place;
+  int32_t indicator;  // nullable and at a fixed place: the null indicator, from the record's start
+  bool isWhole;       // the piece goes from the start of one field to the start of another
+  bool isCharacter;   // the piece is found by characterPiece
+  bool hasMarks;      // there may be a mark in front of the body, or in its place
   bool nullable;
   bool tellsPresence;  // 0x44 in front of a body, in a variable record
   uint8_t nullMark;
@@ -24,15 +30,23 @@ struct KeyStep {
 };
 
 // Chooses the step of each key; 0 or a run's code.
-int32_t initKeys(SortSession& session);
+int32_t InitKeys(SortSession& session);
 
 // Builds the key of the scanned record at `to`, four-byte aligned, with source and sequence number behind its
-// fields. Returns its length, a multiple of 4. `room` is what the caller has set aside for it.
-uint32_t buildKey(const SortSession& session, uint8_t* to, uint32_t room, int32_t sourceNumber,
-                  int64_t sequence);
+// fields. Returns its length, a multiple of 4, or 0 when it doesn't fit in `room`, none of which it leaves.
+uint32_t CreateKeyText(const SortSession& session, uint8_t* to, int32_t room, int32_t sourceNumber,
+                       int64_t sequence);
+uint32_t CreateKeyBinary(const SortSession& session, uint8_t* to, int32_t room, int32_t sourceNumber,
+                         int64_t sequence);
 
-// The forms of number types that a compare works on as well.
+// What a compare of numbers works on as well. The decimal form of a field of any decimal type, its digits in
+// pairs that end with the last digit; `form` has room for longestDecimalForm.
 size_t decimalFormOf(FieldType type, Piece piece, uint8_t* form);
+
+// The host's hexadecimal float at `at`, of 4 or 8 bytes by `Bits`, big-endian, without leading zero digits in
+// its fraction as far as its exponent allows.
+template <typename Bits>
+uint64_t normalizedHexadecimal(const uint8_t* at);
 
 // A byte folded by modifier f.
 constexpr uint8_t foldByte(uint8_t byte) {

@@ -26,7 +26,7 @@ int32_t LumasiftInit(SortSession& session) {
   SortOptions& options = *session.options;
   if (options.outputKind == OutputKind::targetBuffers) options.outputPrefix = false;
   if (const int32_t failure = MemManageInit(session); failure != 0) return failure;
-  if (const int32_t failure = initExtract(session); failure != 0) return failure;
+  if (const int32_t failure = InitExtract(session); failure != 0) return failure;
   return usesFiles(options) ? makeTempDirectories(session) : 0;
 }
 

@@ -112,7 +112,9 @@ int32_t LumasiftMain(SortSession& session) {
   endMidReader(session);
   freeInputRuns(session);
   freeAllRuns(session);
-  return result;
+  // Where a worker failed first, others only saw the session end.
+  const int32_t first = session.returnCode.load();
+  return first != 0 ? first : result;
 }
 
 }  // namespace qrt::sort

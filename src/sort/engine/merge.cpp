@@ -60,12 +60,14 @@ int32_t BuildLosersTree(SortSession& session, LoserTree& tree, int32_t firstRun,
   return 0;
 }
 
-// Moves a node to its next entry; `previous` is the one it leaves, which stays readable under a new address.
-int32_t advance(SortSession& session, MergeNode& node, const SortEntry*& previous, bool holdsWhole,
-                uint64_t& code) {
-  node.cursor += previous->size();
+// Moves the winner to its next entry; `previous` is the one it leaves, which stays readable under a new
+// address.
+int32_t advance(SortSession& session, LoserTree& tree, const SortEntry*& previous, bool holdsWhole,
+                Contender& next) {
+  MergeNode& node = tree.winnerNode();
+  node.moveOn();
   if (node.cursor == node.end) {
-    code = usedUp;
+    next = usedUp;
     if (node.isLast) return 0;
     previous = hold(*session.work, previous, holdsWhole);
     EntryRange block{};
@@ -75,7 +77,7 @@ int32_t advance(SortSession& session, MergeNode& node, const SortEntry*& previou
     node.end = block.end;
     if (block.first == block.end) return 0;
   }
-  code = codeBehind(previous->keyWords(), node.entry()->keyWords());
+  next = contenderBehind(previous->keyWords(), node.entry()->keyWords(), nodeOf(tree.winner()));
   return 0;
 }
 
@@ -84,15 +86,14 @@ int32_t mergeEntries(SortSession& session, LoserTree& tree, OutputRange& output)
   const bool holdsWhole = options.unique || options.stopAtUniqueViolation || options.sums.count != 0;
   const Restore restore = session.work->restore;
   const SortEntry* previous = nullptr;
-  while (tree.slots[0].code != usedUp) {
-    MergeNode& node = *tree.slots[0].node;
-    const SortEntry* const entry = node.entry();
+  while (tree.winner() != usedUp) {
+    const SortEntry* const entry = tree.winnerNode().entry();
     if (const int32_t result = restore(session, entry, previous, output); result != 0) return result;
     previous = entry;
-    uint64_t code;
-    if (const int32_t failure = advance(session, node, previous, holdsWhole, code); failure != 0)
+    Contender next;
+    if (const int32_t failure = advance(session, tree, previous, holdsWhole, next); failure != 0)
       return failure;
-    tree.replay(code);
+    tree.replay(next);
   }
   return 0;
 }

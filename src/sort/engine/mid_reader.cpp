@@ -35,6 +35,14 @@ int32_t readStretch(SortSession& session, SortRun& run) {
   return message(34, "midfile", count < 0 ? platform::lastError() : 0);
 }
 
+int32_t serve(SortSession& session, int32_t request) {
+  SortRun& run = *session.work->runs[request];
+  const bool answers = *run.readerBlock != 0;
+  const int32_t failure = readStretch(session, run);
+  if (failure == 0 && answers) send(*run.answers, 0);
+  return failure;
+}
+
 void MidReader(void* argument) {
   SortSession& session = *static_cast<SortSession*>(argument);
   MidReaderState& reader = *session.work->reader;
@@ -46,10 +54,7 @@ void MidReader(void* argument) {
   while (failure == 0) {
     const int32_t request = receive(reader.requests);
     if (request == stopWorker) break;
-    SortRun& run = *session.work->runs[request];
-    const bool answers = *run.readerBlock != 0;
-    failure = readStretch(session, run);
-    if (failure == 0 && answers) send(*run.answers, 0);
+    failure = serve(session, request);
   }
   if (failure != 0)
     for (int32_t file = 0; file < reader.fileCount; ++file) send(reader.answers[file], failure);
@@ -136,10 +141,15 @@ int32_t nextStretch(SortSession& session, int32_t run) {
   MidReaderState& reader = *session.work->reader;
   platform::WordPipe<4>& answers = *session.work->runs[run]->answers;
   send(reader.requests, run, requestsAtOnce(reader));
-  int32_t answer;
-  if (!tryReceive(answers, answer)) {
-    wakeReceiver(reader.requests);
-    answer = receive(answers);
+  int32_t answer, request;
+  while (!tryReceive(answers, answer)) {
+    // Where all entries come from one run, waking the reader for each stretch would cost more than reading
+    // it.
+    if (!takeBack(reader.requests, request)) {
+      answer = receive(answers);
+      break;
+    }
+    if (const int32_t failure = serve(session, request); failure != 0) return failure;
   }
   return answer == noMidReader ? internalError(noMidReader) : answer;
 }

@@ -62,7 +62,7 @@ int32_t readOptionFile(SortSession& session, OptionFile& file) {
       return message(invalidOptionFile);
     std::copy(std::begin(content.header.version), std::end(content.header.version), file.version);
     limits.t2 = content.header.t2;
-    tempDir = {content.text, content.header.tempDirLength};
+    if (content.header.tempDirLength > 0) tempDir = {content.text, content.header.tempDirLength};
   }
   limits.t1 = std::max(leastT1, limits.t2 / 20);
   file.tempDir = session.memory.copy(tempDir);

@@ -1,6 +1,7 @@
 // The record scanners.
 #include "sort/engine/records.h"
 
+#include <emmintrin.h>
 #include <string.h>
 
 #include <algorithm>
@@ -15,7 +16,9 @@ constexpr int32_t tooShort = 31, tooLong = 32, badFlength = 54, badLastField = 5
                   badCharacter = 62;  // messages
 
 Scan complain(const RecordState& records, int32_t number) {
-  message(number, records.recordNumber, records.sourceName);
+  const InputRun& run = *records.run;
+  message(number, run.sequence - run.sequenceBase + 1,
+          run.currentSource >= 0 ? run.sources[run.currentSource].name : "input");
   return Scan::failed;
 }
 
@@ -29,11 +32,10 @@ const uint8_t* lineEnd(const uint8_t* at, const uint8_t* limit) {
 Scan takeLine(SortSession& session, RecordState& records, const uint8_t* at, const uint8_t* limit) {
   const uint8_t* const feed = lineEnd(at, limit);
   if (feed == nullptr) return Scan::needsMore;
-  const int64_t length = feed - at;
-  records.longestLine = std::max(records.longestLine, length);
-  if (length > session.options->recordLength) return complain(records, tooLong);
+  if (feed - at > session.options->recordLength) return complain(records, tooLong);
   records.begin = at;
   records.end = feed + 1;
+  records.blockEnd = limit;
   records.start[session.options->largestField] = feed > at && feed[-1] == '\r' ? feed - 1 : feed;
   return Scan::record;
 }
@@ -46,10 +48,23 @@ const uint8_t* behindSeparated(const uint8_t* field, const uint8_t* end, bool fi
   return next != nullptr ? static_cast<const uint8_t*>(next) : end;
 }
 
-const uint8_t* behindBlanksAndText(const uint8_t* field, const uint8_t* end) {
-  while (field < end && isBlank(*field)) ++field;
-  while (field < end && !isBlank(*field)) ++field;
-  return field;
+// The next byte that is blank, or isn't, or the end. Bytes up to `blockEnd` may be read.
+template <bool blank>
+const uint8_t* findBlank(const uint8_t* at, const uint8_t* end, const uint8_t* blockEnd) {
+  const __m128i space = _mm_set1_epi8(' '), tab = _mm_set1_epi8('\t');
+  for (; at < end && blockEnd - at >= 16; at += 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+    const __m128i blanks = _mm_or_si128(_mm_cmpeq_epi8(bytes, space), _mm_cmpeq_epi8(bytes, tab));
+    const auto found = static_cast<uint32_t>(_mm_movemask_epi8(blanks)) ^ (blank ? 0U : 0xFFFFU);
+    if (found != 0) return std::min(at + __builtin_ctz(found), end);
+  }
+  while (at < end && isBlank(*at) != blank) ++at;
+  return std::min(at, end);
+}
+
+const uint8_t* behindBlanksAndText(const uint8_t* field, const uint8_t* end, const uint8_t* blockEnd) {
+  if (field < end && isBlank(*field)) field = findBlank<false>(field, end, blockEnd);
+  return findBlank<true>(field, end, blockEnd);
 }
 
 template <typename Behind>
@@ -68,8 +83,8 @@ Scan scanText(SortSession& session, const uint8_t* at, const uint8_t* limit) {
   if (const Scan scan = takeLine(session, records, at, limit); scan != Scan::record) return scan;
   const SortOptions& options = *session.options;
   if (options.separatorIsDefault) {
-    markFields(records, options.largestField, [](const uint8_t* field, const uint8_t* end, bool) {
-      return behindBlanksAndText(field, end);
+    markFields(records, options.largestField, [&](const uint8_t* field, const uint8_t* end, bool) {
+      return behindBlanksAndText(field, end, limit);
     });
   } else {
     markFields(records, options.largestField, [&](const uint8_t* field, const uint8_t* end, bool first) {
@@ -146,34 +161,31 @@ struct Pending {
 };
 
 // The last field read, at the end of a variable record: whether it may end there. `field` starts at `at`, and
-// has `length` bytes by format or flength.
+// has `length` bytes by format or flength; `following` is the length of the field behind.
 Scan checkLastField(const RecordState& records, const FormatField& field, bool hasFlength, const uint8_t* at,
                     int32_t length, int32_t following) {
   const int64_t left = records.end - at;
-  if (field.type == FieldType::flength || field.type == FieldType::null) {
-    if (left < field.length) return complain(records, tooShort);
-    if (left > field.length) return complain(records, tooLong);
-    return following != 0 ? complain(records, badLastField) : Scan::record;
-  }
   if (hasFlength) return left == length ? Scan::record : complain(records, badFlength);
   if (left > length) return complain(records, tooLong);
-  return left < length && !isByteString(field.type) ? complain(records, tooShort) : Scan::record;
+  if (left < length && !isByteString(field.type)) return complain(records, tooShort);
+  const bool announces = field.type == FieldType::flength || field.type == FieldType::null;
+  return announces && following != 0 ? complain(records, badLastField) : Scan::record;
 }
 
 Scan walkFormat(SortSession& session, RecordState& records) {
   const SortOptions& options = *session.options;
+  const int32_t count = options.format.count;
   const uint8_t* at = records.begin;
   Pending pending;
   int32_t field = 0;
-  for (; field < options.format.count; ++field) {
+  for (; field < count && at < records.end; ++field) {
     const FormatField& layout = options.format[field];
-    records.start[field] = at;
-    records.isNull[field] = pending.null;
-    records.isAbsent[field] = at >= records.end;
-    const int32_t length = pending.flength ? pending.length : layout.length;
     const bool hasFlength = pending.flength;
-    if (records.isAbsent[field]) break;
-    const bool whole = records.end - at >= layout.length || hasFlength;
+    const int32_t length = hasFlength ? pending.length : layout.length;
+    const int64_t left = records.end - at;
+    records.start[field] = at;
+    records.isNull[field] = pending.null && layout.type != FieldType::flength;
+    records.isAbsent[field] = length == 0;
     switch (layout.type) {
       case FieldType::null:
         pending.null = *at == options.nullIndicator;
@@ -181,16 +193,14 @@ Scan walkFormat(SortSession& session, RecordState& records) {
         break;
       case FieldType::flength:
         pending.flength = true;
-        pending.length = whole ? static_cast<int32_t>(numberAt<uint16_t>(at)) : 0;
+        pending.length = left < layout.length ? 0 : static_cast<int32_t>(numberAt<uint16_t>(at));
         if (pending.length > options.format[field + 1].length) return complain(records, badFlength);
         break;
       default:
         pending = {};
-        if (hasFlength && length == 0) records.isAbsent[field] = true;
         break;
     }
-    const bool isLast = (length > 0 && records.end - at <= length) || field + 1 == options.format.count;
-    if (isLast) {
+    if ((length > 0 && left <= length) || field + 1 == count) {
       if (const Scan scan = checkLastField(records, layout, hasFlength, at, length, pending.length);
           scan != Scan::record)
         return scan;
@@ -199,12 +209,14 @@ Scan walkFormat(SortSession& session, RecordState& records) {
       at += length;
     }
   }
-  for (int32_t rest = field; rest < options.format.count; ++rest) {
-    records.start[rest] = records.end;
-    records.isNull[rest] = false;
-    if (rest > field || at >= records.end) records.isAbsent[rest] = true;
+  // What lies behind the record's end; of a field of length 0 there, the indicator has been read.
+  for (; field < count; ++field) {
+    records.start[field] = records.end;
+    records.isNull[field] = pending.null && options.format[field].type != FieldType::flength;
+    records.isAbsent[field] = true;
+    if (options.format[field].type != FieldType::flength) pending = {};
   }
-  records.start[options.format.count] = records.end;
+  records.start[count] = records.end;
   return Scan::record;
 }
 
@@ -214,6 +226,7 @@ Scan scanFixed(SortSession& session, const uint8_t* at, const uint8_t* limit) {
   if (limit - at < options.fixedLength) return Scan::needsMore;
   records.begin = at;
   records.end = at + options.fixedLength;
+  records.blockEnd = limit;
   records.start[options.format.count] = records.end;
   bool null = false;
   const int32_t needed = std::min(records.neededFields, options.format.count);
@@ -237,6 +250,7 @@ Scan scanVariable(SortSession& session, const uint8_t* at, const uint8_t* limit)
   if (static_cast<uint64_t>(limit - at) < length) return Scan::needsMore;
   records.begin = at;
   records.end = at + length;
+  records.blockEnd = limit;
   return walkFormat(session, records);
 }
 
@@ -247,14 +261,15 @@ int32_t neededFieldsOf(const SortOptions& options) {
     needed = std::max(needed, range.startField + 1);
     if (range.endField < options.largestField) needed = std::max(needed, range.endField + 1);
   };
-  for (const SortKey& key : options.keys) take(key);
+  if (options.mainFunction != MainFunction::copy)
+    for (const SortKey& key : options.keys)
+      if (!hasFixedPlace(options, key)) take(key);
   for (const SelectCondition& condition : options.conditions) {
     take(condition.left);
     if (condition.rightKind == SelectCondition::RightKind::field) take(condition.rightRange);
   }
   for (const ReformatItem& item : options.reformat)
     if (item.kind == ReformatItem::Kind::range) take(item.range);
-  for (const SumField& sum : options.sums) needed = std::max(needed, sum.field + 2);
   return needed;
 }
 
@@ -278,7 +293,8 @@ int32_t initRecords(SortSession& session) {
     records->collation = platform::openCollation(options.localeName);
     if (records->collation == nullptr) return message(61, options.localeName);
     records->decimalPoint = platform::decimalPoint(*records->collation);
-    records->digitSeparator = platform::digitSeparator(*records->collation);
+    const char separator = platform::digitSeparator(*records->collation);
+    records->digitSeparator = separator != 0 ? separator : '\n';  // none: a byte that no line has
   }
   if (!options.binary)
     records->scan = records->collation != nullptr ? scanCharacters : scanText;
@@ -326,6 +342,24 @@ Piece characterPiece(const SortSession& session, const SortKey& range) {
   if (range.trimEnd)
     while (end > first && isBlank(end[-1])) --end;
   return {first, std::max(first, end)};
+}
+
+bool hasFixedPlace(const SortOptions& options, const SortKey& range) {
+  return options.binary && !options.variableLength && !range.blankStart && !range.blankEnd && !range.trimEnd;
+}
+
+FixedPlace fixedPlaceOf(const SortOptions& options, const SortKey& range) {
+  const auto offsetOf = [&](int32_t field) {
+    return field < options.format.count ? options.format[field].offset : options.recordLength;
+  };
+  const int32_t first = offsetOf(range.startField) + range.startByte;
+  return {first, std::max(offsetOf(range.endField) + range.endByte, first)};
+}
+
+bool isPresent(const SortOptions& options, const RecordState& records, const SortKey& range) {
+  const int32_t field = range.startField;
+  if (field >= options.format.count || records.isAbsent[field]) return false;
+  return range.startByte == 0 || records.start[field] + range.startByte < records.start[range.barrier];
 }
 
 Piece plainPiece(const SortSession& session, const SortKey& range) {

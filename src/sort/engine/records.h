@@ -10,6 +10,7 @@
 
 namespace qrt::sort {
 
+struct InputRun;
 struct KeyStep;
 
 enum class Scan : uint8_t { record, needsMore, failed };
@@ -17,25 +18,28 @@ enum class Scan : uint8_t { record, needsMore, failed };
 // The record scanned last, and what scanning and keys work with.
 struct RecordState {
   const uint8_t* begin;
-  const uint8_t* end;     // behind the last byte, that of the line end included
-  const uint8_t** start;  // of each field; [largestField] is the end of the data, in front of a line end
-  bool* isNull;           // binary only
-  bool* isAbsent;         // binary only: nothing of the field is in the record
-  int32_t neededFields;   // fields whose start somebody asks for
+  const uint8_t* end;       // behind the last byte, that of the line end included
+  const uint8_t* blockEnd;  // of the block that it stands in
+  const uint8_t** start;    // of each field; [largestField] is the end of the data, in front of a line end
+  bool* isNull;             // binary only
+  bool* isAbsent;           // binary only: nothing of the field is in the record
+  int32_t neededFields;     // fields whose start somebody asks for
 
   Scan (*scan)(SortSession& session, const uint8_t* at, const uint8_t* limit);
+  uint32_t (*createKey)(const SortSession& session, uint8_t* to, int32_t room, int32_t sourceNumber,
+                        int64_t sequence);
   KeyStep* keys;
   platform::Collation* collation;  // of the locale, null for none
   char decimalPoint, digitSeparator;
-  int64_t longestLine;
-  uint8_t* keyRoom;                    // while a key is built: what it may not pass
+  uint32_t reformatRanges;             // reformat items that are ranges
+  uint32_t reformatConstants;          // bytes of all others, and of the length field
+  uint8_t* keyLimit;                   // while a key is built: what its fields may not pass
   uint8_t* scratch;                    // 8 bytes for each byte of the longest record
   uint8_t* compared[2];                // the operands of a condition in their common form
   size_t comparedRoom;                 // bytes of each
   uint8_t complementedCollation[256];  // of the collating table
-  const char* sourceName;              // for messages
-  int64_t considered;                  // records behind the skipped ones
-  int64_t recordNumber;                // for messages, from 1
+  const InputRun* run;                 // that the records come from, for messages
+  int64_t considered;                  // with stopaft: records behind the skipped ones
 };
 
 // A piece of the record; empty when it is inverted.
@@ -56,6 +60,16 @@ Piece characterPiece(const SortSession& session, const SortKey& range);
 
 // The piece of any other type: start and end position, inside of the record.
 Piece plainPiece(const SortSession& session, const SortKey& range);
+
+// Whether a range lies at the same place in all records, and where then: bytes from the record's start.
+struct FixedPlace {
+  int32_t first, end;
+};
+bool hasFixedPlace(const SortOptions& options, const SortKey& range);
+FixedPlace fixedPlaceOf(const SortOptions& options, const SortKey& range);
+
+// Whether the first byte of a range is in the scanned record, which is one of variable length.
+bool isPresent(const SortOptions& options, const RecordState& records, const SortKey& range);
 
 inline bool isBlank(uint8_t byte) {
   return byte == ' ' || byte == '\t';

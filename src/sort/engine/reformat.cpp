@@ -34,8 +34,7 @@ uint8_t* copyCharacters(const RecordState& records, const SortKey& range, Piece 
 
 bool isGone(const SortSession& session, const SortKey& range) {
   const RecordState& records = *session.work->records;
-  if (!session.options->binary || range.startField >= session.options->format.count) return false;
-  return records.isNull[range.startField] || records.isAbsent[range.startField];
+  return session.options->binary && (records.isNull[range.startField] || records.isAbsent[range.startField]);
 }
 
 uint8_t* putRange(const SortSession& session, const SortKey& range, uint8_t* to) {
@@ -71,11 +70,21 @@ uint32_t lengthFieldSize(const SortOptions& options) {
 
 }  // namespace
 
-uint64_t reformatBound(const SortOptions& options, uint32_t length) {
-  uint64_t bound = lengthFieldSize(options);
-  for (const ReformatItem& item : options.reformat)
-    bound += item.kind == ReformatItem::Kind::range ? length : static_cast<uint32_t>(item.constant.length);
-  return bound;
+void initReformat(SortSession& session) {
+  const SortOptions& options = *session.options;
+  RecordState& records = *session.work->records;
+  records.reformatConstants = lengthFieldSize(options);
+  for (const ReformatItem& item : options.reformat) {
+    if (item.kind == ReformatItem::Kind::range)
+      ++records.reformatRanges;
+    else
+      records.reformatConstants += static_cast<uint32_t>(item.constant.length);
+  }
+}
+
+uint32_t reformatBound(const SortSession& session, uint32_t length) {
+  const RecordState& records = *session.work->records;
+  return records.reformatRanges * length + records.reformatConstants;
 }
 
 uint32_t reformatRecord(const SortSession& session, uint8_t* to) {

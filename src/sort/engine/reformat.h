@@ -5,8 +5,10 @@
 
 namespace qrt::sort {
 
+void initReformat(SortSession& session);
+
 // Most bytes that a record of `length` bytes becomes.
-uint64_t reformatBound(const SortOptions& options, uint32_t length);
+uint32_t reformatBound(const SortSession& session, uint32_t length);
 
 // Writes the scanned record in its new form; returns its length.
 uint32_t reformatRecord(const SortSession& session, uint8_t* to);

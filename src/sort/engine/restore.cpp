@@ -20,32 +20,10 @@ uint8_t* putWithPrefix(const SortSession& session, uint8_t* to, const uint8_t* r
   return to;
 }
 
-// Makes room for `bytes`. A held record moves along to the new block, where it can still be added to.
-int32_t makeRoom(SortSession& session, uint64_t bytes, OutputRange& output) {
-  SortWorkState& work = *session.work;
-  HeldRecord& held = work.held;
-  while (static_cast<uint64_t>(output.limit - output.cursor) < bytes) {
-    if (held.record == nullptr) {
-      if (const int32_t result = work.writeBlock(session, output, false); result != 0) return result;
-      continue;
-    }
-    const uint32_t prefix = session.options->outputPrefix ? prefixSize : 0;
-    memcpy(held.aside, held.record, held.length);
-    output.cursor = held.record - prefix;
-    if (const int32_t result = work.writeBlock(session, output, false); result != 0) return result;
-    held.record = putWithPrefix(session, output.cursor, held.aside, held.length);
-    output.cursor = held.record + held.length;
-    if (static_cast<uint64_t>(output.limit - output.cursor) >= bytes) break;
-    held.record = nullptr;  // a block for two records doesn't come
-  }
-  return 0;
-}
-
 int32_t putRecord(SortSession& session, const uint8_t* record, uint32_t length, OutputRange& output) {
-  const uint32_t prefix = session.options->outputPrefix ? prefixSize : 0;
-  if (static_cast<uint64_t>(output.limit - output.cursor) < uint64_t{length} + prefix)
-    if (const int32_t result = makeRoom(session, uint64_t{length} + prefix, output); result != 0)
-      return result;
+  const uint64_t needed = uint64_t{length} + (session.options->outputPrefix ? prefixSize : 0);
+  while (static_cast<uint64_t>(output.limit - output.cursor) < needed)
+    if (const int32_t result = session.work->writeBlock(session, output, false); result != 0) return result;
   uint8_t* const placed = putWithPrefix(session, output.cursor, record, length);
   output.cursor = placed + length;
   if (session.options->sums.count > 0) {

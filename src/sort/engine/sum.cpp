@@ -7,14 +7,13 @@
 
 #include "sort/engine/messages.h"
 #include "sort/engine/records.h"
-#include "sort/engine/reformat.h"
 #include "sort/engine/work_state.h"
 
 namespace qrt::sort {
 namespace {
 
-constexpr int32_t shortBinaryFields = 270;  // message
-constexpr uint8_t notNull = 0;              // no null indicator has this value
+constexpr int32_t sumNotAllowed = 30, shortBinaryFields = 270;  // messages
+constexpr uint8_t notNull = 0;                                  // no null indicator has this value
 
 using Field = std::span<uint8_t>;
 
@@ -67,6 +66,7 @@ struct Digits {
   }
   static void set(Field field, size_t digit, uint32_t value) {
     const bool high = isPacked && digit % 2 == 0;
+    value &= 0xF;  // of nibbles that were no digits
     uint8_t& byte = field[field.size() - 1 - (isPacked ? (digit + 1) / 2 : digit)];
     byte = static_cast<uint8_t>(high ? (byte & 0xF) | value << 4 : (byte & 0xF0) | value);
   }
@@ -163,7 +163,7 @@ struct Place {
   bool isNull;
 };
 
-Place placeOf(const SortOptions& options, const SumField& sum, std::span<const uint8_t> record) {
+Place placeAsRead(const SortOptions& options, const SumField& sum, std::span<const uint8_t> record) {
   const FormatField& layout = options.format[sum.field];
   const int64_t offset = offsetOf(options, sum.field, record);
   if (offset < 0 || offset + layout.length > static_cast<int64_t>(record.size())) return {-1, false};
@@ -171,109 +171,160 @@ Place placeOf(const SortOptions& options, const SumField& sum, std::span<const u
   return {offset, null};
 }
 
-// Calls `take` with the offset of each place of the field in a reformatted record.
-template <typename Take>
-void forEachUse(const SortOptions& options, const SumField& sum, Take take) {
-  int64_t offset = options.reformatStartsWithLength ? rowOf(options.reformatLengthField).least : 0;
-  for (const ReformatItem& item : options.reformat) {
-    if (item.kind == ReformatItem::Kind::constant) {
-      offset += item.constant.length;
-      continue;
-    }
-    const SortKey& range = item.range;
-    const int32_t start = options.format[range.startField].offset + range.startByte;
-    const int32_t end = (range.endField < options.format.count ? options.format[range.endField].offset
-                                                               : options.recordLength) +
-                        range.endByte;
-    const FormatField& layout = options.format[sum.field];
-    if (layout.offset >= start && layout.endOffset <= end) take(offset + layout.offset - start);
-    offset += end - start;
-  }
+int64_t offsetIn(const SumUse& use, std::span<const uint8_t> record) {
+  return use.offset >= 0 ? use.offset : static_cast<int64_t>(record.size()) + use.offset;
+}
+
+// The place of sum field `number` in a record as it is written; the first one, where there are several.
+Place placeOf(const SortSession& session, int32_t number, std::span<const uint8_t> record) {
+  const SortOptions& options = *session.options;
+  if (options.reformat.count == 0) return placeAsRead(options, options.sums[number], record);
+  const HeldRecord& held = session.work->held;
+  for (const SumUse& use : std::span(held.uses, static_cast<size_t>(held.useCount)))
+    if (use.sum == number) return {offsetIn(use, record), false};
+  return {-1, false};
 }
 
 struct Sides {
   std::span<uint8_t> held, record;
-  std::span<uint8_t> target;  // the longer one
+  std::span<uint8_t> target;  // the one that takes the sums
 };
+
+void tellOfShortField(SortSession& session) {
+  if (!session.work->held.shortTold) message(shortBinaryFields);
+  session.work->held.shortTold = true;
+}
 
 // The sum of one field in `value`, from those sides that have it. False for an overflow; `known` tells
 // whether any side has it.
-bool addOne(SortSession& session, const SumField& sum, const Sides& sides, Field value, bool& known) {
-  const SortOptions& options = *session.options;
-  int64_t heldOffset = -1, newOffset = -1;
-  bool heldCounts, newCounts;
-  if (options.reformat.count > 0) {
-    forEachUse(options, sum, [&](int64_t offset) {
-      if (heldOffset < 0) heldOffset = newOffset = offset;
-    });
-    heldCounts = newCounts = heldOffset >= 0;
-  } else {
-    const Place held = placeOf(options, sum, sides.held), added = placeOf(options, sum, sides.record);
-    if (sum.type == FieldType::bin && (held.offset < 0 || added.offset < 0) &&
-        !session.work->held.shortTold) {
-      message(shortBinaryFields);
-      session.work->held.shortTold = true;
-    }
-    heldOffset = held.offset;
-    newOffset = added.offset;
-    heldCounts = held.offset >= 0 && !held.isNull;
-    newCounts = added.offset >= 0 && !added.isNull;
-  }
+bool addOne(SortSession& session, int32_t number, const Sides& sides, Field value, bool& known) {
+  const FieldType type = session.options->sums[number].type;
+  const Place held = placeOf(session, number, sides.held), added = placeOf(session, number, sides.record);
+  if (type == FieldType::bin && (held.offset < 0 || added.offset < 0)) tellOfShortField(session);
+  const bool heldCounts = held.offset >= 0 && !held.isNull;
+  const bool newCounts = added.offset >= 0 && !added.isNull;
   known = heldCounts || newCounts;
   if (!known) return true;
-  memcpy(value.data(),
-         heldCounts ? &sides.held[static_cast<size_t>(heldOffset)]
-                    : &sides.record[static_cast<size_t>(newOffset)],
-         value.size());
+  const uint8_t* const first = heldCounts ? &sides.held[static_cast<size_t>(held.offset)]
+                                          : &sides.record[static_cast<size_t>(added.offset)];
+  memcpy(value.data(), first, value.size());
   if (!heldCounts || !newCounts) return true;
-  return add(sum.type, value, sides.record.subspan(static_cast<size_t>(newOffset), value.size()));
+  return add(type, value, sides.record.subspan(static_cast<size_t>(added.offset), value.size()));
 }
 
-void store(const SortOptions& options, const SumField& sum, const Sides& sides,
+void store(const SortSession& session, int32_t number, std::span<uint8_t> record,
            std::span<const uint8_t> value) {
+  const SortOptions& options = *session.options;
   const auto put = [&](int64_t offset) {
-    memcpy(&sides.target[static_cast<size_t>(offset)], value.data(), value.size());
+    memcpy(&record[static_cast<size_t>(offset)], value.data(), value.size());
   };
-  if (options.reformat.count > 0) return forEachUse(options, sum, put);
-  const Place place = placeOf(options, sum, sides.target);
+  if (options.reformat.count > 0) {
+    const HeldRecord& held = session.work->held;
+    for (const SumUse& use : std::span(held.uses, static_cast<size_t>(held.useCount)))
+      if (use.sum == number) put(offsetIn(use, record));
+    return;
+  }
+  const Place place = placeAsRead(options, options.sums[number], record);
   if (place.offset < 0) return;
   put(place.offset);
-  if (place.isNull) sides.target[static_cast<size_t>(place.offset) - 1] = notNull;  // it has got a value
+  if (place.isNull) record[static_cast<size_t>(place.offset) - 1] = notNull;  // it has got a value
+}
+
+// ---- Finding the fields behind a reformat
+
+// Whether what an item gives has not the same length in all records.
+bool hasVaryingLength(const SortOptions& options, const ReformatItem& item) {
+  if (item.kind == ReformatItem::Kind::constant) return false;
+  const SortKey& range = item.range;
+  return options.format[range.startField].nullable || range.dictionary || range.printable || range.trimEnd ||
+         range.blankStart || range.blankEnd || (range.fold && options.localeCollation);
+}
+
+int32_t lengthOf(const SortOptions& options, const ReformatItem& item) {
+  if (item.kind == ReformatItem::Kind::constant) return item.constant.length;
+  const FixedPlace place = fixedPlaceOf(options, item.range);
+  return place.end - place.first;
+}
+
+// Bytes of the items from `first` on up to `end`, or -1 when that varies.
+int64_t lengthOf(const SortOptions& options, int32_t first, int32_t end) {
+  int64_t length = 0;
+  for (int32_t item = first; item < end; ++item) {
+    if (hasVaryingLength(options, options.reformat[item])) return -1;
+    length += lengthOf(options, options.reformat[item]);
+  }
+  return length;
+}
+
+// Where a reformatted record has a sum field, by its item: counted from the end that is at a fixed distance.
+// False when there is none.
+bool findUse(const SortOptions& options, int32_t item, int32_t offsetInItem, int32_t& offset) {
+  const int32_t lengthField = options.reformatStartsWithLength ? rowOf(options.reformatLengthField).least : 0;
+  const int64_t before = lengthOf(options, 0, item);
+  const int64_t behind = lengthOf(options, item, options.reformat.count);
+  offset = static_cast<int32_t>(before >= 0 ? before + lengthField + offsetInItem : offsetInItem - behind);
+  return before >= 0 || behind >= 0;
+}
+
+// Calls `take` with each item that has the whole field, and where in it.
+template <typename Take>
+void forEachItemWith(const SortOptions& options, const FormatField& field, Take take) {
+  for (int32_t item = 0; item < options.reformat.count; ++item) {
+    if (options.reformat[item].kind == ReformatItem::Kind::constant) continue;
+    const FixedPlace place = fixedPlaceOf(options, options.reformat[item].range);
+    if (place.first <= field.offset && field.endOffset <= place.end) take(item, field.offset - place.first);
+  }
+}
+
+int32_t findUses(SortSession& session) {
+  const SortOptions& options = *session.options;
+  HeldRecord& held = session.work->held;
+  size_t count = 0;
+  for (const SumField& sum : options.sums)
+    forEachItemWith(options, options.format[sum.field], [&](int32_t, int32_t) { ++count; });
+  held.uses = session.memory.make<SumUse>(count);
+  if (held.uses == nullptr) return noMemory(count * sizeof(SumUse));
+  for (int32_t number = 0; number < options.sums.count; ++number) {
+    bool found = true;
+    const int32_t before = held.useCount;
+    forEachItemWith(options, options.format[options.sums[number].field], [&](int32_t item, int32_t inItem) {
+      SumUse& use = held.uses[held.useCount++];
+      use.sum = number;
+      found &= findUse(options, item, inItem, use.offset);
+    });
+    if (!found || held.useCount == before) return message(sumNotAllowed);
+  }
+  return 0;
 }
 
 }  // namespace
 
 int32_t initSum(SortSession& session) {
   const SortOptions& options = *session.options;
-  const auto longest = static_cast<uint32_t>(options.recordLength);
-  const auto aside =
-      static_cast<size_t>(options.reformat.count > 0 ? reformatBound(options, longest) : longest + 2);
-  size_t values = 0;
-  for (const SumField& sum : options.sums)
-    values += static_cast<size_t>(options.format[sum.field].length) + 1;
-  HeldRecord& held = session.work->held;
-  held.aside = static_cast<uint8_t*>(session.memory.allocateBuffer(aside));
-  held.values = static_cast<uint8_t*>(session.memory.allocateBuffer(values));
-  return held.aside == nullptr || held.values == nullptr ? noMemory(aside + values) : 0;
+  size_t bytes = 0;
+  for (const SumField& sum : options.sums) bytes += static_cast<size_t>(options.format[sum.field].length) + 1;
+  session.work->held.values = static_cast<uint8_t*>(session.memory.allocateBuffer(bytes));
+  if (session.work->held.values == nullptr) return noMemory(bytes);
+  return options.reformat.count > 0 ? findUses(session) : 0;
 }
 
 Summed addUp(SortSession& session, std::span<uint8_t> held, std::span<uint8_t> record) {
   const SortOptions& options = *session.options;
-  const bool intoNew = record.size() > held.size();
+  const bool intoNew = options.variableLength && record.size() > held.size();
   const Sides sides = {held, record, intoNew ? record : held};
   // All sums first: an overflow leaves both records as they are.
   uint8_t* at = session.work->held.values;
-  for (const SumField& sum : options.sums) {
-    const auto length = static_cast<size_t>(options.format[sum.field].length);
+  for (int32_t number = 0; number < options.sums.count; ++number) {
+    const auto length = static_cast<size_t>(options.format[options.sums[number].field].length);
     bool known;
-    if (!addOne(session, sum, sides, {at + 1, length}, known)) return Summed::overflow;
+    if (!addOne(session, number, sides, {at + 1, length}, known)) return Summed::overflow;
     *at = known;
     at += length + 1;
   }
   at = session.work->held.values;
-  for (const SumField& sum : options.sums) {
-    const auto length = static_cast<size_t>(options.format[sum.field].length);
-    if (*at != 0) store(options, sum, sides, {at + 1, length});
+  for (int32_t number = 0; number < options.sums.count; ++number) {
+    const auto length = static_cast<size_t>(options.format[options.sums[number].field].length);
+    if (*at != 0) store(session, number, sides.target, {at + 1, length});
     at += length + 1;
   }
   return intoNew ? Summed::intoNew : Summed::intoHeld;

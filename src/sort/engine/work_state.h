@@ -153,11 +153,18 @@ struct RecordState;
 // The output and its blocks; see output.h.
 struct OutputState;
 
+// A place of a sum field in a reformatted record.
+struct SumUse {
+  int32_t sum;     // its number among the sum fields
+  int32_t offset;  // bytes from the record's start, or below 0 from its end
+};
+
 // With "sum": the record written last, to which equal-keyed ones are added.
 struct HeldRecord {
   uint8_t* record;  // in the output block; null for none
   uint32_t length;
-  uint8_t* aside;   // room for the longest record, while its block is written
+  SumUse* uses;  // of all sum fields, in their order
+  int32_t useCount;
   uint8_t* values;  // sums on their way
   bool overflowTold;
   bool shortTold;  // of short binary fields

@@ -1,0 +1,190 @@
+// Concatenations: lists of names, and files that are opened and read through them.
+#include <random>
+
+#include "generations.h"
+
+using namespace qrt::test;
+
+namespace {
+
+struct Concatenations : InFolder {};
+
+// The verdict on a name and what its list hands out, as "1: a b"; "0" for a single plain file.
+std::string handedOut(const std::string& name, bool create = false) {
+  int32_t verdict = 7;
+  QrtConcatenation* const list = _qrt_Concat_Check(name.c_str(), &verdict, create ? 1 : 0, "PLTx");
+  std::string text = std::to_string(verdict);
+  if (list == nullptr) return text;
+  EXPECT_STREQ(list->fileSystem, "PLT");
+  text += ":";
+  while (const char* const next = _qrt_Concat_Next(list)) text += std::string(" ") + next;
+  EXPECT_EQ(_qrt_Concat_Next(list), nullptr);
+  _qrt_Concat_Free(list);
+  return text;
+}
+
+std::string repeated(const std::string& text, int times) {
+  std::string all;
+  while (times-- > 0) all += text;
+  return all;
+}
+
+TEST_F(Concatenations, ListsHandOutTheirNames) {
+  makeGroup("G", {1, 2, 3});
+  makeGroup("EMPTY", {});
+  const std::string group = " G.g0003v00 G.g0002v00 G.g0001v00";
+  const int32_t before = liveBlocks();
+  for (const auto& [name, handed] :
+       rowsOf("a;b;c = 1: a b c | ;a;;b; = 1: a b | ;; = 1: | a = 0 | G = 1:" + group +
+              " | G(*) = 1:" + group + " | a;G;EMPTY(*);b;G(*) = 1: a" + group + " b" + group +
+              " | EMPTY = 1: | a;G(-1);G(7);G(+1) = 1: a G.g0002v00 G(7) G(+1) | G(0) = 0: G.g0003v00 | "
+              "G(+1) = 0"))
+    EXPECT_EQ(handedOut(name), handed) << name;
+  EXPECT_EQ(handedOut(repeated("a;", 256)), "1:" + repeated(" a", 256));
+  EXPECT_EQ(handedOut(repeated("a;", 257)), "1");
+  EXPECT_EQ(handedOut("EMPTY(+1)", true), "0: EMPTY.g0001v00");
+  EXPECT_EQ(liveBlocks(), before);
+
+  const Ended ended = inChild([] {
+    int32_t verdict;
+    QrtConcatenation* const list = _qrt_Concat_Check("a;G", &verdict, 0, nullptr);
+    for (int step = 0; step < 3; ++step) _qrt_Concat_Next(list);
+    _qrt_Concat_Print(list);
+    fflush(stdout);
+  });
+  EXPECT_EQ(ended.out,
+            "Concatenation data:\n  Entries:    2\n  Next:       1\n  Generation: -1\n  Flags:      1\n"
+            "  Names:\n    a\n    G\n");
+}
+
+// A run that reads one line sequential file to its end.
+struct Reader {
+  File file;
+  FileProgram program{"READER", {&file}};
+
+  explicit Reader(std::string assigned, uint8_t attributes = 0) : file(std::move(assigned), 8) {
+    file.description.attributes |= attributes;
+    file.noteUse();
+    used.clear();
+  }
+  // Status of the OPEN, the records that were read, statuses of two READs at their end and of the CLOSE.
+  std::string readAll() {
+    std::string seen;
+    run(program, [&] {
+      seen = program.open(input);
+      std::string status;
+      while ((status = program.read()) == "00") {
+        const std::string record = program.record();
+        seen += " " + record.substr(0, record.find_last_not_of(' ') + 1);
+      }
+      seen += " " + status;
+      seen += program.read();
+      seen += " " + program.close();
+    });
+    return seen;
+  }
+};
+
+TEST_F(Concatenations, ReadOnAcrossTheirMembers) {
+  makeFile("a", "a1\na2\n");
+  makeFile("b", "b1");
+  makeFile("empty", "");
+  makeGroup("G", {9999, 1, 2});
+  // Assigned names with what is seen, "?" for an OPTIONAL file. A member that can't be opened ends the
+  // reading, and the file is closed.
+  const auto rows = rowsOf(
+      "a;b = 00 a1 a2 b1 1046 00 ii | NAT-;empty;a;;empty;NAT-b;empty; = 00 a1 a2 b1 1046 00 ii | "
+      "a;G(*) = 00 a1 a2 G2 G1 G9999 1046 00 ii | G = 00 G2 G1 G9999 1046 00 ii | "
+      "G(-1) = 00 G1 1046 00 ii | ?x;a;y;b;z = 00 a1 a2 b1 1046 00 ii | ?x;y = 05 1046 00 ii | "
+      "x;a = 35 4747 42 ifff | a;x;b = 00 a1 a2 3347 42 iff");
+  int32_t before = 0;
+  for (const bool warm : {false, true}) {
+    if (warm) before = liveBlocksAfterARun();
+    for (const auto& [assigned, seen] : rows) {
+      Reader reader(assigned.substr(assigned[0] == '?'), assigned[0] == '?' ? QRT_FILE_OPTIONAL : 0);
+      EXPECT_EQ(reader.readAll() + " " + used, seen) << assigned;
+    }
+  }
+  EXPECT_EQ(liveBlocks(), before) << "lists go with their CLOSE or their run unit";
+}
+
+TEST_F(Concatenations, RefusalsTellTheirCode) {
+  makeFile("a", "");
+  makeGroup("NONE", {});
+  // The second OPEN starts from the assignment again; the status of a failed member's open is the code.
+  struct {
+    std::string assigned;
+    const char *statuses, *extended;
+    uint16_t mode = input;
+    uint8_t organization = QRT_ORGANIZATION_LINE_SEQUENTIAL, access = 0x80;
+  } const table[] = {{"NONE", "3333", "000034,NONE"},
+                     {";", "3333", "000034,;"},
+                     {repeated("a;", 257), "3333", "000034,a;a;a;a;a;a;a;a;a"},
+                     {"a;b", "3333", "000037,a", output},
+                     {"a;b", "3333", "000037,a", input, QRT_ORGANIZATION_RELATIVE},
+                     {"a;b", "3333", "000037,a", input, QRT_ORGANIZATION_SEQUENTIAL, 0x40},
+                     {"a;x", "00-1", "000035,x"},
+                     {"a;.", "00-1", "000037,."},
+                     {"a;PLT-b", "00-1", "000039,b"},
+                     {"a;krd-b", "00-1", "000039,b"}};
+  for (const bool ebcdic : {false, true})
+    for (const auto& row : table) {
+      File file(row.assigned, 8, row.organization);
+      file.description.accessMode = row.access;
+      if (ebcdic) file.description.statusFlags = 0x40;
+      FileProgram program("MAIN", {&file});
+      run(program, [&] {
+        std::string statuses = program.open(row.mode);
+        statuses += statuses == "00" ? std::to_string(_qrtLineSeqNext(&file.own, program.entries.data()))
+                                     : program.open(row.mode);
+        EXPECT_EQ(statuses, row.statuses) << row.assigned;
+        EXPECT_EQ(file.statusArea.text(), "33");
+        std::string expected = row.extended;
+        expected.resize(24, ' ');
+        if (ebcdic) {
+          auto length = static_cast<int32_t>(expected.size());
+          qrtConvToEBCDIC(std::string(expected).data(), length, expected.data(), &length);
+        }
+        EXPECT_EQ(file.extendedArea.text(), expected) << row.assigned;
+      });
+    }
+}
+
+TEST_F(Concatenations, WritingMakesTheGeneration) {
+  makeGroup("G", {1});
+  for (const char* const name : {"G.g0002v00", "G.g0003v00"}) {
+    File file("G(+1)", 10);
+    FileProgram program("WRITER", {&file});
+    run(program, [&] {
+      EXPECT_EQ(program.open(input), "35") << "reading makes none";
+      EXPECT_EQ(program.open(output), "00");
+      EXPECT_STREQ(file.own.fileName, name);
+      program.write(name);
+      EXPECT_EQ(program.close(), "00");
+      EXPECT_STREQ(file.own.fileName, "G(+1)");
+    });
+    EXPECT_EQ(contentOf(name), std::string(name) + "\n");
+  }
+}
+
+// With each request for memory that fails in turn, a generation never becomes a file of another name.
+TEST_F(Concatenations, MemoryShortage) {
+  if (!canFailAllocations) GTEST_SKIP();
+  makeGroup("G", {1});
+  makeFile("a", "a1\n");
+  Reader("a;G").readAll();
+  for (const char* const assigned : {"a;G", "G(+1)"})
+    for (int32_t n = 1; n < 12; ++n) {
+      File file(assigned, 8);
+      FileProgram program("MAIN", {&file});
+      run(program, [&] {
+        const FailingAllocation failing(n);
+        const std::string status = program.open(assigned[0] == 'a' ? input : output);
+        EXPECT_TRUE(status == "00" || status == "33" || status == "34" || status == "30") << n << status;
+        if (status == "00") program.close();
+      });
+      EXPECT_FALSE(std::filesystem::exists("G(+1)"));
+    }
+}
+
+}  // namespace

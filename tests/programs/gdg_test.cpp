@@ -1,0 +1,55 @@
+// The program gdg, run as a user does.
+#include <qrtrlib.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "support/process.h"
+
+using namespace qrt::test;
+
+namespace {
+
+Ended gdg(const std::string& words) {
+  return inChild([&] {
+    execl("/bin/sh", "sh", "-c", ("exec " QRT_BUILD_DIRECTORY "/bin/gdg " + words).c_str(), nullptr);
+  });
+}
+
+TEST(Gdg, LooksAfterAGroup) {
+  char folder[] = "/tmp/qrtXXXXXX";
+  std::filesystem::current_path(mkdtemp(folder));
+  struct {
+    const char* words;
+    int code;
+    std::string out, err;  // what is among the lines
+  } const table[] = {{"--version", 0, "gdg ", ""},
+                     {"alter --help", 0, "--noscratch", ""},
+                     {"", 2, "", "subcommand"},
+                     {"create --limit 1001 G", 2, "", "1001"},
+                     {"create G H --limit 3 --empty --file-system PLT", 0, "", ""},
+                     {"create G", 1, "", "Error: GDG G already exists.\ngdg: create G failed\n"},
+                     {"create 'G(+1)'", 1, "", "no name or number"},
+                     {"alter G --empty", 2, "", "both or none"},
+                     {"alter G --days 4", 0, "", ""},
+                     {"print N G H", 1, "= 3\n  Days        = 4\n  Empty\n  Scratch", "gdg: print N failed"},
+                     {"alter G --noempty --noscratch", 0, "", ""},
+                     {"print 'G(*)'", 0, "NoEmpty\n  NoScratch", ""},
+                     {"delete 'G(0)'", 1, "", "not found"},
+                     {"delete G H", 0, "", ""},
+                     {"delete G", 1, "", "not found"}};
+  for (const auto& row : table) {
+    const Ended ended = gdg(row.words);
+    EXPECT_EQ(ended.exitCode, row.code) << row.words;
+    EXPECT_TRUE(ended.out.find(row.out) != ended.out.npos && ended.out.empty() == row.out.empty())
+        << ended.out;
+    EXPECT_TRUE(ended.err.find(row.err) != ended.err.npos && ended.err.empty() == row.err.empty())
+        << ended.err;
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(folder));
+  std::filesystem::current_path("/");
+  std::filesystem::remove(folder);
+}
+
+}  // namespace

@@ -1,0 +1,299 @@
+// Indexed files when things go wrong: writers that are killed, other users of the file, full disks, foreign
+// files, memory that runs out.
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <map>
+
+#include "indexed_program.h"
+
+using namespace qrt::test;
+
+namespace {
+
+struct IndexedFaults : InFolder {
+  ~IndexedFaults() override { unsetenv("QRT_INDEXED_COMMIT"); }
+};
+
+const std::vector<QrtFileKey> twoKeys = {{0, 6, 0, {}}, {6, 2, QRT_KEY_DUPLICATES, {}}};
+constexpr uint32_t length = 200;
+
+struct Customers : IndexedFile {
+  explicit Customers(uint8_t access = QRT_ACCESS_DYNAMIC, const std::string& name = "customers")
+      : IndexedFile(name, access, length, twoKeys) {}
+};
+
+std::string customer(uint32_t number, uint32_t group, uint32_t version) {
+  char key[32];
+  snprintf(key, sizeof(key), "%06u%02u", number, group);
+  std::string record = key + std::to_string(number * 1000 + version);
+  record.resize(length, '.');
+  return record;
+}
+
+using Customer = std::map<std::string, std::string>;  // records by prime key
+
+// The n-th statement of a run that writes, rewrites and deletes, and what is in the file after it.
+std::string performStatement(IndexedProgram& program, uint32_t n) {
+  const uint32_t number = n / 3;
+  switch (n % 3) {
+    case 0:
+      return program.write(customer(number, number % 7, 0));
+    case 1:
+      return program.rewrite(customer(number / 2, n % 5, n));
+    default:
+      program.place(customer(number * 5 / 8, 0, 0));
+      return number % 4 == 3 ? program.remove() : "00";
+  }
+}
+void expectStatement(Customer& records, uint32_t n) {
+  const uint32_t number = n / 3;
+  const auto key = [](uint32_t of) { return customer(of, 0, 0).substr(0, 6); };
+  if (n % 3 == 0) records[key(number)] = customer(number, number % 7, 0);
+  if (n % 3 == 1 && records.contains(key(number / 2)))
+    records[key(number / 2)] = customer(number / 2, n % 5, n);
+  if (n % 3 == 2 && number % 4 == 3) records.erase(key(number * 5 / 8));
+}
+
+// What a program finds in the file by one of its keys.
+Customer contentBy(uint8_t key) {
+  Customer found;
+  Customers file;
+  IndexedProgram program("MAIN", {&file});
+  run(program, [&] {
+    EXPECT_EQ(program.open(input), "00");
+    memset(program.fcb().record, 0, length);
+    program.startBy(key, QRT_START_NOT_LESS);
+    while (program.readNext() < "10") found[program.taken().substr(0, 6)] = program.taken();
+    EXPECT_EQ(program.close(), "00");
+  });
+  return found;
+}
+
+// Lets a child perform statements, and kills it when it has done `deadline` of them, or a moment later.
+// Returns the count of those that had come back.
+uint32_t killedAfter(uint32_t deadline, useconds_t moment) {
+  auto* const done = static_cast<volatile uint32_t*>(
+      mmap(nullptr, sizeof(uint32_t), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  const pid_t child = fork();
+  if (child == 0) {
+    Customers file;
+    IndexedProgram program("MAIN", {&file});
+    run(program, [&] {
+      program.open(output);
+      program.close();
+      program.open(inputOutput);
+      for (;;) {
+        performStatement(program, *done);
+        *done = *done + 1;
+      }
+    });
+    _exit(1);
+  }
+  while (*done < deadline) usleep(20);
+  usleep(moment);
+  kill(child, SIGKILL);
+  int status;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status));
+  const uint32_t count = *done;
+  munmap(const_cast<uint32_t*>(done), sizeof(uint32_t));
+  return count;
+}
+
+TEST_F(IndexedFaults, AKilledWriterLeavesWholeBursts) {
+  for (uint32_t round = 0; round < 100 && !HasFailure(); ++round) {
+    const uint32_t burst = round % 2 == 0 ? 1 : 40;
+    setenv("QRT_INDEXED_COMMIT", std::to_string(burst).c_str(), 1);
+    const uint32_t done = killedAfter(1 + round * 3, round * 13 % 211);
+    EXPECT_EQ(queryOn("customers", "PRAGMA integrity_check"), "ok");
+    const Customer found = contentBy(0);
+    EXPECT_EQ(contentBy(1), found);
+    // The file is as some statement has left it, a burst, in which not each statement changes it, ahead of
+    // the last one at most.
+    const uint32_t window = burst == 1 ? 0 : 2 * burst;
+    Customer expected;
+    bool met = false;
+    for (uint32_t n = 0; n <= done + 1 && !met; ++n) {
+      met = n + window >= done && expected == found;
+      expectStatement(expected, n);
+    }
+    EXPECT_TRUE(met) << "after " << done << " statements in bursts of " << burst;
+  }
+}
+
+TEST_F(IndexedFaults, OneWriterAndManyReaders) {
+  setenv("QRT_INDEXED_COMMIT", "1", 1);
+  Customers writer, second, reader(QRT_ACCESS_SEQUENTIAL);
+  IndexedProgram program("MAIN", {&writer, &second, &reader});
+  run(program, [&] {
+    EXPECT_EQ(program.open(output), "00");
+    EXPECT_EQ(program.write(customer(1, 1, 0)), "00");
+    for (const uint16_t mode : {inputOutput, output}) {
+      EXPECT_EQ(program.open(mode, 1), "61");
+      EXPECT_EQ(second.extendedArea.text().substr(0, 6), "000032");
+    }
+    EXPECT_EQ(program.open(input, 2), "00");
+    EXPECT_EQ(program.read(2), "00");
+    EXPECT_EQ(program.record(2), customer(1, 1, 0));
+    EXPECT_EQ(program.write(customer(2, 1, 0)), "02");
+    // Neither lock nor log of the writer is lost when a reader closes.
+    EXPECT_EQ(program.close(0, 2), "00");
+    EXPECT_EQ(inChild([] {
+                Customers file;
+                IndexedProgram other("OTHER", {&file});
+                run(other, [&] {
+                  const bool refused = other.open(inputOutput) == "61";
+                  other.open(input);
+                  other.place(customer(2, 0, 0));
+                  const bool found = other.readBy(0) == "00" && other.record() == customer(2, 1, 0);
+                  _exit(refused && found ? 5 : 6);
+                });
+              }).exitCode,
+              5);
+    EXPECT_EQ(program.close(), "00");
+    EXPECT_EQ(program.open(inputOutput, 1), "00");
+    EXPECT_EQ(program.close(0, 1), "00");
+  });
+}
+
+TEST_F(IndexedFaults, AFullDiskIsAStatus) {
+  setenv("QRT_INDEXED_COMMIT", "10", 1);
+  const Ended ended = inChild([] {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {200'000, 200'000};
+    Customers file(QRT_ACCESS_RANDOM);
+    IndexedProgram program("MAIN", {&file});
+    run(program, [&] {
+      program.open(output);
+      setrlimit(RLIMIT_FSIZE, &limit);
+      std::string status;
+      uint32_t number = 0;
+      do status = program.write(customer(number, 0, 0));
+      while (status < "10" && ++number < 5000);
+      program.close();
+      printf("%s %u", status.c_str(), number);
+      fflush(stdout);
+      _exit(0);
+    });
+  });
+  EXPECT_EQ(ended.out.substr(0, 2), "24");
+  EXPECT_EQ(queryOn("customers", "PRAGMA integrity_check"), "ok");
+  const auto stored = static_cast<uint32_t>(contentBy(0).size());
+  const auto told = static_cast<uint32_t>(atoi(ended.out.substr(3).c_str()));
+  EXPECT_GE(stored + 10, told);
+  EXPECT_LE(stored, told);
+}
+
+// Opens the file anew in the given mode and returns FILE STATUS, with the first of the extended status.
+std::string openedAs(uint16_t mode, IndexedFile& file) {
+  std::string statuses;
+  IndexedProgram program("MAIN", {&file});
+  run(program, [&] {
+    statuses = program.open(mode);
+    statuses += " " + file.extendedArea.text().substr(0, 6);
+    if (statuses < "10") program.close();
+  });
+  return statuses;
+}
+
+TEST_F(IndexedFaults, OtherFilesAreRefused) {
+  Customers file;
+  EXPECT_EQ(openedAs(inputOutput, file).substr(0, 2), "35");
+  EXPECT_EQ(openedAs(input, file).substr(0, 2), "35");
+  file.description.attributes |= QRT_FILE_OPTIONAL;
+  EXPECT_EQ(openedAs(input, file).substr(0, 2), "05");
+  EXPECT_FALSE(std::filesystem::exists("customers"));
+  EXPECT_EQ(openedAs(inputOutput, file).substr(0, 2), "05");
+  EXPECT_EQ(openedAs(inputOutput, file).substr(0, 2), "00");
+  file.description.attributes &= ~QRT_FILE_OPTIONAL;
+
+  // One attribute differs at a time.
+  const auto expectConflict = [&](auto& attribute, auto value) {
+    std::swap(attribute, value);
+    EXPECT_EQ(openedAs(input, file), "39 000039");
+    std::swap(attribute, value);
+  };
+  expectConflict(file.description.maxRecord, length + 1);
+  expectConflict(file.description.recordFormat, uint8_t{QRT_RECORD_VARIABLE});
+  expectConflict(file.description.keyCount, 1u);
+  expectConflict(file.keyTable[0].length, 5u);
+  expectConflict(file.keyTable[1].offset, 7u);
+  expectConflict(file.keyTable[1].flags, uint8_t{0});
+  expectConflict(file.keyTable[1].length, length);
+  EXPECT_EQ(openedAs(input, file), "00 000000");
+
+  queryOn("customers", "PRAGMA user_version=2");
+  for (const uint16_t mode : {input, inputOutput, output}) EXPECT_EQ(openedAs(mode, file), "39 000039");
+  makeFile("text", std::string(5000, 'x'));
+  makeFile("empty", "");
+  EXPECT_EQ(queryOn("foreign", "SELECT 1"), "unable to open database file");
+  makeFile("foreign", "");
+  queryOn("foreign", "CREATE TABLE t(x)");
+  const std::string foreign = contentOf("foreign");
+  const struct {
+    const char* name;
+    std::string readStatus, replaceStatus;
+  } others[] = {{"text", "39", "00"}, {"empty", "35", "00"}, {"foreign", "39", "39"}, {".", "37", "37"}};
+  for (const auto& other : others) {
+    Customers otherFile(QRT_ACCESS_DYNAMIC, other.name);
+    EXPECT_EQ(openedAs(input, otherFile).substr(0, 2), other.readStatus) << other.name;
+    EXPECT_EQ(openedAs(inputOutput, otherFile).substr(0, 2), other.readStatus) << other.name;
+    EXPECT_EQ(openedAs(output, otherFile).substr(0, 2), other.replaceStatus) << other.name;
+  }
+  EXPECT_EQ(contentOf("foreign"), foreign);
+}
+
+TEST_F(IndexedFaults, ReplacedFilesGiveTheirSpaceBack) {
+  Customers file(QRT_ACCESS_RANDOM);
+  IndexedProgram program("MAIN", {&file});
+  run(program, [&] {
+    program.open(output);
+    for (uint32_t number = 0; number < 5000; ++number) program.write(customer(number, number % 90, 0));
+    program.close();
+    const auto before = std::filesystem::file_size("customers");
+    EXPECT_EQ(program.open(output), "00");
+    EXPECT_EQ(program.write(customer(1, 1, 0)), "00");
+    EXPECT_EQ(program.close(), "00");
+    EXPECT_LT(std::filesystem::file_size("customers"), before / 10);
+    EXPECT_FALSE(std::filesystem::exists("customers-wal"));
+  });
+  EXPECT_EQ(contentBy(1).size(), 1u);
+}
+
+TEST_F(IndexedFaults, MemoryThatRunsOutIsAStatus) {
+  if (!canFailAllocations) GTEST_SKIP();
+  Customers file;
+  IndexedProgram program("MAIN", {&file});
+  run(program, [&] {
+    program.open(output);
+    program.write(customer(1, 1, 0));
+    program.close();
+    bool failed = true;
+    for (int32_t n = 1; failed && n < 3000; n += n < 200 ? 1 : 7) {
+      {
+        FailingAllocation failing(n);
+        program.fcb().openRequest = inputOutput;
+        program.fcb().openRoutine(&program.fcb(), program.entries.data());
+        if (program.fcb().openState != 0) {
+          for (const QrtFileRoutine verb : {program.fcb().readRoutine, program.fcb().rewriteRoutine})
+            verb(&program.fcb(), program.entries.data());
+          program.fcb().closeRoutine(&program.fcb(), program.entries.data());
+        }
+        failed = failing.hasFailed();
+      }
+      EXPECT_EQ(program.fcb().openState, 0) << n;
+    }
+    EXPECT_FALSE(failed);
+    EXPECT_EQ(program.open(inputOutput), "00");
+    EXPECT_EQ(program.readNext(), "00");
+    EXPECT_EQ(program.record().substr(0, 8), "00000101");
+    EXPECT_EQ(program.close(), "00");
+  });
+  EXPECT_EQ(queryOn("customers", "PRAGMA integrity_check"), "ok");
+}
+
+}  // namespace

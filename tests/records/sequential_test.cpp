@@ -1,0 +1,347 @@
+// Sequential record files: the bytes on disk, every mode, and OPEN with its statuses for both plain
+// organizations.
+#include <random>
+
+#include "record_program.h"
+
+using namespace qrt::test;
+
+namespace {
+
+struct Sequential : InFolder {};
+using Files = Sequential;
+
+std::string prefixed(const std::string& record) {
+  const auto length = static_cast<uint32_t>(record.size());
+  return std::string(reinterpret_cast<const char*>(&length), sizeof(length)) + record;
+}
+
+// What lies behind the header.
+std::string recordsIn(const std::string& name) {
+  return contentOf(name).substr(128);
+}
+
+// Sessions of all modes over records around the size of the buffer, fixed and variable, beside a plain list.
+void followList(bool variable, uint32_t length, uint32_t seed) {
+  std::mt19937 random(seed);
+  RecordFile file("data", QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, length);
+  if (variable) file.makeVariable(0);
+  RecordFile reading("data", QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, length);
+  reading.description = file.description;
+  reading.description.recordAreaSlot = &reading.record.base;
+  reading.description.statusBase = &reading.statusArea.base;
+  RecordProgram program("MAIN", {&file, &reading});
+  Texts model;
+  const auto someRecord = [&](size_t size) {
+    std::string record(size, static_cast<char>('a' + random() % 26));
+    if (size != 0) record.back() = '.';
+    return record;
+  };
+  const auto add = [&] {
+    for (uint32_t count = random() % std::clamp(500'000 / length, 5u, 200u); count > 0; --count) {
+      model.push_back(someRecord(variable ? random() % (length + 1) : length));
+      ASSERT_EQ(program.write(model.back()), "00");
+    }
+  };
+  const auto readAll = [&](size_t index) {
+    for (const std::string& record : model) {
+      ASSERT_EQ(program.read(index), "00");
+      ASSERT_EQ(program.taken(index), record);
+    }
+    ASSERT_EQ((Texts{program.read(index), program.read(index)}), (Texts{"10", "46"}));
+  };
+  run(program, [&] {
+    for (int session = 0; session < 12; ++session) {
+      switch (session == 0 ? 0 : random() % 4) {
+        case 0: {
+          // Whoever reads keeps the file that is replaced.
+          const bool read = session != 0 && random() % 2 != 0;
+          if (read) {
+            ASSERT_EQ(program.open(input, 1), "00");
+          }
+          ASSERT_EQ(program.open(output), "00");
+          if (read) readAll(1), program.close(0, 1);
+          model.clear();
+          add();
+          break;
+        }
+        case 1:
+          ASSERT_EQ(program.open(extend), "00");
+          add();
+          break;
+        case 2:
+          ASSERT_EQ(program.open(input), "00");
+          readAll(0);
+          break;
+        default:
+          ASSERT_EQ(program.open(inputOutput), "00");
+          ASSERT_EQ(program.rewrite("x"), "43");
+          for (std::string& record : model) {
+            ASSERT_EQ(program.read(), "00");
+            ASSERT_EQ(program.taken(), record);
+            const uint32_t choice = random() % 3;
+            if (choice == 0 && variable) {
+              ASSERT_EQ(program.rewrite(record + "x"), "44");
+            }
+            if (choice != 1) continue;
+            record = someRecord(record.size());
+            ASSERT_EQ(program.rewrite(record), "00");
+            ASSERT_EQ(program.rewrite(record), "43");
+          }
+          break;
+      }
+      ASSERT_EQ(program.close(), "00");
+      std::string content;
+      for (const std::string& record : model) content += variable ? prefixed(record) : record;
+      ASSERT_TRUE(recordsIn("data") == content) << session;
+    }
+  });
+  file.record.text();
+}
+
+TEST_F(Sequential, FollowsTheList) {
+  for (const uint32_t length : {1u, 100u, 5000u, 100'000u})
+    for (uint32_t seed = 0; seed < (length > 5000 ? 2 : 4); ++seed) {
+      SCOPED_TRACE(testing::Message() << "length " << length << " seed " << seed);
+      followList(seed % 2 != 0, length, seed);
+      if (HasFatalFailure()) return;
+    }
+}
+
+TEST_F(Sequential, LayoutOnDisk) {
+  RecordFile file("data", QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, 5);
+  file.makeVariable(2);
+  RecordProgram program("MAIN", {&file});
+  program.block.flags |= QRT_PROGRAM_EBCDIC;
+  run(program, [&] {
+    program.open(output);
+    EXPECT_EQ(
+        (Texts{program.write("ab"), program.write("a"), program.write("abcdef"), program.write("12345")}),
+        (Texts{"00", "44", "44", "00"}));
+    EXPECT_EQ((Texts{program.close(QRT_CLOSE_UNIT), program.close(QRT_CLOSE_REEL), program.write("end")}),
+              (Texts{"07", "07", "00"}));
+    program.close();
+    std::string header("QRTRECS\n\1\0\0\x40\5\0\0\0\2\0\0\0", 20);
+    const std::string content = contentOf("data");
+    EXPECT_EQ(content.substr(0, 20), header);
+    EXPECT_EQ(content.substr(128), prefixed("ab") + prefixed("12345") + prefixed("end"));
+    // Lengths that only others store: told where the record can be had, an error where the file hasn't got
+    // it.
+    makeFile("data", content + prefixed("x") + prefixed("too long") + "\xff\xff\xff\xff..");
+    program.open(input);
+    Texts statuses, records;
+    for (int count = 0; count < 6; ++count)
+      statuses.push_back(program.read()), records.push_back(program.record());
+    EXPECT_EQ(statuses, (Texts{"00", "00", "00", "04", "04", "30"}));
+    EXPECT_EQ(records, (Texts{"ab@@@", "12345", "end@@", "x@@@@", "too l", "too l"}));
+    EXPECT_EQ(file.own.readLength, 8u);
+    program.close();
+  });
+}
+
+// --- OPEN, for both plain organizations
+// --------------------------------------------------------------------------
+
+TEST_F(Files, OpenByModeAndPresence) {
+  struct {
+    const char* name;
+    uint16_t mode;
+    bool optional;
+    const char* open;
+    const char* extended;
+    const char* read;  // the first two READs, of a file open for them
+  } const table[] = {
+      {"there", input, false, "00", "000000", "0010"},
+      {"there", input, true, "00", "000000", "0010"},
+      {"there", extend, false, "00", "000000", ""},
+      {"there", output, false, "00", "000000", ""},
+      {"there", inputOutput, false, "00", "000000", "0010"},
+      {"there", QRT_OPEN_INPUT | QRT_OPEN_OUTPUT, false, "37", "000037", ""},
+      {"there", input | QRT_OPEN_NO_REWIND, false, "07", "000000", "0010"},
+      {"absent", input, false, "35", "000035,absent", ""},
+      {"absent", inputOutput, false, "35", "000035,absent", ""},
+      {"absent", extend, false, "35", "000035,absent", ""},
+      {"absent", output, false, "00", "000000", ""},
+      {"absent", input, true, "05", "000005", "1046"},
+      {"absent", inputOutput, true, "05", "000005", "1046"},
+      {"absent", extend, true, "05", "000005", ""},
+      {"empty", input, false, "00", "000000", "1046"},
+      {"empty", inputOutput, false, "00", "000000", "1046"},
+      {"empty", extend, false, "00", "000000", ""},
+      {".", input, false, "37", "000021", ""},
+      {"/dev/null", output, false, "37", "000021", ""},
+      {"no/where", output, false, "30", "000002", ""},
+      {"there/in", input, false, "30", "000003", ""},
+      {"text", input, false, "39", "000039", ""},
+      {"short", extend, false, "39", "000039", ""},
+      {"future", input, false, "39", "000039", ""},
+  };
+  for (const int organization : {QRT_ORGANIZATION_SEQUENTIAL, 0x80, QRT_ORGANIZATION_RELATIVE})
+    for (const auto& row : table) {
+      SCOPED_TRACE(testing::Message() << row.name << " " << row.mode << " organization " << organization);
+      const auto as = static_cast<uint8_t>(organization);
+      RecordFile made("there", as, QRT_ACCESS_SEQUENTIAL, 10);
+      RecordFile file(row.name, as, QRT_ACCESS_SEQUENTIAL, 10);
+      if (row.optional) file.description.attributes |= QRT_FILE_OPTIONAL;
+      RecordProgram program("MAIN", {&made, &file});
+      run(program, [&] {
+        program.open(output);
+        program.write("0123456789");
+        program.close();
+        std::filesystem::remove("absent");
+        makeFile("empty", "");
+        makeFile("text", std::string(500, 'x'));
+        std::string header = contentOf("there").substr(0, 128);
+        makeFile("short", header.substr(0, 127));
+        header[8] = 2;
+        makeFile("future", header);
+        EXPECT_EQ(program.open(row.mode, 1), row.open);
+        EXPECT_EQ(file.extendedArea.text(), (row.extended + std::string(24, ' ')).substr(0, 24));
+        const bool open = file.own.openState != 0;
+        EXPECT_EQ(open, *row.open == '0');
+        if (*row.read != 0) {
+          const std::string first = program.read(1);
+          EXPECT_EQ(first + program.read(1), row.read);
+        }
+        if ((row.mode & QRT_OPEN_CAN_WRITE) != 0 && open && (row.mode & QRT_OPEN_IO) == 0) {
+          EXPECT_EQ(program.write("abcdefghij", 1), "00");
+        }
+        EXPECT_EQ(program.close(0, 1), open ? "00" : "42");
+        // What has been made by an OPEN is a file.
+        if (row.optional && row.mode != input) {
+          EXPECT_EQ(program.open(input, 1), "00");
+        }
+      });
+      const auto left = std::distance(std::filesystem::directory_iterator("."), {});
+      EXPECT_LE(left, 6) << "OPEN leaves nothing behind";
+    }
+}
+
+TEST_F(Files, AttributesAreThoseOfTheFile) {
+  RecordFile file("data", QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, 10);
+  file.makeVariable(5);
+  const QrtFileDescription as = file.description;
+  RecordProgram program("MAIN", {&file});
+  run(program, [&] {
+    program.open(output);
+    program.close();
+    const auto opened = [&](void (*change)(QrtFileDescription&), uint16_t mode) {
+      file.description = as;
+      file.description.fileIndex = 1;
+      change(file.description);
+      const std::string status = program.open(mode);
+      program.close();
+      return status;
+    };
+    for (const uint16_t mode : {input, extend}) {
+      EXPECT_EQ(opened([](auto&) {}, mode), "00");
+      EXPECT_EQ(opened([](auto& other) { other.maxRecord = 9; }, mode), "39");
+      EXPECT_EQ(opened([](auto& other) { other.minRecord = 4; }, mode), "39");
+      EXPECT_EQ(opened([](auto& other) { other.recordFormat = QRT_RECORD_FIXED; }, mode), "39");
+      EXPECT_EQ(opened([](auto& other) { other.organization = QRT_ORGANIZATION_RELATIVE; }, mode), "39");
+      EXPECT_EQ(opened([](auto& other) { other.organization = 0x30; }, mode), "39");
+      EXPECT_EQ(opened([](auto& other) { other.maxRecord = 0; }, mode), "39");
+    }
+    EXPECT_EQ(opened([](auto& other) { other.maxRecord = 9; }, output), "00") << "OUTPUT makes a new file";
+  });
+}
+
+TEST_F(Files, OneWriterAtATime) {
+  constexpr uint16_t writers[] = {output, extend, inputOutput};
+  RecordFile first("data", QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, 10);
+  RecordFile second("data", QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, 10);
+  RecordProgram program("MAIN", {&first, &second});
+  run(program, [&] {
+    for (const uint16_t mode : writers) {
+      program.open(output);
+      program.write("0123456789");
+      program.close();
+      ASSERT_EQ(program.open(mode), "00");
+      for (const uint16_t other : writers) {
+        EXPECT_EQ(program.open(other, 1), "61");
+        EXPECT_EQ(second.extendedArea.text().substr(0, 7), "000032 ");
+      }
+      EXPECT_EQ(program.open(input, 1), "00");
+      EXPECT_EQ(program.read(1), mode == output ? "10" : "00");
+      program.close(0, 1);
+      program.close();
+      EXPECT_EQ(program.open(extend, 1), "00");
+      program.close(QRT_CLOSE_LOCK, 1);
+      EXPECT_EQ(program.open(input, 1), "38");
+      second.own.lastCloseFlags = second.own.closeFlags = 0;
+      second.own.openRoutine = _qrtGenericOpen;
+    }
+  });
+}
+
+TEST_F(Files, StatusAreasInEachForm) {
+  struct {
+    uint8_t flags;
+    std::string status, extended;
+  } const table[] = {
+      {0, "43##", "000043  "},
+      {0x80, "\xf4\xf3##", "000043  "},
+      {0x40, "43##", "\xf0\xf0\xf0\xf0\xf4\xf3\x40\x40"},
+      {0x10, {"4\0003\0", 4}, "000043  "},
+  };
+  for (const auto& row : table) {
+    GuardedArea status(4), extended(8);
+    RecordFile file("data", QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, 10);
+    file.noteUse();
+    file.description.statusBase = &status.base;
+    file.description.status2Base = &extended.base;
+    file.description.status2Length = 8;
+    file.description.statusFlags = row.flags;
+    RecordProgram program("MAIN", {&file});
+    used.clear();
+    run(program, [&] {
+      program.open(output);
+      program.close();
+      program.open(inputOutput);
+      program.rewrite("x");
+      EXPECT_EQ(verbSeen, QRT_VERB_REWRITE);
+      EXPECT_EQ(status.text(), row.status);
+      EXPECT_EQ(extended.text(), row.extended);
+      file.own.statementFlags = QRT_STATEMENT_AT_END;
+      program.read();
+      program.close();
+      EXPECT_EQ(extended.text(), (row.flags & 0x40) != 0 ? "\xf0\xf0\xf0\xf0\xf0\xf0\x40\x40" : "000000  ");
+    });
+    EXPECT_EQ(used, "x") << "one USE procedure, of I-O; AT END is the statement's own";
+  }
+}
+
+// An OPEN that runs out of memory fails with 30, or has no adapter, and leaves nothing.
+TEST_F(Files, MemoryShortage) {
+  if (!canFailAllocations) GTEST_SKIP();
+  for (const int organization : {QRT_ORGANIZATION_SEQUENTIAL, QRT_ORGANIZATION_RELATIVE}) {
+    RecordFile file("data", static_cast<uint8_t>(organization), QRT_ACCESS_SEQUENTIAL, 10);
+    RecordProgram program("MAIN", {&file});
+    run(program, [&] {
+      program.open(output);
+      program.close();
+      const int32_t before = liveBlocks();
+      for (int32_t n = 1;; ++n) {
+        bool failed;
+        QrtFcb& fcb = file.own;
+        {
+          const FailingAllocation failing(n);
+          fcb.openRequest = extend;
+          fcb.openRoutine(&fcb, program.entries.data());
+          if (fcb.openState != 0) {
+            fcb.recordLength = 10;
+            fcb.writeRoutine(&fcb, program.entries.data());
+            EXPECT_EQ(fcb.status, 0);
+            fcb.closeRoutine(&fcb, program.entries.data());
+          }
+          failed = failing.hasFailed();
+        }
+        EXPECT_EQ(fcb.status, failed ? 30 : 0);
+        EXPECT_EQ(liveBlocks(), before);
+        if (!failed) break;
+      }
+    });
+  }
+}
+
+}  // namespace
