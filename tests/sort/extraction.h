@@ -68,7 +68,7 @@ struct Extraction {
   std::vector<Stored> extract(const std::string& text) {
     std::vector<Stored> all;
     std::vector<uint8_t> block(text.begin(), text.end());
-    run.cursor = run.blockStart = block.data();
+    run.cursor = block.data();
     run.limit = block.data() + block.size();
     for (;;) {
       const uint8_t* const before = run.cursor;
