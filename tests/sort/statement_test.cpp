@@ -49,6 +49,11 @@ struct SortProgram : RecordProgram {
       : RecordProgram("SORTER", {}), record{form, minLength, maxLength} {
     registers.program = entries.data();
   }
+  // Key lists are static data of a program, with the nodes that the library has linked into them.
+  ~SortProgram() {
+    static auto& kept = *new std::vector<std::vector<QrtSortKeySpec>>;
+    kept.push_back(std::move(nodes));
+  }
 
   // A file of records of fixed form, or with `least` given of variable form; returns its number.
   size_t add(char kind, uint32_t most, int32_t least = -1, uint8_t access = QRT_ACCESS_SEQUENTIAL) {
