@@ -72,7 +72,7 @@ inline int32_t runCommand(
   session->work = session->memory.make<sort::SortWorkState>();
   if (code == 0) code = sort::MemManageInit(*session);
   if (code == 0) adjust(*session->work);
-  if (code == 0) code = sort::initExtract(*session);
+  if (code == 0) code = sort::InitExtract(*session);
   if (code == 0) code = sort::makeTempDirectories(*session);
   if (code == 0) code = sort::LumasiftMain(*session);
   if (runs != nullptr) *runs = session->work->runCount;
