@@ -22,6 +22,7 @@ struct SystemLetters {
   MemberSystem system;
 };
 
+// The first letters of each type are those that are shown.
 constexpr SystemLetters knownLetters[] = {
     {"sys", MemberSystem::plain},         {"nat", MemberSystem::plain},
     {"nsd", MemberSystem::plain},         {"plt", MemberSystem::plain},
@@ -238,20 +239,9 @@ MemberSystem memberSystemNamed(const char* letters) {
 }
 
 const char* lettersOf(MemberSystem system) {
-  switch (system) {
-    case MemberSystem::plain:
-      return "sys";
-    case MemberSystem::withCompanion:
-      return "hdu";
-    case MemberSystem::fileServer:
-      return "kfs";
-    case MemberSystem::database:
-      return "qdb";
-    case MemberSystem::other:
-      return "ora";
-    default:
-      return "";
-  }
+  for (const SystemLetters& known : knownLetters)
+    if (known.system == system) return known.letters;
+  return "";
 }
 
 bool isBelowServerRoot(std::string_view name) {

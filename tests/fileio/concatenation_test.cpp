@@ -50,7 +50,6 @@ TEST_F(Concatenations, ListsHandOutTheirNames) {
     QrtConcatenation* const list = _qrt_Concat_Check("a;G", &verdict, 0, nullptr);
     for (int step = 0; step < 3; ++step) _qrt_Concat_Next(list);
     _qrt_Concat_Print(list);
-    fflush(stdout);
   });
   EXPECT_EQ(ended.out,
             "Concatenation data:\n  Entries:    2\n  Next:       1\n  Generation: -1\n  Flags:      1\n"

@@ -70,26 +70,22 @@ TEST(System, CommandLines) {
   folder.addText("with a blank/show", "#!/bin/sh\nprintf '[%s]' \"$@\"\nexit 7\n");
   folder.addText("killed", "#!/bin/sh\nkill -9 $$\n");
   folder.addText("text");
-  const auto result = [&](const std::string& line) {
-    return inChild([&] { printf("%d", int(_qrtcSystem(line.c_str()))); }).out;
-  };
-  const std::string show = "\"" + folder.path + "\\with a blank/show\"";
-  const std::string longest(511 - show.size() - 1, 'a');
-  std::string nineteen, shown;
-  for (int word = 2; word <= 19; ++word) nineteen += " w", shown += "[w]";
-  EXPECT_EQ(result(show), "[]7");
-  EXPECT_EQ(result(show + " a  \"b  c\"d $HOME;*'`x`"), "[a][\"b  c\"d][$HOME;*'`x`]7");
-  EXPECT_EQ(result(show + " a  "), "[a][]7");
-  EXPECT_EQ(result(show + " \"open a "), "[\"open a ]7");
-  EXPECT_EQ(result(folder.path + "/wi\"th a bl\"ank/show x"), "[x]7");
-  EXPECT_EQ(result(show + nineteen), shown + "7");
-  EXPECT_EQ(result(show + " " + longest), "[" + longest + "]7");
-  EXPECT_EQ(result("true"), "0");
-  EXPECT_EQ(result(folder.path + "/killed"), "137");
-  for (const std::string& line :
-       {show + " a" + longest, show + std::string(5000, ' '), show + nineteen + " ", std::string(" true"),
-        std::string(), folder.path + "/none", folder.path + "/text"})
-    EXPECT_EQ(result(line), "-1") << line;
+  const std::string show = "\"" + folder.path + "\\with a blank/show\"", longest(510 - show.size(), 'a');
+  for (const auto& [line, shown] : {std::pair{show, std::string("[]7")},
+                                    {show + " a  \"b  c\"d $HOME;*'`x`", "[a][\"b  c\"d][$HOME;*'`x`]7"},
+                                    {folder.path + "/wi\"th a bl\"ank/show x  ", "[x][]7"},
+                                    {show + " " + longest, "[" + longest + "]7"},
+                                    {"true", "0"},
+                                    {folder.path + "/killed", "137"},
+                                    {show + " a" + longest, "-1"},
+                                    {show + " 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20", "-1"},
+                                    {" true", "-1"},
+                                    {"", "-1"},
+                                    {folder.path + "/none", "-1"},
+                                    {folder.path + "/text", "-1"}}) {
+    const auto run = [&line = line] { printf("%d", int(_qrtcSystem(line.c_str()))); };
+    EXPECT_EQ(inChild(run).out, shown) << line;
+  }
 }
 
 TEST(Registry, Values) {
@@ -129,11 +125,11 @@ TEST(Registry, Values) {
 
 TEST(MethodName, EndsAtItsFirstBlank) {
   for (const auto& [source, expected] :
-       {std::pair<std::string, std::string>{"NAME    ", "NAME"}, {"FULLNAME", "FULLNAME"}, {" A", ""}}) {
-    const std::string name = itemAfter(source.size() + 1, [&, &from = source](uint8_t* item) {
-      _qrtMoveMethodName(reinterpret_cast<char*>(item), from.data(), from.size());
-    });
-    EXPECT_EQ(name.c_str(), expected);
+       {std::pair{"NAME    ", "NAME"}, {"FULLNAME", "FULLNAME"}, {" A      ", ""}}) {
+    const auto move = [from = source](uint8_t* item) {
+      _qrtMoveMethodName(reinterpret_cast<char*>(item), from, 8);
+    };
+    EXPECT_STREQ(itemAfter(9, move).c_str(), expected);
   }
 }
 
