@@ -286,42 +286,27 @@ TEST_F(Generations, WordsOnStandardErrorAndOutput) {
       "  NoScratch\n  Entries     = 0\n");
 }
 
-// Programs of the file server and the database that write down their words, and fail for a name with "gone".
-struct Administered : Generations {
-  const std::string path = getenv("PATH");
-  Administered() {
-    std::filesystem::create_directory("bin");
-    for (const char* program : {"bin/kfsadmin", "bin/qdb"}) {
-      makeFile(program,
-               "#!/bin/sh\necho noise; echo noise >&2\n{ printf '%s' \"${0##*/}\"; printf '[%s]' \"$@\"; "
-               "echo; } >>" +
-                   std::string(folder) + "/log\ncase \"$*\" in *gone*) exit 1;; esac\n");
-      chmod(program, 0755);
-    }
-    setenv("PATH", (std::string(folder) + "/bin:" + path).c_str(), 1);
-    setenv("gdg_home", (std::string(folder) + "/home").c_str(), 1);
+// The programs of the file server and the database write down their words, and fail for a name with "gone".
+TEST_F(Generations, RunsCommandsWithoutAShell) {
+  std::filesystem::create_directory("bin");
+  for (const char* program : {"bin/kfsadmin", "bin/qdb"}) {
+    makeFile(program,
+             "#!/bin/sh\necho noise; echo noise >&2\n{ printf '%s' \"${0##*/}\"; printf '[%s]' "
+             "\"$@\"; echo; } >>" +
+                 std::string(folder) + "/log\ncase \"$*\" in *gone*) exit 1;; esac\n");
+    chmod(program, 0755);
   }
-  ~Administered() override {
-    setenv("PATH", path.c_str(), 1);
-    for (const char* variable :
-         {"gdg_home", "QDBINSTANCE", "QDBDBDFT", "TRAX_TK_KFS_SERVER", "HELVA_CDS_ROOT"})
-      unsetenv(variable);
-  }
-  std::string logged() {
-    const std::string lines = contentOf("log");
-    std::filesystem::remove("log");
-    return lines;
-  }
-};
-
-TEST_F(Administered, RunsCommandsWithoutAShell) {
+  setenv("PATH", (std::string(folder) + "/bin:" + path).c_str(), 1);
+  setenv("gdg_home", (std::string(folder) + "/home").c_str(), 1);
   setenv("TRAX_TK_KFS_SERVER", "/.:/srv's; touch x", 1);
   const std::string evil = "$(touch x);a b*\"";
   const auto lifeOf = [&](const std::string& base, const char* letters) {
     EXPECT_EQ(GDG_Create(base.c_str(), 1, 0, -1, letters), 0);
-    EXPECT_EQ(resolved(base + "(+1)", true, letters), "1 " + base + ".g0001v00");
-    EXPECT_EQ(resolved(base + "(+1)", true, letters), "1 " + base + ".g0002v00");
-    return logged();
+    for (const char* const suffix : {".g0001v00", ".g0002v00"})
+      EXPECT_EQ(resolved(base + "(+1)", true, letters), "1 " + base + suffix);
+    const std::string lines = contentOf("log");
+    std::filesystem::remove("log");
+    return lines;
   };
   // The oldest is asked for before it is deleted.
   EXPECT_EQ(lifeOf(evil, "kfs"), "kfsadmin[query][file][-server][/.:/srv's; touch x][" + evil +

@@ -6,15 +6,10 @@ using namespace qrt::test;
 namespace {
 
 // What the scripted adapter does, and what it has seen.
-struct Script {
+struct {
   int16_t initStatus, openStatus, closeStatus;
   bool asAgreed;
 } script;
-
-void closeScripted(QrtFcb* file, QrtProgramEntry* program) {
-  file->status = script.closeStatus;
-  _qrtGenericClose(file, program, 0);
-}
 
 // An adapter's open routine gets the file a second time.
 void openScripted(QrtFcb* file, QrtProgramEntry*, QrtFcb* same) {
@@ -24,7 +19,10 @@ void openScripted(QrtFcb* file, QrtProgramEntry*, QrtFcb* same) {
   if (script.openStatus > 10) return;
   file->adapterBlock1 = _qrtCheckMalloc(10);
   file->adapterBlock2 = _qrtCheckMalloc(10);
-  file->closeRoutine = closeScripted;
+  file->closeRoutine = [](QrtFcb* closed, QrtProgramEntry* program) {
+    closed->status = script.closeStatus;
+    _qrtGenericClose(closed, program, 0);
+  };
 }
 
 void initScripted(QrtFcb* file, QrtProgramEntry*, int32_t code) {
@@ -171,9 +169,7 @@ TEST_F(Open, MemoryShortageThroughALineSequentialRun) {
     return statuses;
   };
   const std::string described[] = {"340000", "003400", "300000", "003000", "000000000000"};
-  int32_t before = 0;
-  for (int round = 0; round < 3; ++round) {
-    before = liveBlocks();
+  for (int32_t round = 0, before = 0; round < 3; ++round, before = liveBlocks()) {
     run(copier, [&] {
       EXPECT_EQ(copy(), "000000000000");
       EXPECT_EQ(copier.open(input, 2), "35") << "its name goes with the run unit";
@@ -184,8 +180,8 @@ TEST_F(Open, MemoryShortageThroughALineSequentialRun) {
         EXPECT_TRUE(n < 19 || !failing.hasFailed());
       }
     });
+    EXPECT_TRUE(round < 2 || liveBlocks() == before);
   }
-  EXPECT_EQ(liveBlocks(), before);
 }
 
 }  // namespace

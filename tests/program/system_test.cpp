@@ -90,37 +90,35 @@ TEST(System, CommandLines) {
 
 TEST(Registry, Values) {
   const Folder folder;
-  const std::string longest(255, 'v'), none = "none";
-  folder.addText("HKEY_LOCAL_MACHINE/Software/sub/Value", "text of it\nmore\n");
+  const std::string longest(255, 'v'), user = "HKEY_CURRENT_USER", machine = "HKEY_LOCAL_MACHINE";
+  folder.addText(machine + "/Software/sub/Value", "text of it\nmore\n");
   folder.addText("HKEY_USERS/at top", "no line end");
-  folder.addText("HKEY_CURRENT_USER/k/longest", longest + "\n");
-  folder.addText("HKEY_CURRENT_USER/k/longer", longest + "v\n");
-  folder.addText("HKEY_CURRENT_USER/k/huge", std::string(100000, 'v'));
+  folder.addText(user + "/k/longest", longest + "\n");
+  folder.addText(user + "/k/longer", longest + "v\n");
+  folder.addText(user + "/k/huge", std::string(100000, 'v'));
   folder.addText("HKEY_OTHER/k/v", "x");
-  setenv("QRT_REGISTRY", folder.path.c_str(), 1);
-  const auto value = [&](const std::string& key) {
-    char* found;
-    const std::string item = itemAfter(QRT_REGISTRY_RESULT, [&](uint8_t* result) {
-      found = _qrtcRegistry(key.c_str(), reinterpret_cast<char*>(result));
-      EXPECT_TRUE(found == nullptr || found == reinterpret_cast<char*>(result));
-    });
-    EXPECT_TRUE(found != nullptr || item == std::string(item.size(), '#')) << key;
-    return found != nullptr ? std::string(item.c_str()) : none;
-  };
-  for (const char* subkey : {"Software\\sub", "Software/sub\\"})
-    EXPECT_EQ(value("HKEY_LOCAL_MACHINE#" + std::string(subkey) + "#Value"), "text of it");
-  EXPECT_EQ(value("HKEY_USERS##at top"), "no line end");
-  EXPECT_EQ(value("HKEY_CURRENT_USER#k#longest"), longest);
-  for (const char* key :
-       {"HKEY_CURRENT_USER#k#longer", "HKEY_CURRENT_USER#k#huge", "HKEY_OTHER#k#v",
-        "HKEY_LOCAL_MACHINE#Software#sub", "HKEY_LOCAL_MACHINE#Software#value", "HKEY_LOCAL_MACHINE#Software",
-        "", "HKEY_LOCAL_MACHINE#..\\HKEY_OTHER\\k#v", "HKEY_LOCAL_MACHINE#Software#../../HKEY_OTHER/k/v"})
-    EXPECT_EQ(value(key), none) << key;
-  EXPECT_EQ(value("HKEY_USERS#" + std::string(9000, 'k') + "#v"), none);
-  unsetenv("QRT_REGISTRY");
-  setenv("HOME", folder.path.c_str(), 1);
   folder.addText(".config/qrtrlib/registry/HKEY_USERS/k/v", "at home\n");
-  EXPECT_EQ(value("HKEY_USERS#k#v"), "at home");
+  setenv("QRT_REGISTRY", folder.path.c_str(), 1);
+  setenv("HOME", folder.path.c_str(), 1);
+  const std::string untouched(QRT_REGISTRY_RESULT, '#');
+  const auto expect = [&](const std::string& key, const std::string& value) {
+    const auto read = [&](uint8_t* result) {
+      auto* const text = reinterpret_cast<char*>(result);
+      EXPECT_EQ(_qrtcRegistry(key.c_str(), text), value != untouched ? text : nullptr) << key;
+    };
+    EXPECT_EQ(itemAfter(QRT_REGISTRY_RESULT, read).c_str(), value) << key;
+  };
+  expect(machine + "#Software\\sub#Value", "text of it");
+  expect(machine + "#Software/sub\\#Value", "text of it");
+  expect("HKEY_USERS##at top", "no line end");
+  expect(user + "#k#longest", longest);
+  for (const std::string& key :
+       {user + "#k#longer", user + "#k#huge", machine + "#Software#sub", machine + "#Software#value",
+        machine + "#Software", machine + "#..\\HKEY_OTHER\\k#v", machine + "#Software#../../HKEY_OTHER/k/v",
+        "HKEY_USERS#" + std::string(9000, 'k') + "#v", std::string("HKEY_OTHER#k#v"), std::string()})
+    expect(key, untouched);
+  unsetenv("QRT_REGISTRY");
+  expect("HKEY_USERS#k#v", "at home");
 }
 
 TEST(MethodName, EndsAtItsFirstBlank) {
