@@ -56,41 +56,14 @@ TEST_F(Concatenations, ListsHandOutTheirNames) {
             "  Names:\n    a\n    G\n");
 }
 
-// A run that reads one line sequential file to its end.
-struct Reader {
-  File file;
-  FileProgram program{"READER", {&file}};
-
-  explicit Reader(std::string assigned, uint8_t attributes = 0) : file(std::move(assigned), 8) {
-    file.description.attributes |= attributes;
-    file.noteUse();
-    used.clear();
-  }
-  // Status of the OPEN, the records that were read, statuses of two READs at their end and of the CLOSE.
-  std::string readAll() {
-    std::string seen;
-    run(program, [&] {
-      seen = program.open(input);
-      std::string status;
-      while ((status = program.read()) == "00") {
-        const std::string record = program.record();
-        seen += " " + record.substr(0, record.find_last_not_of(' ') + 1);
-      }
-      seen += " " + status;
-      seen += program.read();
-      seen += " " + program.close();
-    });
-    return seen;
-  }
-};
-
 TEST_F(Concatenations, ReadOnAcrossTheirMembers) {
   makeFile("a", "a1\na2\n");
   makeFile("b", "b1");
   makeFile("empty", "");
   makeGroup("G", {9999, 1, 2});
-  // Assigned names with what is seen, "?" for an OPTIONAL file. A member that can't be opened ends the
-  // reading, and the file is closed.
+  // Assigned names, "?" for an OPTIONAL file, with what is seen: status of the OPEN, the records, statuses of
+  // two READs at their end and of the CLOSE, USE procedures. A member that can't be opened ends the reading,
+  // and the file is closed.
   const auto rows = rowsOf(
       "a;b = 00 a1 a2 b1 1046 00 ii | NAT-;empty;a;;empty;NAT-b;empty; = 00 a1 a2 b1 1046 00 ii | "
       "a;G(*) = 00 a1 a2 G2 G1 G9999 1046 00 ii | G = 00 G2 G1 G9999 1046 00 ii | "
@@ -99,9 +72,24 @@ TEST_F(Concatenations, ReadOnAcrossTheirMembers) {
   int32_t before = 0;
   for (const bool warm : {false, true}) {
     if (warm) before = liveBlocksAfterARun();
-    for (const auto& [assigned, seen] : rows) {
-      Reader reader(assigned.substr(assigned[0] == '?'), assigned[0] == '?' ? QRT_FILE_OPTIONAL : 0);
-      EXPECT_EQ(reader.readAll() + " " + used, seen) << assigned;
+    for (const auto& [assigned, expected] : rows) {
+      const bool optional = assigned[0] == '?';
+      File file(assigned.substr(optional), 8);
+      if (optional) file.description.attributes |= QRT_FILE_OPTIONAL;
+      file.noteUse();
+      used.clear();
+      FileProgram program("READER", {&file});
+      std::string seen;
+      run(program, [&] {
+        seen = program.open(input);
+        std::string status;
+        while ((status = program.read()) == "00")
+          seen += " " + program.record().substr(0, program.record().find_last_not_of(' ') + 1);
+        seen += " " + status;
+        seen += program.read();
+        seen += " " + program.close() + " " + used;
+      });
+      EXPECT_EQ(seen, expected) << assigned;
     }
   }
   EXPECT_EQ(liveBlocks(), before) << "lists go with their CLOSE or their run unit";
@@ -140,10 +128,8 @@ TEST_F(Concatenations, RefusalsTellTheirCode) {
         EXPECT_EQ(file.statusArea.text(), "33");
         std::string expected = row.extended;
         expected.resize(24, ' ');
-        if (ebcdic) {
-          auto length = static_cast<int32_t>(expected.size());
-          qrtConvToEBCDIC(std::string(expected).data(), length, expected.data(), &length);
-        }
+        int32_t length = 24;
+        if (ebcdic) qrtConvToEBCDIC(std::string(expected).data(), 24, expected.data(), &length);
         EXPECT_EQ(file.extendedArea.text(), expected) << row.assigned;
       });
     }
