@@ -1,8 +1,9 @@
 // Generation groups: names, the catalogue to the byte, what is dropped when, and the commands that are run.
 #include <errno.h>
 #include <sys/stat.h>
-#include <utime.h>
 
+#include <chrono>
+#include <numeric>
 #include <random>
 
 #include "fileio/plain_generation.h"
@@ -38,15 +39,12 @@ TEST_F(Generations, NamesPickGenerations) {
     const size_t start = row[0] == '!' ? 1 : 0;
     EXPECT_EQ(resolved(row.substr(start), start == 1), found) << row;
   }
-  for (const std::string name : {"G(10000)", "G(-99999999999)", "(+1)", "", "d/", ".g0001v00"}) {
+  const std::string longest(259, 'x');
+  for (const std::string& name :
+       Texts{longest, longest + "x", "G(10000)", "G(-99999999999)", "(+1)", "", "d/", ".g0001v00"}) {
     errno = 0;
     EXPECT_EQ(resolved(name, true), "0") << name;
-    EXPECT_EQ(errno, EINVAL) << name;
-  }
-  for (const int length : {259, 260}) {
-    errno = 0;
-    resolved(std::string(static_cast<size_t>(length), 'x') + "(0)");
-    EXPECT_EQ(errno == EINVAL, length == 260);
+    EXPECT_EQ(errno == EINVAL, name != longest) << name;
   }
 }
 
@@ -215,16 +213,16 @@ TEST_F(Generations, CatalogueFilesToTheByte) {
 TEST_F(Generations, AgeAndSizeKeepGenerations) {
   makeGroup("G", {1, 2}, 2);
   EXPECT_EQ(GDG_Alter("G", -1, 7, -1, nullptr), 0);
-  const auto setAge = [](int generation, double ofDays) {
-    const time_t then = time(nullptr) - static_cast<time_t>(ofDays * 86'400);
-    const utimbuf both = {then, then};
-    utime(fileOf(generation).c_str(), &both);
+  const auto setAge = [](int generation, std::chrono::seconds age) {
+    last_write_time(std::filesystem::path(fileOf(generation)),
+                    std::filesystem::file_time_type::clock::now() - age);
   };
-  setAge(1, 6.99);
+  constexpr std::chrono::hours week(7 * 24);
+  setAge(1, week - std::chrono::minutes(1));
   EXPECT_EQ(resolved("G(+1)", true), "1 G.g0003v00");
   EXPECT_EQ(imageOf("G")[count], 3u) << "above the limit, for the oldest is too young";
   makeFile("G.g0003v00", "");
-  setAge(1, 7.01);
+  setAge(1, week);
   EXPECT_EQ(resolved("G(+1)", true), "1 G.g0004v00");
   EXPECT_EQ(imageOf("G")[count], 3u) << "the first of two goes, the second stops the walk";
   EXPECT_FALSE(exists("G.g0001v00"));
@@ -234,7 +232,7 @@ TEST_F(Generations, AgeAndSizeKeepGenerations) {
   GDG_Create("G", 1000, 1, QRT_GDG_EMPTY, "sys");
   Image image = imageOf("G");
   image[count] = 1000;
-  for (uint32_t at = 0; at < 1000; ++at) image[entries + at] = at + 1;
+  std::iota(image.begin() + entries, image.end(), 1u);
   writeImage("G", image);
   makeFile("G.g0001v00", "");
   image = imageOf("G");
