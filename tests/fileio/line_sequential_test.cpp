@@ -119,9 +119,11 @@ TEST_F(LineSequential, AdvancesAheadOfTheRecord) {
           EXPECT_EQ(program.write(record), *record == 'x' ? "00" : "44");
           EXPECT_EQ(file.own.advanceLines, 1u);
         }
-        // The flags of the last CLOSE don't keep the end of the run from closing the file.
+        // The flags of the last CLOSE keep neither CANCEL nor the end of the run from closing the file.
         EXPECT_EQ(program.close(QRT_CLOSE_UNIT), "07");
         EXPECT_EQ(file.own.openState, output);
+        if (second) _qrtCloseReset(program.entries.data());
+        EXPECT_EQ(file.own.openState, second ? 0 : output);
       });
       EXPECT_EQ(contentOf("out"), second ? row.second : row.first) << int(row.flags) << " " << row.count;
     }
