@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "platform/file_state.h"
 #include "platform/modules.h"
 #include "platform/paths.h"
 #include "program/program_path.h"

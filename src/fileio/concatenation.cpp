@@ -35,17 +35,9 @@ int32_t countNames(std::string_view text) {
   return count;
 }
 
-char* const* namesOf(const QrtConcatenation& list) {
-  return list.names;
-}
-
-char** namesOf(QrtConcatenation& list) {
-  return list.names;
-}
-
 // Behind the names stands the buffer for resolved ones, behind that the text.
 char* resolvedName(QrtConcatenation& list) {
-  return reinterpret_cast<char*>(namesOf(list) + std::max(list.entries, 1));
+  return reinterpret_cast<char*>(list.names + std::max(list.entries, 1));
 }
 
 QrtConcatenation* makeList(std::string_view text, const char* letters) {
@@ -62,8 +54,7 @@ QrtConcatenation* makeList(std::string_view text, const char* letters) {
   list->text = resolvedName(*list) + resolvedSize;
   memcpy(list->text, text.data(), text.size());
   std::string_view rest(list->text, text.size());
-  for (int32_t at = 0; at < count; ++at)
-    namesOf(*list)[at] = list->text + (takeName(rest).data() - list->text);
+  for (int32_t at = 0; at < count; ++at) list->names[at] = list->text + (takeName(rest).data() - list->text);
   std::replace(list->text, list->text + text.size(), separator, '\0');
   return list;
 }
@@ -79,7 +70,7 @@ const char* walkedFile(QrtConcatenation& list) {
   char number[16];
   snprintf(number, sizeof(number), "(%d)", static_cast<int>(list.generation));
   PathText name, file;
-  name.set({namesOf(list)[list.next], number});
+  name.set({list.names[list.next], number});
   if (resolveGeneration(name.text, file, false, list.fileSystem) == oneGeneration)
     return keepResolved(list, file);
   list.flags &= ~walkingGroup;
@@ -89,7 +80,7 @@ const char* walkedFile(QrtConcatenation& list) {
 
 // Starts the walk at the newest generation of the group whose name comes next.
 const char* enterGroup(QrtConcatenation& list, const PathText& base) {
-  memcpy(namesOf(list)[list.next], base.text, base.length + 1);
+  memcpy(list.names[list.next], base.text, base.length + 1);
   list.flags |= walkingGroup;
   list.generation = 0;
   return walkedFile(list);
@@ -121,7 +112,7 @@ const char* nextMember(QrtConcatenation* list) {
     if (const char* const file = walkedFile(*list)) return file;
   }
   while (list->next < list->entries) {
-    const char* const name = namesOf(*list)[list->next];
+    const char* const name = list->names[list->next];
     PathText resolved;
     const int32_t kind = resolveGeneration(name, resolved, false, list->fileSystem);
     if (kind == wholeGroup) {
@@ -143,7 +134,7 @@ int32_t printConcatenation(const QrtConcatenation* list) {
          static_cast<int>(list->entries), static_cast<int>(list->next), static_cast<int>(list->generation),
          static_cast<int>(list->flags));
   if (list->entries > 0) printf("  Names:\n");
-  for (int32_t at = 0; at < list->entries; ++at) printf("    %s\n", namesOf(*list)[at]);
+  for (int32_t at = 0; at < list->entries; ++at) printf("    %s\n", list->names[at]);
   return 0;
 }
 

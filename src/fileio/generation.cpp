@@ -13,7 +13,7 @@
 #include "fileio/generation_files.h"
 #include "fileio/generation_name.h"
 #include "platform/data_files.h"
-#include "platform/directories.h"
+#include "platform/file_state.h"
 
 namespace qrt::fileio {
 namespace {
@@ -87,7 +87,7 @@ void scratch(int32_t generation, const char* call, bool tellMissing) {
   PathText file;
   setMemberFile(file, generation);
   const int error = deleteMember(group(), file);
-  if (error != 0 && (tellMissing || !isAboutMissingFile(error))) tellFailure(call, file, error);
+  if (error != 0 && (tellMissing || !platform::saysMissing(error))) tellFailure(call, file, error);
 }
 
 bool isTooYoung(int32_t generation) {
@@ -413,7 +413,7 @@ int32_t resolveToNewText(const char* name, char** resolved, int32_t create, cons
   PathText file;
   const int32_t result = resolveGeneration(name, file, create != 0, letters);
   *resolved = result != 0 ? strdup(file.text) : nullptr;
-  return result;
+  return *resolved != nullptr ? result : 0;
 }
 
 int32_t unlinkGeneration(const char* name, const char* letters) {

@@ -11,6 +11,7 @@
 #include "platform/commands.h"
 #include "platform/data_files.h"
 #include "platform/directories.h"
+#include "platform/file_state.h"
 #include "platform/paths.h"
 
 namespace qrt::fileio {
@@ -21,6 +22,7 @@ struct SystemLetters {
   MemberSystem system;
 };
 
+// The first letters of each type are those that are shown.
 constexpr SystemLetters knownLetters[] = {
     {"sys", MemberSystem::plain},         {"nat", MemberSystem::plain},
     {"nsd", MemberSystem::plain},         {"plt", MemberSystem::plain},
@@ -36,7 +38,7 @@ std::string_view variable(const char* name) {
 }
 
 bool runDiscarded(const char* const* words) {
-  return platform::runCommand(words, platform::CommandOutput::discarded) == 0;
+  return platform::runCommand(words, platform::CommandOutput::discarded).succeeded();
 }
 
 // --- companions ---------------------------------------------------------------------------------------
@@ -237,20 +239,9 @@ MemberSystem memberSystemNamed(const char* letters) {
 }
 
 const char* lettersOf(MemberSystem system) {
-  switch (system) {
-    case MemberSystem::plain:
-      return "sys";
-    case MemberSystem::withCompanion:
-      return "hdu";
-    case MemberSystem::fileServer:
-      return "kfs";
-    case MemberSystem::database:
-      return "qdb";
-    case MemberSystem::other:
-      return "ora";
-    default:
-      return "";
-  }
+  for (const SystemLetters& known : knownLetters)
+    if (known.system == system) return known.letters;
+  return "";
 }
 
 bool isBelowServerRoot(std::string_view name) {
@@ -262,12 +253,12 @@ MemberSystem workOutSystem(MemberSystem known, const PathText& file) {
   MemberSystem system = known;
   if (system == MemberSystem::unknown) {
     if (isBelowServerRoot(file.view())) return MemberSystem::fileServer;
-    if (platform::isFileReadable(file.text)) system = MemberSystem::plain;
+    if (platform::isReadableFile(file.text)) system = MemberSystem::plain;
   }
   if (system != MemberSystem::plain) return system;
   PathText companion;
   setCompanion(companion, file);
-  return companion.fits && platform::isFileReadable(companion.text) ? MemberSystem::withCompanion : system;
+  return companion.fits && platform::isReadableFile(companion.text) ? MemberSystem::withCompanion : system;
 }
 
 MemberState stateOfMember(const MemberGroup& group, const PathText& file) {
@@ -319,10 +310,6 @@ bool makeDirectories(std::string_view directory) {
   const platform::NativePath path(directory);
   const char* const words[] = {"mkdir", "-p", path.text, nullptr};
   return path.fits && runDiscarded(words);
-}
-
-bool isAboutMissingFile(int error) {
-  return error == ENOENT || error == ENOTDIR;
 }
 
 }  // namespace qrt::fileio

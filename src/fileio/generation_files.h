@@ -58,7 +58,4 @@ bool setCataloguePath(PathText& path, const MemberGroup& group);
 // Makes a directory and those above it; false when that fails.
 bool makeDirectories(std::string_view directory);
 
-// Whether that errno says that a file isn't there.
-bool isAboutMissingFile(int error);
-
 }  // namespace qrt::fileio

@@ -11,6 +11,7 @@
 
 #include "fileio/control.h"
 #include "fileio/status.h"
+#include "platform/file_state.h"
 #include "platform/streams.h"
 #include "platform/text_files.h"
 
@@ -39,7 +40,7 @@ uint8_t blankOf(const QrtProgramEntry* program) {
 // The stream mode of the OPEN that is asked for, null for none. Sets the status.
 const char* streamModeFor(QrtFcb& file, const QrtFileDescription& description) {
   if ((file.openRequest & QRT_OPEN_OUTPUT) != 0) return "w";
-  if (platform::fileExists(file.fileName)) {
+  if (platform::isThere(file.fileName)) {
     if ((file.openRequest & QRT_OPEN_INPUT) != 0) return "r";
     if ((file.openRequest & QRT_OPEN_EXTEND) != 0) return "a";
     file.status = status::modeNotSupported;

@@ -15,7 +15,7 @@
 #include "frame/programs.h"
 #include "frame/stop_run.h"
 #include "frame/streams.h"
-#include "platform/directories.h"
+#include "platform/file_state.h"
 #include "platform/locale.h"
 #include "platform/threads.h"
 #include "program/program_path.h"

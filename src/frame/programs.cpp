@@ -222,7 +222,9 @@ void _qrtCloseReset(QrtProgramEntry* program) {
   using namespace qrt::frame;
   for (QrtFcb* file : filesOf(*program)) {
     if (file == nullptr || (file->description->attributes & QRT_FILE_EXTERNAL) != 0) continue;
-    if (file->openState != 0) file->closeRoutine(file, program);
+    if (file->openState == 0) continue;
+    file->closeFlags = 0;  // those of a CLOSE UNIT, which has left the file open
+    file->closeRoutine(file, program);
   }
   putBackToInitialState(program);
 }

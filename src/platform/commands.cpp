@@ -8,6 +8,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/errors.h"
+#include "platform/paths.h"
+
 namespace qrt::platform {
 namespace {
 
@@ -41,31 +44,39 @@ struct ChildSignalBlocked {
   ChildSignalBlocked& operator=(const ChildSignalBlocked&) = delete;
 };
 
-bool start(const char* const* words, const Redirection& redirection, const sigset_t& signals, pid_t& child) {
+// Returns errno, 0 for success.
+int start(const char* const* words, const Redirection& redirection, const sigset_t& signals, pid_t& child) {
+  const NativePath program(words[0]);
+  if (!program.fits) return ENAMETOOLONG;
   posix_spawnattr_t attributes;
-  if (posix_spawnattr_init(&attributes) != 0) return false;
-  const bool started = posix_spawnattr_setsigmask(&attributes, &signals) == 0 &&
-                       posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK) == 0 &&
-                       posix_spawnp(&child, words[0], &redirection.actions, &attributes,
-                                    const_cast<char* const*>(words), environ) == 0;
+  int error = posix_spawnattr_init(&attributes);
+  if (error != 0) return error;
+  posix_spawnattr_setsigmask(&attributes, &signals);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+  error = posix_spawnp(&child, program.text, &redirection.actions, &attributes,
+                       const_cast<char* const*>(words), environ);
   posix_spawnattr_destroy(&attributes);
-  return started;
+  return error;
+}
+
+CommandEnd waitFor(pid_t child) {
+  int status;
+  while (waitpid(child, &status, 0) < 0)
+    if (errno != EINTR) return {};
+  if (WIFEXITED(status)) return {.hasRun = true, .exitStatus = WEXITSTATUS(status), .signal = 0};
+  return {.hasRun = true, .exitStatus = 0, .signal = WTERMSIG(status)};
 }
 
 }  // namespace
 
-int32_t runCommand(const char* const* words, CommandOutput output) {
+CommandEnd runCommand(const char* const* words, CommandOutput output) {
   const Redirection redirection(output);
-  if (!redirection.isMade) return -1;
   const ChildSignalBlocked blocked;
   pid_t child;
-  if (!start(words, redirection, blocked.before, child)) return -1;
-  int status;
-  pid_t ended;
-  do {
-    ended = waitpid(child, &status, 0);
-  } while (ended == -1 && errno == EINTR);
-  return ended == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  const int error = redirection.isMade ? start(words, redirection, blocked.before, child) : ENOMEM;
+  if (error == 0) return waitFor(child);
+  setLastError(errorNumberOf(error));
+  return {};
 }
 
 }  // namespace qrt::platform

@@ -1,24 +1,10 @@
-// Files read and written as a whole by descriptor, and what the system knows of a file.
+// Files read and written by descriptor, and the deletion of files.
 #pragma once
 
 #include <stddef.h>
 #include <stdint.h>
 
 namespace qrt::platform {
-
-// What a name stands for. Of one that can't be asked about, only the error is set.
-struct FileState {
-  int error;  // errno, 0 for none
-  bool isMissing;
-  bool isRegular;
-  bool isDirectory;
-  int64_t age;  // seconds since its last change; negative for one of the future
-};
-
-FileState stateOf(const char* name);
-
-// Whether this process may read the file.
-bool isFileReadable(const char* name);
 
 // Deletes a file; returns errno, 0 for success.
 int deleteFile(const char* name);

@@ -3,16 +3,9 @@
 
 #include <dirent.h>
 #include <string.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace qrt::platform {
-
-bool directoryExists(std::string_view name) {
-  const NativePath path(name);
-  struct stat found;
-  return path.fits && stat(path.text, &found) == 0 && S_ISDIR(found.st_mode);
-}
 
 bool makeDirectory(std::string_view name) {
   const NativePath path(name);
@@ -27,7 +20,8 @@ bool removeDirectory(std::string_view name) {
 NativePath currentDirectory() {
   NativePath path;
   path.fits = getcwd(path.text, sizeof(path.text)) != nullptr;
-  path.length = path.fits ? strlen(path.text) : 0;
+  if (!path.fits) path.text[0] = 0;
+  path.length = strlen(path.text);
   return path;
 }
 

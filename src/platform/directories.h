@@ -7,11 +7,10 @@
 
 namespace qrt::platform {
 
-bool directoryExists(std::string_view name);
 bool makeDirectory(std::string_view name);
 bool removeDirectory(std::string_view name);
 
-// The current directory; `fits` is false when it has no name that fits.
+// The current directory; empty, with `fits` false, when it has no name that fits.
 NativePath currentDirectory();
 
 // The names in a directory, in no particular order; none when it can't be read.

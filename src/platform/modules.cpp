@@ -7,12 +7,12 @@
 #include <fcntl.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 
 #include "platform/errors.h"
+#include "platform/file_state.h"
 #include "platform/paths.h"
 
 namespace qrt::platform {
@@ -22,17 +22,12 @@ std::string_view directoryOf(std::string_view path) {
   return path.substr(0, path.rfind('/') + 1);
 }
 
-bool isFile(const NativePath& path) {
-  struct stat status;
-  return path.fits && stat(path.text, &status) == 0 && S_ISREG(status.st_mode);
-}
-
 // Puts directory and name together; true when there is such a file.
 bool findIn(std::string_view directory, std::string_view name, NativePath& path) {
   path = NativePath(directory);
   if (path.length > 0 && path.text[path.length - 1] != '/') path.append("/");
   path.append(name);
-  return isFile(path);
+  return path.fits && isFile(path.text);
 }
 
 bool findBesideProgram(std::string_view name, NativePath& path) {
@@ -115,7 +110,7 @@ Module loadModuleFile(std::string_view path) {
   const bool bare = std::none_of(path.begin(), path.end(), isSeparator);
   NativePath native(bare ? "./" : "");
   native.append(path);
-  if (isFile(native)) return loadFound(native);
+  if (native.fits && isFile(native.text)) return loadFound(native);
   setLastError(moduleNotFound);
   return nullptr;
 }
@@ -127,15 +122,6 @@ const char* loadFailureText() {
 Module mainModule() {
   static const Module running = dlopen(nullptr, RTLD_NOW | RTLD_NOLOAD);
   return running;
-}
-
-bool isFile(std::string_view path) {
-  return isFile(NativePath(path));
-}
-
-bool isReadableFile(std::string_view path) {
-  const NativePath native(path);
-  return isFile(native) && access(native.text, R_OK) == 0;
 }
 
 Routine findRoutine(Module module, const char* name) {

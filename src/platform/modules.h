@@ -27,10 +27,6 @@ const char* loadFailureText();
 // The running program. Only what it exports itself is found in it. The handle isn't to be unloaded.
 Module mainModule();
 
-// Whether there is a regular file of that name, and whether it can be read.
-bool isFile(std::string_view path);
-bool isReadableFile(std::string_view path);
-
 // The routine that the module exports under that name, or null, see lastError().
 Routine findRoutine(Module module, const char* name);
 

@@ -9,7 +9,7 @@
 
 #include <algorithm>
 
-#include "platform/directories.h"
+#include "platform/file_state.h"
 
 namespace qrt::platform {
 namespace {

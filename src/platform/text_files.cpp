@@ -8,12 +8,6 @@
 
 namespace qrt::platform {
 
-bool fileExists(const char* name) {
-  const NativePath path(name);
-  struct stat status;
-  return path.fits && stat(path.text, &status) == 0;
-}
-
 FILE* openTextFile(const char* name, const char* mode) {
   FILE* stream = openStream(name, mode);
   if (stream == nullptr) return nullptr;

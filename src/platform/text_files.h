@@ -8,8 +8,6 @@
 
 namespace qrt::platform {
 
-bool fileExists(const char* name);
-
 // Opens a stream over a caller's name, or returns null with errno set. A directory is refused in every mode.
 FILE* openTextFile(const char* name, const char* mode);
 

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "frame/hosting.h"
+#include "platform/file_state.h"
 #include "platform/modules.h"
 #include "program/cache_block.h"
 #include "program/program_path.h"

@@ -10,6 +10,7 @@
 #include "frame/hosting.h"
 #include "platform/directories.h"
 #include "platform/errors.h"
+#include "platform/file_state.h"
 #include "platform/modules.h"
 #include "program/call_table.h"
 #include "program/program_path.h"

@@ -6,16 +6,20 @@
 #include <iterator>
 #include <string_view>
 
-#include "platform/child.h"
+#include "platform/commands.h"
 #include "platform/registry.h"
 #include "program/command_line.h"
 #include "qrtrlib.h"
 
 int32_t _qrtcSystem(const char* line) {
-  constexpr int32_t notStarted = -1;
+  using namespace qrt::platform;
+  constexpr int32_t notStarted = -1, endedBySignal = 128;
   qrt::program::CommandLine command;
+  if (!command.split(line)) return notStarted;
   fflush(nullptr);  // what was displayed so far stands ahead of the program's own output
-  return command.split(line) ? qrt::platform::runProgram(command.words) : notStarted;
+  const CommandEnd end = runCommand(command.words, CommandOutput::shared);
+  if (!end.hasRun) return notStarted;
+  return end.signal != 0 ? endedBySignal + end.signal : end.exitStatus;
 }
 
 char* _qrtcRegistry(const char* key, char* result) {

@@ -127,15 +127,20 @@ struct FileProgram : Program {
 
 // A folder of the test's own, as current directory; gone afterwards.
 struct InFolder : testing::Test {
+  char folder[16] = "/tmp/qrtXXXXXX";
+  const std::string path = getenv("PATH");
+
   InFolder() {
     std::filesystem::current_path(mkdtemp(folder));
-    for (const char* variable : {"COBRTOPT", "HELVA_CDS_ROOT", "TRAX_TK_KFS_SERVER"}) unsetenv(variable);
+    for (const char* variable :
+         {"COBRTOPT", "HELVA_CDS_ROOT", "TRAX_TK_KFS_SERVER", "gdg_home", "QDBINSTANCE", "QDBDBDFT"})
+      unsetenv(variable);
   }
   ~InFolder() override {
+    setenv("PATH", path.c_str(), 1);
     std::filesystem::current_path("/");
     std::filesystem::remove_all(folder);
   }
-  char folder[16] = "/tmp/qrtXXXXXX";
 };
 
 inline std::string contentOf(const std::string& name) {

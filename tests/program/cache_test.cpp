@@ -34,18 +34,17 @@ void load(PlainCache& plain, const std::string& name) {
   EXPECT_EQ(entry->load_point == nullptr, result < 0);
 }
 
-// One random call of the cache and of its twin. What waits for its unload isn't loaded again here.
+// One random call of the cache and of its twin.
 void step(std::mt19937& random, PlainCache& plain, const std::string& name) {
-  const auto waits = [&](const auto& program) { return program.name == name && program.unloadWanted; };
   const uint32_t choice = random() % 200;
   if (choice < 130) {
-    if (std::ranges::none_of(plain.inUse, waits)) load(plain, name);
+    load(plain, name);
   } else if (choice < 155) {
     EXPECT_EQ(_qrt_cpm_unload(name.c_str()), plain.unload(name));
   } else if (choice < 165 && !plain.inUse.empty()) {
     plain.inUse[0].uses = ++cpm_anchor->lru_head->use_count;
   } else if (choice < 196) {
-    EXPECT_EQ(_qrt_cpm_free(name.c_str()), plain.giveBack(name));
+    EXPECT_EQ(_qrt_cpm_free2((name + "##").data(), name.size()), plain.giveBack(name));
   } else if (choice < 199) {
     _qrt_cpm_free_all();
     plain.giveBackAll();
@@ -83,7 +82,7 @@ TEST(Cache, LikeThePlainTwin) {
   }
   std::shuffle(names.begin(), names.end(), std::mt19937(4));
   apart([&] {
-    setenv("COBPATH", folder.path.c_str(), 1);
+    setenv("COBPATH", (";/no such;" + folder.path + ";").c_str(), 1);
     int32_t before = INT32_MAX - 20;  // the C library keeps some
     for (const uint32_t kilobytes : {1, 5, 8, 40}) {
       runBesideTwin(names, kilobytes);
@@ -106,27 +105,8 @@ TEST(Cache, SizesFromTheEnvironment) {
     setSizes("8", "0");
     QRT_CPM_ENABLE();
     EXPECT_TRUE(_qrt_cpm_load("MAINPROGRAM") == nullptr && cpm_status == 0);
-  });
-}
-
-// A program in use isn't found by a load once its unload is wanted, and goes with its last use.
-TEST(Cache, UnloadWaitsForTheLastUse) {
-  const Folder folder;
-  folder.addModule("P0");
-  apart([&] {
-    setenv("COBPATH", (";/no such;" + folder.path + ";").c_str(), 1);
-    QrtCacheEntry* const entry = _qrt_cpm_load("P0");
-    entry->use_count = 2;
-    EXPECT_EQ(QRT_CPM_UNLOAD("P0"), 1);
-    EXPECT_EQ(_qrt_cpm_cached("P0") + _qrt_cpm_unload("P0"), 0);
-    EXPECT_EQ(_qrt_cpm_free("P0"), 1);
-    EXPECT_NE(_qrt_cpm_load("P0"), entry);
-    EXPECT_EQ(_qrt_cpm_unload("P0"), 1);
-    EXPECT_TRUE(folder.isLoaded("P0") && cpm_anchor->entries == 1);
-    EXPECT_EQ(_qrt_cpm_free2("P0##", 2), 1);
-    EXPECT_TRUE(!folder.isLoaded("P0") && cpm_anchor->entries == 0 && cpm_anchor->free == 2);
-    EXPECT_EQ(_qrt_cpm_free("P0"), 0);
-    EXPECT_EQ(_qrt_cpm_load2(std::string(5000, 'A').data(), 5000), nullptr);
+    unsetenv("COB_CPM_SIZE_MAX");
+    EXPECT_TRUE(_qrt_cpm_load2(std::string(5000, 'A').data(), 5000) == nullptr && cpm_anchor->skipped == 1);
   });
 }
 

@@ -2,6 +2,8 @@
 #include <qrtrlib.h>
 #include <string.h>
 
+#include <regex>
+
 #include "program/modules.h"
 #include "support/allocation.h"
 #include "support/program.h"
@@ -39,70 +41,64 @@ int32_t cancelOf(Program& caller, const std::string& name, const Table& table = 
   return _qrtCancel(table.record(), int32_t(name.size()), name.data(), &caller.block);
 }
 
-// Where programs lie: in the current directory "here", and in "first" and "second" of COBPATH. A program is
-// called twice, the second time without COBPATH.
-struct Search : testing::Test {
+// Programs lie in the current directory "here", and in "first" and "second" of COBPATH. Each is called twice,
+// the second time without COBPATH.
+TEST(Call, FindsProgramsOrTellsWhyNot) {
   const Folder folder;
-  const std::string one = routineName(1), two = routineName(2);
-
-  Search() {
-    using Names = std::vector<std::string>;
-    for (const std::string& name : Names{"here/P0", "second/" + one, "second/" + two, "first/WITHOUT"})
-      folder.addModule(name + ".dll");
-    for (const std::string& name : Names{"P0.dll", two + ".dll", one + ".qmccob", "DIR.dll/x"})
-      folder.addText("first/" + name);
-    folder.addModule("second/" + two + ".qmccob");
-  }
-
-  // What the program returns both times, or the message on one line.
-  std::string call(const std::string& name, bool hosted = false, uint32_t flags = 0,
-                   uint32_t exceptions = 0) const {
+  const std::string one = routineName(1), two = routineName(2), cut(160, 'A');
+  using Names = std::vector<std::string>;
+  for (const std::string& name : Names{"here/P0", "second/" + one, "second/" + two, "first/WITHOUT"})
+    folder.addModule(name + ".dll");
+  for (const std::string& name : Names{"P0.dll", two + ".dll", one + ".qmccob", "DIR.dll/x"})
+    folder.addText("first/" + name);
+  folder.addModule("second/" + two + ".qmccob");
+  const auto noFile = [](const std::string& name) {
+    return "QRT096S CALL of program " + name + ": file " + name +
+           ".dll is neither in the current directory nor in one of COBPATH.";
+  };
+  struct {
+    std::string name, seen;  // the latter: both results and the exceptions, or how the message starts
+    bool hosted = false;
+    uint32_t flags = 0, exceptions = 0;
+  } const table[] = {
+      {"P0", "0 0 0"},
+      {"p0   ", "0 0 0", false, QRT_PROGRAM_FOLD_NAMES},
+      {one, "1 1 0"},
+      {one, "1 1 0", true},  // a text as NAME.qmccob gives no module
+      {two, "2 2 0", true},
+      {"NONE", "-1 -1 7", false, 0, 5},
+      {" ", "-1 -1 3", false, 0, 1},
+      {two, "QRT096S CALL: program " + two + " cannot be loaded from " + folder.path + "/first/" + two +
+                ".dll (system error 193)."},
+      {"WITHOUT",
+       "QRT096S CALL: the module of program WITHOUT has no entry of that name (system error 127)."},
+      {"p0", noFile("p0")},
+      {"DIR", noFile("DIR")},
+      {"NONE  ", noFile("NONE")},
+      {cut + cut, "QRT096S CALL of program " + cut.substr(0, 16)},
+      {"", "QRT096S CALL: the program name is blank."},
+      {"   ", "QRT096S CALL: the program name is blank."},
+  };
+  for (const auto& row : table) {
     const Ended ended = inChild([&] {
       setenv("COBPATH", (folder.path + "/first;;" + folder.path + "/second/").c_str(), 1);
       std::filesystem::current_path(folder.path + "/here");
-      if (hosted) _qrt_cpm_init(nullptr, nullptr);
+      if (row.hosted) _qrt_cpm_init(nullptr, nullptr);
+      uint32_t exceptions = row.exceptions;
       Program main("MAIN");
-      main.block.flags = flags;
+      main.block.flags = row.flags;
       run(main, [&] {
         for (int time = 0; time < 2; ++time) {
-          const uint64_t address = callOf(main, name, exceptions);
+          const uint64_t address = callOf(main, row.name, exceptions);
           printf("%d ", address != 0 ? reinterpret_cast<int32_t (*)()>(uintptr_t(address))() : -1);
           unsetenv("COBPATH");
         }
       });
       printf("%d", int(exceptions));
     });
-    std::string text = ended.out;
-    for (const char letter : ended.err)
-      if (letter > ' ' || !text.ends_with(' ')) text += letter > ' ' ? letter : ' ';
-    return text.substr(0, text.find(" QRT901S"));
+    const std::string seen = std::regex_replace(ended.out + ended.err, std::regex("\\s+"), " ");
+    EXPECT_EQ(seen.substr(0, row.seen.size()), row.seen) << row.name;
   }
-};
-
-TEST_F(Search, FindsPrograms) {
-  EXPECT_EQ(call("P0"), "0 0 0");
-  EXPECT_EQ(call("p0   ", false, QRT_PROGRAM_FOLD_NAMES), "0 0 0");
-  EXPECT_EQ(call(one), "1 1 0");
-  EXPECT_EQ(call(one, true), "1 1 0");  // a text as NAME.qmccob gives no module
-  EXPECT_EQ(call(two, true), "2 2 0");
-  EXPECT_EQ(call("NONE", false, 0, 5), "-1 -1 7");
-  EXPECT_EQ(call(" ", false, 0, 1), "-1 -1 3");
-}
-
-TEST_F(Search, TellsWhyNot) {
-  EXPECT_EQ(call(two), "QRT096S CALL: program " + two + " cannot be loaded from " + folder.path + "/first/" +
-                           two + ".dll (system error 193).");
-  EXPECT_EQ(call("WITHOUT"),
-            "QRT096S CALL: the module of program WITHOUT has no entry of that name (system error 127). Check "
-            "upper and lower case.");
-  for (const std::string name : {"p0", "DIR", "NONE  "}) {
-    const std::string trimmed = name.substr(0, name.find(' '));
-    EXPECT_EQ(call(name), "QRT096S CALL of program " + trimmed + ": file " + trimmed +
-                              ".dll is neither in the current directory nor in one of COBPATH.");
-  }
-  for (const char* name : {"", "   "}) EXPECT_EQ(call(name), "QRT096S CALL: the program name is blank.");
-  const std::string cut(160, 'A');
-  EXPECT_EQ(call(cut + cut).substr(0, 40), "QRT096S CALL of program " + cut.substr(0, 16));
 }
 
 TEST(Call, NamesThatAreKnown) {

@@ -70,70 +70,64 @@ TEST(System, CommandLines) {
   folder.addText("with a blank/show", "#!/bin/sh\nprintf '[%s]' \"$@\"\nexit 7\n");
   folder.addText("killed", "#!/bin/sh\nkill -9 $$\n");
   folder.addText("text");
-  const auto result = [&](const std::string& line) {
-    return inChild([&] { printf("%d", int(_qrtcSystem(line.c_str()))); }).out;
-  };
-  const std::string show = "\"" + folder.path + "\\with a blank/show\"";
-  const std::string longest(511 - show.size() - 1, 'a');
-  std::string nineteen, shown;
-  for (int word = 2; word <= 19; ++word) nineteen += " w", shown += "[w]";
-  EXPECT_EQ(result(show), "[]7");
-  EXPECT_EQ(result(show + " a  \"b  c\"d $HOME;*'`x`"), "[a][\"b  c\"d][$HOME;*'`x`]7");
-  EXPECT_EQ(result(show + " a  "), "[a][]7");
-  EXPECT_EQ(result(show + " \"open a "), "[\"open a ]7");
-  EXPECT_EQ(result(folder.path + "/wi\"th a bl\"ank/show x"), "[x]7");
-  EXPECT_EQ(result(show + nineteen), shown + "7");
-  EXPECT_EQ(result(show + " " + longest), "[" + longest + "]7");
-  EXPECT_EQ(result("true"), "0");
-  EXPECT_EQ(result(folder.path + "/killed"), "137");
-  for (const std::string& line :
-       {show + " a" + longest, show + std::string(5000, ' '), show + nineteen + " ", std::string(" true"),
-        std::string(), folder.path + "/none", folder.path + "/text"})
-    EXPECT_EQ(result(line), "-1") << line;
+  const std::string show = "\"" + folder.path + "\\with a blank/show\"", longest(510 - show.size(), 'a');
+  for (const auto& [line, shown] : {std::pair{show, std::string("[]7")},
+                                    {show + " a  \"b  c\"d $HOME;*'`x`", "[a][\"b  c\"d][$HOME;*'`x`]7"},
+                                    {folder.path + "/wi\"th a bl\"ank/show x  ", "[x][]7"},
+                                    {show + " " + longest, "[" + longest + "]7"},
+                                    {"true", "0"},
+                                    {folder.path + "/killed", "137"},
+                                    {show + " a" + longest, "-1"},
+                                    {show + " 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20", "-1"},
+                                    {" true", "-1"},
+                                    {"", "-1"},
+                                    {folder.path + "/none", "-1"},
+                                    {folder.path + "/text", "-1"}}) {
+    const auto run = [&line = line] { printf("%d", int(_qrtcSystem(line.c_str()))); };
+    EXPECT_EQ(inChild(run).out, shown) << line;
+  }
 }
 
 TEST(Registry, Values) {
   const Folder folder;
-  const std::string longest(255, 'v'), none = "none";
-  folder.addText("HKEY_LOCAL_MACHINE/Software/sub/Value", "text of it\nmore\n");
+  const std::string longest(255, 'v'), user = "HKEY_CURRENT_USER", machine = "HKEY_LOCAL_MACHINE";
+  folder.addText(machine + "/Software/sub/Value", "text of it\nmore\n");
   folder.addText("HKEY_USERS/at top", "no line end");
-  folder.addText("HKEY_CURRENT_USER/k/longest", longest + "\n");
-  folder.addText("HKEY_CURRENT_USER/k/longer", longest + "v\n");
-  folder.addText("HKEY_CURRENT_USER/k/huge", std::string(100000, 'v'));
+  folder.addText(user + "/k/longest", longest + "\n");
+  folder.addText(user + "/k/longer", longest + "v\n");
+  folder.addText(user + "/k/huge", std::string(100000, 'v'));
   folder.addText("HKEY_OTHER/k/v", "x");
-  setenv("QRT_REGISTRY", folder.path.c_str(), 1);
-  const auto value = [&](const std::string& key) {
-    char* found;
-    const std::string item = itemAfter(QRT_REGISTRY_RESULT, [&](uint8_t* result) {
-      found = _qrtcRegistry(key.c_str(), reinterpret_cast<char*>(result));
-      EXPECT_TRUE(found == nullptr || found == reinterpret_cast<char*>(result));
-    });
-    EXPECT_TRUE(found != nullptr || item == std::string(item.size(), '#')) << key;
-    return found != nullptr ? std::string(item.c_str()) : none;
-  };
-  for (const char* subkey : {"Software\\sub", "Software/sub\\"})
-    EXPECT_EQ(value("HKEY_LOCAL_MACHINE#" + std::string(subkey) + "#Value"), "text of it");
-  EXPECT_EQ(value("HKEY_USERS##at top"), "no line end");
-  EXPECT_EQ(value("HKEY_CURRENT_USER#k#longest"), longest);
-  for (const char* key :
-       {"HKEY_CURRENT_USER#k#longer", "HKEY_CURRENT_USER#k#huge", "HKEY_OTHER#k#v",
-        "HKEY_LOCAL_MACHINE#Software#sub", "HKEY_LOCAL_MACHINE#Software#value", "HKEY_LOCAL_MACHINE#Software",
-        "", "HKEY_LOCAL_MACHINE#..\\HKEY_OTHER\\k#v", "HKEY_LOCAL_MACHINE#Software#../../HKEY_OTHER/k/v"})
-    EXPECT_EQ(value(key), none) << key;
-  EXPECT_EQ(value("HKEY_USERS#" + std::string(9000, 'k') + "#v"), none);
-  unsetenv("QRT_REGISTRY");
-  setenv("HOME", folder.path.c_str(), 1);
   folder.addText(".config/qrtrlib/registry/HKEY_USERS/k/v", "at home\n");
-  EXPECT_EQ(value("HKEY_USERS#k#v"), "at home");
+  setenv("QRT_REGISTRY", folder.path.c_str(), 1);
+  setenv("HOME", folder.path.c_str(), 1);
+  const std::string untouched(QRT_REGISTRY_RESULT, '#');
+  const auto expect = [&](const std::string& key, const std::string& value) {
+    const auto read = [&](uint8_t* result) {
+      auto* const text = reinterpret_cast<char*>(result);
+      EXPECT_EQ(_qrtcRegistry(key.c_str(), text), value != untouched ? text : nullptr) << key;
+    };
+    EXPECT_EQ(itemAfter(QRT_REGISTRY_RESULT, read).c_str(), value) << key;
+  };
+  expect(machine + "#Software\\sub#Value", "text of it");
+  expect(machine + "#Software/sub\\#Value", "text of it");
+  expect("HKEY_USERS##at top", "no line end");
+  expect(user + "#k#longest", longest);
+  for (const std::string& key :
+       {user + "#k#longer", user + "#k#huge", machine + "#Software#sub", machine + "#Software#value",
+        machine + "#Software", machine + "#..\\HKEY_OTHER\\k#v", machine + "#Software#../../HKEY_OTHER/k/v",
+        "HKEY_USERS#" + std::string(9000, 'k') + "#v", std::string("HKEY_OTHER#k#v"), std::string()})
+    expect(key, untouched);
+  unsetenv("QRT_REGISTRY");
+  expect("HKEY_USERS#k#v", "at home");
 }
 
 TEST(MethodName, EndsAtItsFirstBlank) {
   for (const auto& [source, expected] :
-       {std::pair<std::string, std::string>{"NAME    ", "NAME"}, {"FULLNAME", "FULLNAME"}, {" A", ""}}) {
-    const std::string name = itemAfter(source.size() + 1, [&, &from = source](uint8_t* item) {
-      _qrtMoveMethodName(reinterpret_cast<char*>(item), from.data(), from.size());
-    });
-    EXPECT_EQ(name.c_str(), expected);
+       {std::pair{"NAME    ", "NAME"}, {"FULLNAME", "FULLNAME"}, {" A      ", ""}}) {
+    const auto move = [from = source](uint8_t* item) {
+      _qrtMoveMethodName(reinterpret_cast<char*>(item), from, 8);
+    };
+    EXPECT_STREQ(itemAfter(9, move).c_str(), expected);
   }
 }
 

@@ -1,15 +1,13 @@
 // The program gdg, run as a user does.
-#include <qrtrlib.h>
-#include <stdlib.h>
 #include <unistd.h>
 
-#include <filesystem>
-
-#include "support/process.h"
+#include "fileio/file_program.h"
 
 using namespace qrt::test;
 
 namespace {
+
+using Gdg = InFolder;
 
 Ended gdg(const std::string& words) {
   return inChild([&] {
@@ -17,9 +15,7 @@ Ended gdg(const std::string& words) {
   });
 }
 
-TEST(Gdg, LooksAfterAGroup) {
-  char folder[] = "/tmp/qrtXXXXXX";
-  std::filesystem::current_path(mkdtemp(folder));
+TEST_F(Gdg, LooksAfterAGroup) {
   struct {
     const char* words;
     int code;
@@ -48,8 +44,6 @@ TEST(Gdg, LooksAfterAGroup) {
         << ended.err;
   }
   EXPECT_TRUE(std::filesystem::is_empty(folder));
-  std::filesystem::current_path("/");
-  std::filesystem::remove(folder);
 }
 
 }  // namespace
