@@ -17,6 +17,11 @@ struct IndexedFile : RecordFile {
     description.keyBlockOffset = static_cast<uint32_t>(reinterpret_cast<uint8_t*>(keyTable) -
                                                        reinterpret_cast<uint8_t*>(&description));
   }
+  void makeRelative() {
+    description.organization = QRT_ORGANIZATION_RELATIVE;
+    description.relativeKeyOffset =
+        static_cast<uint32_t>(reinterpret_cast<uint8_t*>(&key) - reinterpret_cast<uint8_t*>(&description));
+  }
 };
 
 struct IndexedProgram : RecordProgram {
