@@ -2,8 +2,9 @@
 // alternate key of 10 bytes with duplicates, beside a C program that keeps the same rows by the sqlite3
 // interface: one table, the prime key its primary key, an index on the other, prepared statements, all rows
 // written in one transaction. Its random reads are without a transaction, as those of a program that must see
-// what others commit, and with "transaction" in one. QRT_BENCH_RECORDS is the count of records, a million unless
-// given. The peer has the cache and the journal of the record file; with "defaults" it has SQLite's own.
+// what others commit, and with "transaction" in one. QRT_BENCH_RECORDS is the count of records, a million
+// unless given. The peer has the cache and the journal of the record file; with "defaults" it has SQLite's
+// own.
 #include <benchmark/benchmark.h>
 #include <qrtrlib.h>
 #include <sqlite3.h>
@@ -195,7 +196,7 @@ struct Peer {
     if (!defaults)
       execute(
           "PRAGMA journal_mode=WAL;PRAGMA synchronous=NORMAL;PRAGMA cache_size=-32768;"
-          "PRAGMA secure_delete=OFF;PRAGMA wal_autocheckpoint=4000");
+          "PRAGMA secure_delete=OFF;PRAGMA wal_autocheckpoint=16000");
   }
   void execute(const char* sql) { sqlite3_exec(database, sql, nullptr, nullptr, nullptr); }
   void prepare(const char* sql) {

@@ -172,7 +172,7 @@ int setUp(const IndexedStore& store) {
                            "PRAGMA cache_size=-32768;"
                            "PRAGMA temp_store=MEMORY;"
                            "PRAGMA secure_delete=OFF;"
-                           "PRAGMA wal_autocheckpoint=4000");
+                           "PRAGMA wal_autocheckpoint=16000");
   return code == SQLITE_OK ? execute(store.database, synchronous(store)) : code;
 }
 

@@ -10,7 +10,8 @@
 namespace qrt::plt {
 namespace {
 
-constexpr int64_t oldestBurst = 1000;        // milliseconds
+constexpr int64_t oldestBurst = 3000;        // milliseconds, of one with changes
+constexpr int64_t oldestView = 1000;         // milliseconds, of one that only reads
 constexpr int64_t pauseBetweenBursts = 100;  // milliseconds without a verb
 
 StoreResult damaged(IndexedStore& store) {
@@ -24,7 +25,8 @@ int parameterOf(int column) {
   return column + 1;
 }
 
-// Columns of the statements that read by a key: the keys from 0 on, the rest, and the order if the key has one.
+// Columns of the statements that read by a key: the keys from 0 on, the rest, and the order if the key has
+// one.
 int restRead(const IndexedStore& store) {
   return static_cast<int>(store.keys.size());
 }
@@ -173,7 +175,7 @@ StoreResult enter(IndexedStore& store, bool change) {
   const int64_t now = elapsedMilliseconds();
   const bool afterPause = now - store.lastUse > pauseBetweenBursts;
   store.lastUse = now;
-  if (store.inBurst && now - store.burstBegan > oldestBurst)
+  if (store.inBurst && now - store.burstBegan > (store.changes > 0 ? oldestBurst : oldestView))
     if (const StoreResult result = endBurst(store); result != StoreResult::done) return result;
   if (store.inBurst || (afterPause && !change)) return StoreResult::done;
   dropCursor(store);
@@ -204,8 +206,8 @@ bool columnIs(sqlite3_stmt* row, int column, const uint8_t* bytes, uint32_t leng
   return lengthOf(row, column) == length && memcmp(sqlite3_column_blob(row, column), bytes, length) == 0;
 }
 
-// Puts the record of a row together; false, with the area left alone, for a row that no record of this file can
-// have.
+// Puts the record of a row together; false, with the area left alone, for a row that no record of this file
+// can have.
 bool takeRecord(const IndexedStore& store, sqlite3_stmt* row, uint8_t* record, uint32_t& length) {
   for (uint32_t number = 0; number < store.keys.size(); ++number)
     if (lengthOf(row, static_cast<int>(number)) != store.keys[number].length) return false;

@@ -134,8 +134,8 @@ void finishOpen(const Statement& statement, Outcome outcome);
 // what the verb wants of its state comes before this call.
 void finishVerb(const Statement& statement, uint8_t verb, Outcome outcome);
 
-// A READ at the end of a member of a concatenation. True when the next member is open, whose READ routine then
-// goes on; otherwise the READ is over, with 10, or with 33 and the file closed.
+// A READ at the end of a member of a concatenation. True when the next member is open, whose READ routine
+// then goes on; otherwise the READ is over, with 10, or with 33 and the file closed.
 bool enteredNextMember(const Statement& statement);
 
 // CLOSE REEL or UNIT of a sequential file: 07, and the file stays open. True when that was asked for; the

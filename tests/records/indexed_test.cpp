@@ -1,6 +1,6 @@
 // Indexed and relative files against a plain model: a list of records that is searched from one end to the
-// other, and COBOL's rules of keys, duplicates and position. The model takes a relative file for an indexed one
-// whose prime key, the number with its highest byte first, lies ahead of the record.
+// other, and COBOL's rules of keys, duplicates and position. The model takes a relative file for an indexed
+// one whose prime key, the number with its highest byte first, lies ahead of the record.
 #include <optional>
 #include <random>
 
@@ -155,8 +155,7 @@ struct Model {
     if ((mode & QRT_OPEN_IO) != 0 && sequential) return "92";
     if ((mode & QRT_OPEN_CAN_WRITE) == 0) return "48";
     if (!fits(record)) return "44";
-    if (relative && sequential)
-      record.replace(0, numberLength, bytesOf(hasLast ? numberOf(lastKey) + 1 : 1));
+    if (relative && sequential) record.replace(0, numberLength, bytesOf(hasLast ? numberOf(lastKey) + 1 : 1));
     if (relative && numberOf(record) == 0) return "24";
     if (sequential && hasLast && part(record, 0) <= lastKey) return part(record, 0) < lastKey ? "21" : "22";
     const std::string status = store(record, nullptr);

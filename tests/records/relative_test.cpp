@@ -1,5 +1,5 @@
-// Relative files: the bytes on disk, and the ends of their numbers. Their verbs are tested with those of indexed
-// files.
+// Relative files: the bytes on disk, and the ends of their numbers. Their verbs are tested with those of
+// indexed files.
 #include <map>
 
 #include "record_program.h"

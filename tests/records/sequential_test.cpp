@@ -1,5 +1,6 @@
 // Sequential record files: the bytes on disk, every mode, and OPEN with its statuses for both plain
 // organizations.
+#include <map>
 #include <random>
 
 #include "record_program.h"
@@ -139,6 +140,57 @@ TEST_F(Sequential, LayoutOnDisk) {
   });
 }
 
+// What a program sees of an assignment: the status of OPEN, records, statuses of two READs at the end and of
+// CLOSE, the USE procedures, and the extended status of the first of these READs.
+std::string readThrough(const std::string& assigned, bool optional, bool variable) {
+  RecordFile file(assigned, QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, 2);
+  if (variable) file.makeVariable(1);
+  if (optional) file.description.attributes |= QRT_FILE_OPTIONAL;
+  file.noteUse();
+  used.clear();
+  RecordProgram program("MAIN", {&file});
+  std::string seen, extended;
+  run(program, [&] {
+    seen = program.open(input);
+    std::string status;
+    while ((status = program.read()) == "00") seen += " " + program.taken();
+    EXPECT_EQ(verbSeen, QRT_VERB_READ);
+    extended = file.extendedArea.text();
+    seen += " " + status + program.read();
+    seen += " " + program.close();
+  });
+  return seen + " " + used + " " + extended.substr(0, extended.find(' '));
+}
+
+TEST_F(Sequential, ReadsOnAcrossMembers) {
+  const struct {
+    const char *assigned, *seen;
+    bool optional = false;
+  } table[] = {{"a;b", "00 a1 a2 b1 1046 00 ii 000010"},
+               {"empty;a;;empty;PLT-b;empty", "00 a1 a2 b1 1046 00 ii 000010"},
+               {"x;a;y;b;z", "00 a1 a2 b1 1046 00 ii 000010", true},
+               {"x;y", "05 1046 00 ii 000000", true},
+               {"a;text;b", "00 a1 a2 3347 42 iff 000039,text"},
+               {"a;x", "00 a1 a2 3347 42 iff 000035,x"}};
+  makeFile("text", std::string(500, 'x'));
+  for (const bool variable : {false, true}) {
+    for (const auto& [name, records] :
+         std::map<std::string, Texts>{{"a", {"a1", "a2"}}, {"b", {"b1"}}, {"empty", {}}}) {
+      RecordFile file(name, QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, 2);
+      if (variable) file.makeVariable(1);
+      RecordProgram program("MAIN", {&file});
+      run(program, [&] {
+        program.open(output);
+        for (const std::string& record : records) program.write(record);
+      });
+    }
+    const int32_t before = liveBlocks();
+    for (const auto& row : table)
+      EXPECT_EQ(readThrough(row.assigned, row.optional, variable), row.seen) << row.assigned;
+    EXPECT_EQ(liveBlocks(), before);
+  }
+}
+
 // --- OPEN, for both plain organizations
 // --------------------------------------------------------------------------
 
@@ -246,34 +298,6 @@ TEST_F(Files, AttributesAreThoseOfTheFile) {
   });
 }
 
-TEST_F(Files, OneWriterAtATime) {
-  constexpr uint16_t writers[] = {output, extend, inputOutput};
-  RecordFile first("data", QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, 10);
-  RecordFile second("data", QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, 10);
-  RecordProgram program("MAIN", {&first, &second});
-  run(program, [&] {
-    for (const uint16_t mode : writers) {
-      program.open(output);
-      program.write("0123456789");
-      program.close();
-      ASSERT_EQ(program.open(mode), "00");
-      for (const uint16_t other : writers) {
-        EXPECT_EQ(program.open(other, 1), "61");
-        EXPECT_EQ(second.extendedArea.text().substr(0, 7), "000032 ");
-      }
-      EXPECT_EQ(program.open(input, 1), "00");
-      EXPECT_EQ(program.read(1), mode == output ? "10" : "00");
-      program.close(0, 1);
-      program.close();
-      EXPECT_EQ(program.open(extend, 1), "00");
-      program.close(QRT_CLOSE_LOCK, 1);
-      EXPECT_EQ(program.open(input, 1), "38");
-      second.own.lastCloseFlags = second.own.closeFlags = 0;
-      second.own.openRoutine = _qrtGenericOpen;
-    }
-  });
-}
-
 TEST_F(Files, StatusAreasInEachForm) {
   struct {
     uint8_t flags;
@@ -308,39 +332,6 @@ TEST_F(Files, StatusAreasInEachForm) {
       EXPECT_EQ(extended.text(), (row.flags & 0x40) != 0 ? "\xf0\xf0\xf0\xf0\xf0\xf0\x40\x40" : "000000  ");
     });
     EXPECT_EQ(used, "x") << "one USE procedure, of I-O; AT END is the statement's own";
-  }
-}
-
-// An OPEN that runs out of memory fails with 30, or has no adapter, and leaves nothing.
-TEST_F(Files, MemoryShortage) {
-  if (!canFailAllocations) GTEST_SKIP();
-  for (const int organization : {QRT_ORGANIZATION_SEQUENTIAL, QRT_ORGANIZATION_RELATIVE}) {
-    RecordFile file("data", static_cast<uint8_t>(organization), QRT_ACCESS_SEQUENTIAL, 10);
-    RecordProgram program("MAIN", {&file});
-    run(program, [&] {
-      program.open(output);
-      program.close();
-      const int32_t before = liveBlocks();
-      for (int32_t n = 1;; ++n) {
-        bool failed;
-        QrtFcb& fcb = file.own;
-        {
-          const FailingAllocation failing(n);
-          fcb.openRequest = extend;
-          fcb.openRoutine(&fcb, program.entries.data());
-          if (fcb.openState != 0) {
-            fcb.recordLength = 10;
-            fcb.writeRoutine(&fcb, program.entries.data());
-            EXPECT_EQ(fcb.status, 0);
-            fcb.closeRoutine(&fcb, program.entries.data());
-          }
-          failed = failing.hasFailed();
-        }
-        EXPECT_EQ(fcb.status, failed ? 30 : 0);
-        EXPECT_EQ(liveBlocks(), before);
-        if (!failed) break;
-      }
-    });
   }
 }
 
