@@ -176,6 +176,13 @@ TEST_F(IndexedFaults, EveryOrganizationHasOneWriter) {
         program.close(0, 1);
         program.close();
         EXPECT_EQ(program.open(extend, 1), "00");
+        program.write(customer(2, 1, 0), 1);
+        program.close(0, 1);
+        // Who reads a plain file keeps the one that is replaced.
+        program.open(input, 1);
+        program.open(output);
+        EXPECT_EQ(program.read(1), organization != QRT_ORGANIZATION_INDEXED ? "00" : "10");
+        program.close();
         program.close(QRT_CLOSE_LOCK, 1);
         EXPECT_EQ(program.open(input, 1), "38");
         second.own.lastCloseFlags = second.own.closeFlags = 0;

@@ -17,8 +17,8 @@ struct IndexedFile : RecordFile {
     description.keyBlockOffset = static_cast<uint32_t>(reinterpret_cast<uint8_t*>(keyTable) -
                                                        reinterpret_cast<uint8_t*>(&description));
   }
-  void makeRelative() {
-    description.organization = QRT_ORGANIZATION_RELATIVE;
+  void makeNumbered(uint8_t organization) {
+    description.organization = organization;
     description.relativeKeyOffset =
         static_cast<uint32_t>(reinterpret_cast<uint8_t*>(&key) - reinterpret_cast<uint8_t*>(&description));
   }

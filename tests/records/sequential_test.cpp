@@ -1,7 +1,6 @@
-// Sequential record files: the bytes on disk, every mode, and OPEN with its statuses for both plain
+// Sequential record files: the bytes on disk and concatenations; and OPEN with its statuses for both plain
 // organizations.
 #include <map>
-#include <random>
 
 #include "record_program.h"
 
@@ -15,98 +14,6 @@ using Files = Sequential;
 std::string prefixed(const std::string& record) {
   const auto length = static_cast<uint32_t>(record.size());
   return std::string(reinterpret_cast<const char*>(&length), sizeof(length)) + record;
-}
-
-// What lies behind the header.
-std::string recordsIn(const std::string& name) {
-  return contentOf(name).substr(128);
-}
-
-// Sessions of all modes over records around the size of the buffer, fixed and variable, beside a plain list.
-void followList(bool variable, uint32_t length, uint32_t seed) {
-  std::mt19937 random(seed);
-  RecordFile file("data", QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, length);
-  if (variable) file.makeVariable(0);
-  RecordFile reading("data", QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, length);
-  reading.description = file.description;
-  reading.description.recordAreaSlot = &reading.record.base;
-  reading.description.statusBase = &reading.statusArea.base;
-  RecordProgram program("MAIN", {&file, &reading});
-  Texts model;
-  const auto someRecord = [&](size_t size) {
-    std::string record(size, static_cast<char>('a' + random() % 26));
-    if (size != 0) record.back() = '.';
-    return record;
-  };
-  const auto add = [&] {
-    for (uint32_t count = random() % std::clamp(500'000 / length, 5u, 200u); count > 0; --count) {
-      model.push_back(someRecord(variable ? random() % (length + 1) : length));
-      ASSERT_EQ(program.write(model.back()), "00");
-    }
-  };
-  const auto readAll = [&](size_t index) {
-    for (const std::string& record : model) {
-      ASSERT_EQ(program.read(index), "00");
-      ASSERT_EQ(program.taken(index), record);
-    }
-    ASSERT_EQ((Texts{program.read(index), program.read(index)}), (Texts{"10", "46"}));
-  };
-  run(program, [&] {
-    for (int session = 0; session < 12; ++session) {
-      switch (session == 0 ? 0 : random() % 4) {
-        case 0: {
-          // Whoever reads keeps the file that is replaced.
-          const bool read = session != 0 && random() % 2 != 0;
-          if (read) {
-            ASSERT_EQ(program.open(input, 1), "00");
-          }
-          ASSERT_EQ(program.open(output), "00");
-          if (read) readAll(1), program.close(0, 1);
-          model.clear();
-          add();
-          break;
-        }
-        case 1:
-          ASSERT_EQ(program.open(extend), "00");
-          add();
-          break;
-        case 2:
-          ASSERT_EQ(program.open(input), "00");
-          readAll(0);
-          break;
-        default:
-          ASSERT_EQ(program.open(inputOutput), "00");
-          ASSERT_EQ(program.rewrite("x"), "43");
-          for (std::string& record : model) {
-            ASSERT_EQ(program.read(), "00");
-            ASSERT_EQ(program.taken(), record);
-            const uint32_t choice = random() % 3;
-            if (choice == 0 && variable) {
-              ASSERT_EQ(program.rewrite(record + "x"), "44");
-            }
-            if (choice != 1) continue;
-            record = someRecord(record.size());
-            ASSERT_EQ(program.rewrite(record), "00");
-            ASSERT_EQ(program.rewrite(record), "43");
-          }
-          break;
-      }
-      ASSERT_EQ(program.close(), "00");
-      std::string content;
-      for (const std::string& record : model) content += variable ? prefixed(record) : record;
-      ASSERT_TRUE(recordsIn("data") == content) << session;
-    }
-  });
-  file.record.text();
-}
-
-TEST_F(Sequential, FollowsTheList) {
-  for (const uint32_t length : {1u, 100u, 5000u, 100'000u})
-    for (uint32_t seed = 0; seed < (length > 5000 ? 2 : 4); ++seed) {
-      SCOPED_TRACE(testing::Message() << "length " << length << " seed " << seed);
-      followList(seed % 2 != 0, length, seed);
-      if (HasFatalFailure()) return;
-    }
 }
 
 TEST_F(Sequential, LayoutOnDisk) {
