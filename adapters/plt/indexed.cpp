@@ -54,7 +54,7 @@ Outcome outcomeOfRead(const IndexedStore& store, StoreResult result) {
 }
 
 Outcome outcomeOfChange(const IndexedStore& store, StoreResult result) {
-  return result == StoreResult::full ? Outcome{status::keyBoundary} : outcomeOfRead(store, result);
+  return result == StoreResult::full ? Outcome{status::keyBoundary, ENOSPC} : outcomeOfRead(store, result);
 }
 
 // --- Keys in the record area ------------------------------------------------------------------------------

@@ -19,10 +19,6 @@ constexpr int lockWait = 2000;             // milliseconds that a statement wait
 constexpr int sqliteErrors = 10000;        // what IndexedStore::error adds to a code of SQLite's own
 constexpr uint32_t mostChanges = 100'000;  // in a burst, unless the environment says less
 
-bool isFull(int systemError) {
-  return systemError == ENOSPC || systemError == EDQUOT || systemError == EFBIG;
-}
-
 }  // namespace
 
 StoreResult resultOf(IndexedStore& store, int code) {
@@ -52,7 +48,7 @@ StoreResult resultOf(IndexedStore& store, int code) {
     case SQLITE_CANTOPEN:
       if (systemError != 0) store.error = systemError;
       if (systemError == ENOENT && (code & 0xFF) == SQLITE_CANTOPEN) return StoreResult::absent;
-      return isFull(systemError) ? StoreResult::full : StoreResult::failed;
+      return storage::isFull(systemError) ? StoreResult::full : StoreResult::failed;
     default:
       return StoreResult::failed;
   }
@@ -176,7 +172,7 @@ int setUp(const IndexedStore& store) {
                            "PRAGMA cache_size=-32768;"
                            "PRAGMA temp_store=MEMORY;"
                            "PRAGMA secure_delete=OFF;"
-                           "PRAGMA wal_autocheckpoint=4000");
+                           "PRAGMA wal_autocheckpoint=16000");
   return code == SQLITE_OK ? execute(store.database, synchronous(store)) : code;
 }
 
@@ -401,8 +397,8 @@ void finalizeStatements(IndexedStore& store) {
   for (StoreKey& key : store.keys)
     for (sqlite3_stmt** statement : {&key.equal, &key.from, &key.below, &key.after, &key.taken})
       finalize(*statement);
-  for (sqlite3_stmt** statement : {&store.begin, &store.commit, &store.insert, &store.replaceRest,
-                                   &store.replaceAll, &store.erase, &store.keepCounter})
+  for (sqlite3_stmt** statement : {&store.begin, &store.commit, &store.insert, &store.rowToReplace,
+                                   &store.replaceRest, &store.replaceAll, &store.erase, &store.keepCounter})
     finalize(*statement);
 }
 

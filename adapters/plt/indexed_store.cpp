@@ -10,8 +10,10 @@
 namespace qrt::plt {
 namespace {
 
-constexpr int64_t oldestBurst = 1000;        // milliseconds
+constexpr int64_t oldestBurst = 3000;        // milliseconds, of one with changes
+constexpr int64_t oldestView = 1000;         // milliseconds, of one that only reads
 constexpr int64_t pauseBetweenBursts = 100;  // milliseconds without a verb
+
 StoreResult damaged(IndexedStore& store) {
   return resultOf(store, SQLITE_CORRUPT);
 }
@@ -23,6 +25,24 @@ int parameterOf(int column) {
   return column + 1;
 }
 
+// Columns of the statements that read by a key: the keys from 0 on, the rest, and the order if the key has
+// one.
+int restRead(const IndexedStore& store) {
+  return static_cast<int>(store.keys.size());
+}
+
+int orderRead(const IndexedStore& store) {
+  return restRead(store) + 1;
+}
+
+void addSelect(SqlText& sql, const IndexedStore& store, uint32_t number) {
+  sql.add("SELECT ");
+  for (uint32_t at = 0; at < store.keys.size(); ++at) sql.add("key%u,", at);
+  sql.add("rest");
+  if (store.keys[number].duplicates) sql.add(",order%u", number);
+  sql.add(" FROM records WHERE ");
+}
+
 // ORDER BY of a key.
 void addOrder(SqlText& sql, const IndexedStore& store, uint32_t number, const char* direction) {
   sql.add(" ORDER BY key%u%s", number, direction);
@@ -31,7 +51,8 @@ void addOrder(SqlText& sql, const IndexedStore& store, uint32_t number, const ch
 
 int prepareEqual(IndexedStore& store, uint32_t number) {
   return prepare(store.database, store.keys[number].equal, [&](SqlText& sql) {
-    sql.add("SELECT * FROM records WHERE key%u=?1", number);
+    addSelect(sql, store, number);
+    sql.add("key%u=?1", number);
     // The one behind it tells whether the key has duplicates.
     if (store.keys[number].duplicates) sql.add(" ORDER BY order%u LIMIT 2", number);
   });
@@ -39,14 +60,16 @@ int prepareEqual(IndexedStore& store, uint32_t number) {
 
 int prepareFrom(IndexedStore& store, uint32_t number) {
   return prepare(store.database, store.keys[number].from, [&](SqlText& sql) {
-    sql.add("SELECT * FROM records WHERE key%u>=?1", number);
+    addSelect(sql, store, number);
+    sql.add("key%u>=?1", number);
     addOrder(sql, store, number, "");
   });
 }
 
 int prepareBelow(IndexedStore& store, uint32_t number) {
   return prepare(store.database, store.keys[number].below, [&](SqlText& sql) {
-    sql.add("SELECT * FROM records WHERE key%u<?1", number);
+    addSelect(sql, store, number);
+    sql.add("key%u<?1", number);
     addOrder(sql, store, number, " DESC");
     sql.add(" LIMIT 1");
   });
@@ -54,10 +77,8 @@ int prepareBelow(IndexedStore& store, uint32_t number) {
 
 int prepareAfter(IndexedStore& store, uint32_t number) {
   return prepare(store.database, store.keys[number].after, [&](SqlText& sql) {
-    const bool ordered = store.keys[number].duplicates;
-    sql.add(ordered ? "SELECT * FROM records WHERE (key%u,order%u)>(?1,?2)"
-                    : "SELECT * FROM records WHERE key%u>?1",
-            number, number);
+    addSelect(sql, store, number);
+    sql.add(store.keys[number].duplicates ? "(key%u,order%u)>(?1,?2)" : "key%u>?1", number, number);
     addOrder(sql, store, number, "");
   });
 }
@@ -154,7 +175,7 @@ StoreResult enter(IndexedStore& store, bool change) {
   const int64_t now = elapsedMilliseconds();
   const bool afterPause = now - store.lastUse > pauseBetweenBursts;
   store.lastUse = now;
-  if (store.inBurst && now - store.burstBegan > oldestBurst)
+  if (store.inBurst && now - store.burstBegan > (store.changes > 0 ? oldestBurst : oldestView))
     if (const StoreResult result = endBurst(store); result != StoreResult::done) return result;
   if (store.inBurst || (afterPause && !change)) return StoreResult::done;
   dropCursor(store);
@@ -177,29 +198,26 @@ StoreResult changed(IndexedStore& store, StoreResult result) {
 
 // --- Records in rows --------------------------------------------------------------------------------------
 
+uint32_t lengthOf(sqlite3_stmt* row, int column) {
+  return static_cast<uint32_t>(sqlite3_column_bytes(row, column));
+}
+
 bool columnIs(sqlite3_stmt* row, int column, const uint8_t* bytes, uint32_t length) {
-  return static_cast<uint32_t>(sqlite3_column_bytes(row, column)) == length &&
-         memcmp(sqlite3_column_blob(row, column), bytes, length) == 0;
+  return lengthOf(row, column) == length && memcmp(sqlite3_column_blob(row, column), bytes, length) == 0;
 }
 
-// Bytes of a column, at the place of a part of the record; false for a column of another length.
-bool takeColumn(sqlite3_stmt* row, int column, uint8_t* to, uint32_t length) {
-  const void* const bytes = sqlite3_column_blob(row, column);
-  if (static_cast<uint32_t>(sqlite3_column_bytes(row, column)) != length || bytes == nullptr) return false;
-  memcpy(to, bytes, length);
-  return true;
-}
-
-// Puts the record of a row together; false for a row that no record of this file can have.
+// Puts the record of a row together; false, with the area left alone, for a row that no record of this file
+// can have.
 bool takeRecord(const IndexedStore& store, sqlite3_stmt* row, uint8_t* record, uint32_t& length) {
-  for (uint32_t number = 0; number < store.keys.size(); ++number) {
-    const StoreKey& key = store.keys[number];
-    if (!takeColumn(row, keyColumn(number), record + key.offset, key.length)) return false;
-  }
-  const auto* rest = static_cast<const uint8_t*>(sqlite3_column_blob(row, store.restColumn));
-  const auto restLength = static_cast<uint32_t>(sqlite3_column_bytes(row, store.restColumn));
+  for (uint32_t number = 0; number < store.keys.size(); ++number)
+    if (lengthOf(row, static_cast<int>(number)) != store.keys[number].length) return false;
+  const uint32_t restLength = lengthOf(row, restRead(store));
   if (restLength < store.gapLength || restLength - store.gapLength > store.maxRecord - store.keyedLength)
     return false;
+  for (uint32_t number = 0; number < store.keys.size(); ++number)
+    memcpy(record + store.keys[number].offset, sqlite3_column_blob(row, static_cast<int>(number)),
+           store.keys[number].length);
+  const auto* rest = static_cast<const uint8_t*>(sqlite3_column_blob(row, restRead(store)));
   for (const StoreGap& gap : store.gaps) {
     memcpy(record + gap.offset, rest, gap.length);
     rest += gap.length;
@@ -229,19 +247,22 @@ void bindRest(const IndexedStore& store, sqlite3_stmt* statement, int parameter,
   sqlite3_bind_blob(statement, parameter, rest.data(), static_cast<int>(rest.size()), SQLITE_STATIC);
 }
 
-int64_t orderIn(const StoreKey& key, sqlite3_stmt* row) {
-  return key.duplicates ? sqlite3_column_int64(row, key.orderColumn) : 0;
-}
-
-// Puts the position at a row, or behind it; false for a row that no record can have.
-bool positionAt(IndexedStore& store, sqlite3_stmt* row, uint32_t number, bool inclusive) {
+// Puts the position at a row with the key, or behind it.
+void positionAt(IndexedStore& store, sqlite3_stmt* row, uint32_t number, const uint8_t* bytes,
+                bool inclusive) {
   const StoreKey& key = store.keys[number];
   StorePosition& position = store.position;
-  if (!takeColumn(row, keyColumn(number), position.bytes, key.length)) return false;
+  memcpy(position.bytes, bytes, key.length);
   position.key = number;
   position.length = key.length;
-  position.order = orderIn(key, row);
+  position.order = key.duplicates ? sqlite3_column_int64(row, orderRead(store)) : 0;
   position.inclusive = inclusive;
+}
+
+// Takes the record of a row that was read by key `number`, and puts the position behind it.
+bool passRecord(IndexedStore& store, sqlite3_stmt* row, uint32_t number, uint8_t* record, uint32_t& length) {
+  if (!takeRecord(store, row, record, length)) return false;
+  positionAt(store, row, number, record + store.keys[number].offset, false);
   return true;
 }
 
@@ -258,8 +279,7 @@ StoreResult readEqual(IndexedStore& store, uint32_t number, uint8_t* record, uin
   const int code = sqlite3_step(key.equal);
   StoreResult result = StoreResult::noRecord;
   if (code == SQLITE_ROW) {
-    const bool whole =
-        takeRecord(store, key.equal, record, length) && positionAt(store, key.equal, number, false);
+    const bool whole = passRecord(store, key.equal, number, record, length);
     const bool more = key.duplicates && sqlite3_step(key.equal) == SQLITE_ROW;
     result = !whole ? damaged(store) : more ? StoreResult::duplicate : StoreResult::done;
   }
@@ -299,7 +319,7 @@ int advance(IndexedStore& store) {
 bool nextIsDuplicate(IndexedStore& store) {
   const StorePosition& position = store.position;
   return store.keys[position.key].duplicates && advance(store) == SQLITE_ROW &&
-         columnIs(store.cursor, keyColumn(position.key), position.bytes, position.length);
+         columnIs(store.cursor, static_cast<int>(position.key), position.bytes, position.length);
 }
 
 }  // namespace
@@ -309,8 +329,7 @@ StoreResult readNext(IndexedStore& store, uint8_t* record, uint32_t& length) {
   const int code = advance(store);
   if (code == SQLITE_DONE) return StoreResult::noRecord;
   if (code != SQLITE_ROW) return failure(store, code);
-  const uint32_t number = store.position.key;
-  if (!takeRecord(store, store.cursor, record, length) || !positionAt(store, store.cursor, number, false)) {
+  if (!passRecord(store, store.cursor, store.position.key, record, length)) {
     dropCursor(store);
     return damaged(store);
   }
@@ -346,6 +365,16 @@ uint32_t boundFor(IndexedStore& store, const StoreKey& key, uint8_t relation, co
   return key.length + 1;
 }
 
+// Puts the position at the row that a relation has led to.
+StoreResult startAt(IndexedStore& store, sqlite3_stmt* row, uint32_t number, uint8_t relation,
+                    const uint8_t* bytes, uint32_t length) {
+  if (lengthOf(row, static_cast<int>(number)) != store.keys[number].length) return damaged(store);
+  const auto* key = static_cast<const uint8_t*>(sqlite3_column_blob(row, static_cast<int>(number)));
+  if (relation == QRT_START_EQUAL && memcmp(key, bytes, length) != 0) return StoreResult::noRecord;
+  positionAt(store, row, number, key, true);
+  return StoreResult::done;
+}
+
 }  // namespace
 
 StoreResult find(IndexedStore& store, uint32_t number, uint8_t relation, const uint8_t* bytes,
@@ -361,11 +390,8 @@ StoreResult find(IndexedStore& store, uint32_t number, uint8_t relation, const u
   sqlite3_stmt* const statement = down ? key.below : key.from;
   bindKey(statement, 1, store.gathered, bound);
   code = sqlite3_step(statement);
-  StoreResult result = resultOf(store, code);
-  if (code == SQLITE_ROW && relation == QRT_START_EQUAL &&
-      memcmp(sqlite3_column_blob(statement, keyColumn(number)), bytes, length) != 0)
-    result = StoreResult::noRecord;
-  if (result == StoreResult::done && !positionAt(store, statement, number, true)) result = damaged(store);
+  const StoreResult result =
+      code == SQLITE_ROW ? startAt(store, statement, number, relation, bytes, length) : resultOf(store, code);
   const int ended = sqlite3_reset(statement);
   return ended == SQLITE_OK ? result : failure(store, ended);
 }
@@ -375,7 +401,13 @@ StoreResult lastPrimeKey(IndexedStore& store, uint8_t* key) {
   int code = prepare(store.database, statement, "SELECT key0 FROM records ORDER BY key0 DESC LIMIT 1");
   if (code == SQLITE_OK) code = sqlite3_step(statement);
   StoreResult result = resultOf(store, code);
-  if (code == SQLITE_ROW && !takeColumn(statement, 0, key, store.keys[0].length)) result = damaged(store);
+  if (code == SQLITE_ROW) {
+    const uint32_t length = store.keys[0].length;
+    if (lengthOf(statement, 0) == length)
+      memcpy(key, sqlite3_column_blob(statement, 0), length);
+    else
+      result = damaged(store);
+  }
   sqlite3_finalize(statement);
   return result;
 }
@@ -451,7 +483,7 @@ bool bindAlternates(IndexedStore& store, sqlite3_stmt* row, const uint8_t* recor
     if (!key.duplicates) continue;
     if (!kept && !noteTaken(store, at, record, result)) return false;
     sqlite3_bind_int64(store.replaceAll, parameterOf(key.orderColumn),
-                       kept ? orderIn(key, row) : store.counter + 1);
+                       kept ? sqlite3_column_int64(row, key.orderColumn) : store.counter + 1);
   }
   return true;
 }
@@ -481,9 +513,9 @@ StoreResult replaceRow(IndexedStore& store, sqlite3_stmt* row, const uint8_t* re
 StoreResult replaceRecord(IndexedStore& store, const uint8_t* record, uint32_t length) {
   if (const StoreResult result = enter(store, true); result != StoreResult::done) return result;
   dropCursor(store);
-  int code = prepareEqual(store, 0);
+  int code = prepare(store.database, store.rowToReplace, "SELECT * FROM records WHERE key0=?1");
   if (code != SQLITE_OK) return failure(store, code);
-  sqlite3_stmt* const row = store.keys[0].equal;
+  sqlite3_stmt* const row = store.rowToReplace;
   bindKey(row, 1, primeKeyIn(store, record), store.keys[0].length);
   code = sqlite3_step(row);
   const StoreResult result =

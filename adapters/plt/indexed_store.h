@@ -70,7 +70,7 @@ struct IndexedStore {
   int restColumn;     // of `records`
   uint8_t* gathered;  // room for the rest of a record, or for a key and one byte more
 
-  sqlite3_stmt *begin, *commit, *insert, *replaceRest, *replaceAll, *erase, *keepCounter;
+  sqlite3_stmt *begin, *commit, *insert, *rowToReplace, *replaceRest, *replaceAll, *erase, *keepCounter;
   sqlite3_stmt* cursor;  // the statement that yields the next records; null when it has to be found anew
   bool rowWaiting;       // the cursor's row hasn't been taken yet
   StorePosition position;

@@ -48,10 +48,7 @@ void writeFileStatus(int16_t value, const QrtFileDescription& description) {
 }
 
 int32_t extendedCode(Outcome outcome) {
-  const bool fromSystem = outcome.status == status::permanentError || outcome.status == status::boundary ||
-                          outcome.status == status::modeNotSupported || outcome.status == status::inUse;
-  return fromSystem && outcome.systemError != 0 ? storage::platformNumber(outcome.systemError)
-                                                : outcome.status;
+  return outcome.systemError != 0 ? storage::platformNumber(outcome.systemError) : outcome.status;
 }
 
 // An area that nothing went wrong for, without the general way over printing and conversion.
@@ -108,11 +105,8 @@ void keepPosition(QrtFcb& file, uint8_t verb, Outcome outcome) {
 }  // namespace
 
 Outcome failureOf(int systemError) {
+  if (storage::isFull(systemError)) return {status::boundary, systemError};
   switch (systemError) {
-    case ENOSPC:
-    case EDQUOT:
-    case EFBIG:
-      return {status::boundary, systemError};
     case EACCES:
     case EPERM:
     case EROFS:
@@ -125,6 +119,10 @@ Outcome failureOf(int systemError) {
     default:
       return {status::permanentError, systemError};
   }
+}
+
+Outcome failureToChange(int systemError) {
+  return storage::isFull(systemError) ? Outcome{status::keyBoundary, systemError} : failureOf(systemError);
 }
 
 Statement::Statement(QrtFcb* fcb, QrtProgramEntry* entry)
@@ -165,6 +163,18 @@ void finishVerb(const Statement& statement, uint8_t verb, Outcome outcome) {
   writeFileStatus(outcome.status, statement.description);
   writeExtendedStatus(statement, outcome);
   if (outcome.failed()) _qrtCallUseProc(&file, 0, statement.program);
+}
+
+bool enteredNextMember(const Statement& statement) {
+  constexpr Outcome end = {status::atEnd};
+  QrtFcb& file = statement.file;
+  // Ahead of the USE procedure that may run, and again for what the OPEN of members that are absent leaves.
+  file.lastOperation = QRT_VERB_READ;
+  keepPosition(file, QRT_VERB_READ, end);
+  writeExtendedStatus(statement, end);
+  const int32_t entered = _qrtLineSeqNext(&file, statement.program);
+  if (entered == 0 && file.lastOperation == QRT_VERB_READ) writeExtendedStatus(statement, end);
+  return entered == 1;
 }
 
 bool finishedAsReel(const Statement& statement) {

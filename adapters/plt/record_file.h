@@ -38,8 +38,8 @@ enum : int16_t {
 };
 }
 
-// How a verb ended: FILE STATUS and, with 30, 34, 37 and 61, the system's error number (an errno value, 0 for
-// none), which the extended status shows as the platform's number.
+// How a verb ended: FILE STATUS and what the system said, an errno value or 0 for nothing, which the extended
+// status shows as the platform's number instead of the status.
 struct Outcome {
   int16_t status = status::success;
   int systemError = 0;
@@ -51,6 +51,9 @@ struct Outcome {
 // The outcome of a failed system call: 34 for a full disk or file, 37 for a file that may not be opened so,
 // 61 for one that is in use, else 30.
 Outcome failureOf(int systemError);
+
+// The same for WRITE, REWRITE and DELETE where records have keys or numbers: 24 for a full disk or file.
+Outcome failureToChange(int systemError);
 
 // One statement on a file, as its routine gets it.
 struct Statement {
@@ -130,6 +133,10 @@ void finishOpen(const Statement& statement, Outcome outcome);
 // and both status areas, and from status 10 on runs the USE procedure. A USE procedure may close the file:
 // what the verb wants of its state comes before this call.
 void finishVerb(const Statement& statement, uint8_t verb, Outcome outcome);
+
+// A READ at the end of a member of a concatenation. True when the next member is open, whose READ routine
+// then goes on; otherwise the READ is over, with 10, or with 33 and the file closed.
+bool enteredNextMember(const Statement& statement);
 
 // CLOSE REEL or UNIT of a sequential file: 07, and the file stays open. True when that was asked for; the
 // verb is over then.

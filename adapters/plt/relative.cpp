@@ -221,11 +221,6 @@ uint8_t* makeSlot(const Statement& statement, RelativeFile& state, uint32_t leng
   return slot;
 }
 
-// A full disk is 34 in every organization; a number that the file system has no place for is 24.
-Outcome failureToStore(int systemError) {
-  return systemError == EFBIG ? Outcome{status::keyBoundary} : failureOf(systemError);
-}
-
 // Stores a record in a slot that has none.
 Outcome addRecord(const Statement& statement, RelativeFile& state, uint64_t number, uint32_t length) {
   DataFile& data = state.data;
@@ -237,7 +232,7 @@ Outcome addRecord(const Statement& statement, RelativeFile& state, uint64_t numb
       liesInOnePage(offset, wordSize + length)
           ? put(data, slot, wordSize + length, offset)
           : put(data, slot + wordSize, length, offset + wordSize) && put(data, slot, wordSize, offset);
-  return stored ? Outcome{} : failureToStore(errno);
+  return stored ? Outcome{} : failureToChange(errno);
 }
 
 Outcome writeAtKey(const Statement& statement, RelativeFile& state, uint32_t length) {
@@ -283,7 +278,7 @@ Outcome rewriteRecord(const Statement& statement, RelativeFile& state) {
   const Change change(state.data);
   const bool replaced =
       replace(state.data, slot, wordSize + length, offsetOf(state, number.value), imagePlace(state));
-  return replaced ? Outcome{} : failureOf(errno);
+  return replaced ? Outcome{} : failureToChange(errno);
 }
 
 Outcome deleteRecord(const Statement& statement, RelativeFile& state) {
@@ -292,7 +287,7 @@ Outcome deleteRecord(const Statement& statement, RelativeFile& state) {
   constexpr uint32_t noRecord = 0;
   const Change change(state.data);
   const bool deleted = put(state.data, &noRecord, wordSize, offsetOf(state, number.value));
-  return deleted ? Outcome{} : failureOf(errno);
+  return deleted ? Outcome{} : failureToChange(errno);
 }
 
 template <uint8_t verb, Outcome (*perform)(const Statement&, RelativeFile&)>

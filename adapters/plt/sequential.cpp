@@ -129,8 +129,13 @@ Outcome readVariable(const Statement& statement, SequentialFile& state) {
 template <Outcome (*read)(const Statement&, SequentialFile&)>
 void readSequential(QrtFcb* file, QrtProgramEntry* program) {
   const Statement statement(file, program);
-  finishVerb(statement, QRT_VERB_READ,
-             hasNextRecord(*file) ? read(statement, stateOf(*file)) : Outcome{status::noNextRecord});
+  const Outcome outcome =
+      hasNextRecord(*file) ? read(statement, stateOf(*file)) : Outcome{status::noNextRecord};
+  const bool endsMember = outcome.status == status::atEnd && (file->flags & QRT_FCB_CONCATENATED) != 0;
+  if (!endsMember)
+    finishVerb(statement, QRT_VERB_READ, outcome);
+  else if (enteredNextMember(statement))
+    file->readRoutine(file, program);
 }
 
 // --- WRITE and REWRITE

@@ -70,6 +70,10 @@ int32_t platformNumber(int systemError) {
   }
 }
 
+bool isFull(int systemError) {
+  return systemError == ENOSPC || systemError == EDQUOT || systemError == EFBIG;
+}
+
 Path::Path(const char* name) {
   const size_t length = name != nullptr ? strlen(name) : 0;
   fits = length < sizeof(text);

@@ -13,6 +13,9 @@ inline constexpr size_t longestPath = PATH_MAX;
 // A system error as the platform numbers it: 5 access denied, 32 sharing violation, 112 disk full...
 int32_t platformNumber(int systemError);
 
+// The disk, the quota or the file can't take any more.
+bool isFull(int systemError);
+
 // A caller's name in the form that the system takes.
 struct Path {
   char text[longestPath];

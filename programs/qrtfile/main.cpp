@@ -140,6 +140,9 @@ ExitCode load(const Arguments& arguments) {
     throw Failure(arguments.file + ": is there already; --replace replaces it");
   if (isThere && OpenFile::isInUse(arguments.file, attributesOf(arguments.file)))
     throw Failure(arguments.file + ": another program has it open for writing");
+  // The log of an indexed file belongs to its name: with the name it would come to the new file.
+  if (std::filesystem::exists(arguments.file + "-wal"))
+    throw Failure(arguments.file + ": another program has it open");
   std::ifstream stream;
   const bool fromStandard = arguments.text == "-";
   if (!fromStandard) stream.open(arguments.text, std::ios::binary);

@@ -26,7 +26,7 @@ const char* meaning(int16_t status) {
     case 22:
       return "a record with this key or number is there already";
     case 24:
-      return "no place for a record of this number";
+      return "no place for a record of this number, or the disk is full";
     case 34:
       return "the disk is full";
     case 35:

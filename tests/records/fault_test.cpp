@@ -241,10 +241,8 @@ TEST_F(Faults, FullDisk) {
           printf(" %s", scene.file.extendedArea.text().substr(0, 6).c_str());
         });
       });
-      const bool direct = work.organization == relative;
-      const char* const expected = !direct ? "34 34 34 1 1 1 000000"
-                                   : own   ? "34 34 00 1 1 1 000000"
-                                           : "24 24 00 1 1 1 000000";
+      const char* const expected =
+          work.organization == relative ? "24 24 00 1 1 1 000000" : "34 34 34 1 1 1 000000";
       EXPECT_EQ(ended.out, ended.out == "no disk" ? "no disk" : expected) << work.what << own << ended.err;
     }
 }

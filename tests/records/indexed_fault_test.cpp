@@ -20,6 +20,8 @@ struct IndexedFaults : InFolder {
 
 const std::vector<QrtFileKey> twoKeys = {{0, 6, 0, {}}, {6, 2, QRT_KEY_DUPLICATES, {}}};
 constexpr uint32_t length = 200;
+constexpr uint8_t organizations[] = {QRT_ORGANIZATION_SEQUENTIAL, QRT_ORGANIZATION_RELATIVE,
+                                     QRT_ORGANIZATION_INDEXED};
 
 struct Customers : IndexedFile {
   explicit Customers(uint8_t access = QRT_ACCESS_DYNAMIC, const std::string& name = "customers")
@@ -127,21 +129,16 @@ TEST_F(IndexedFaults, AKilledWriterLeavesWholeBursts) {
 
 TEST_F(IndexedFaults, OneWriterAndManyReaders) {
   setenv("QRT_INDEXED_COMMIT", "1", 1);
-  Customers writer, second, reader(QRT_ACCESS_SEQUENTIAL);
-  IndexedProgram program("MAIN", {&writer, &second, &reader});
+  Customers writer, reader(QRT_ACCESS_SEQUENTIAL);
+  IndexedProgram program("MAIN", {&writer, &reader});
   run(program, [&] {
     EXPECT_EQ(program.open(output), "00");
     EXPECT_EQ(program.write(customer(1, 1, 0)), "00");
-    for (const uint16_t mode : {inputOutput, output}) {
-      EXPECT_EQ(program.open(mode, 1), "61");
-      EXPECT_EQ(second.extendedArea.text().substr(0, 6), "000032");
-    }
-    EXPECT_EQ(program.open(input, 2), "00");
-    EXPECT_EQ(program.read(2), "00");
-    EXPECT_EQ(program.record(2), customer(1, 1, 0));
+    EXPECT_EQ((Texts{program.open(input, 1), program.read(1)}), (Texts{"00", "00"}));
+    EXPECT_EQ(program.record(1), customer(1, 1, 0));
     EXPECT_EQ(program.write(customer(2, 1, 0)), "02");
     // Neither lock nor log of the writer is lost when a reader closes.
-    EXPECT_EQ(program.close(0, 2), "00");
+    EXPECT_EQ(program.close(0, 1), "00");
     EXPECT_EQ(inChild([] {
                 Customers file;
                 IndexedProgram other("OTHER", {&file});
@@ -155,9 +152,44 @@ TEST_F(IndexedFaults, OneWriterAndManyReaders) {
               }).exitCode,
               5);
     EXPECT_EQ(program.close(), "00");
-    EXPECT_EQ(program.open(inputOutput, 1), "00");
-    EXPECT_EQ(program.close(0, 1), "00");
   });
+}
+
+TEST_F(IndexedFaults, EveryOrganizationHasOneWriter) {
+  for (const uint8_t organization : organizations) {
+    Customers first(QRT_ACCESS_SEQUENTIAL), second(QRT_ACCESS_SEQUENTIAL);
+    first.description.organization = second.description.organization = organization;
+    IndexedProgram program("MAIN", {&first, &second});
+    std::filesystem::remove("customers");
+    run(program, [&] {
+      for (const uint16_t mode : {output, extend, inputOutput}) {
+        program.open(output);
+        program.write(customer(1, 1, 0));
+        program.close();
+        ASSERT_EQ(program.open(mode), "00");
+        for (const uint16_t other : {output, extend, inputOutput}) {
+          EXPECT_EQ(program.open(other, 1), "61");
+          EXPECT_EQ(second.extendedArea.text().substr(0, 7), "000032 ");
+        }
+        EXPECT_EQ(program.open(input, 1), "00");
+        EXPECT_EQ(program.read(1), mode == output ? "10" : "00");
+        program.close(0, 1);
+        program.close();
+        EXPECT_EQ(program.open(extend, 1), "00");
+        program.write(customer(2, 1, 0), 1);
+        program.close(0, 1);
+        // Who reads a plain file keeps the one that is replaced.
+        program.open(input, 1);
+        program.open(output);
+        EXPECT_EQ(program.read(1), organization != QRT_ORGANIZATION_INDEXED ? "00" : "10");
+        program.close();
+        program.close(QRT_CLOSE_LOCK, 1);
+        EXPECT_EQ(program.open(input, 1), "38");
+        second.own.lastCloseFlags = second.own.closeFlags = 0;
+        second.own.openRoutine = _qrtGenericOpen;
+      }
+    });
+  }
 }
 
 TEST_F(IndexedFaults, AFullDiskIsAStatus) {
@@ -264,35 +296,43 @@ TEST_F(IndexedFaults, ReplacedFilesGiveTheirSpaceBack) {
   EXPECT_EQ(contentBy(1).size(), 1u);
 }
 
+// With each request for memory that fails in turn a verb fails, and nothing is left open or lost.
 TEST_F(IndexedFaults, MemoryThatRunsOutIsAStatus) {
   if (!canFailAllocations) GTEST_SKIP();
-  Customers file;
-  IndexedProgram program("MAIN", {&file});
-  run(program, [&] {
-    program.open(output);
-    program.write(customer(1, 1, 0));
-    program.close();
-    bool failed = true;
-    for (int32_t n = 1; failed && n < 3000; n += n < 200 ? 1 : 7) {
-      {
-        FailingAllocation failing(n);
-        program.fcb().openRequest = inputOutput;
-        program.fcb().openRoutine(&program.fcb(), program.entries.data());
-        if (program.fcb().openState != 0) {
-          for (const QrtFileRoutine verb : {program.fcb().readRoutine, program.fcb().rewriteRoutine})
-            verb(&program.fcb(), program.entries.data());
-          program.fcb().closeRoutine(&program.fcb(), program.entries.data());
+  for (const uint8_t organization : organizations) {
+    Customers file(QRT_ACCESS_SEQUENTIAL);
+    file.description.organization = organization;
+    IndexedProgram program("MAIN", {&file});
+    std::filesystem::remove("customers");
+    run(program, [&] {
+      program.open(output);
+      program.write(customer(1, 1, 0));
+      program.close();
+      QrtFcb& fcb = program.fcb();
+      const int32_t before = liveBlocks();
+      bool failed = true;
+      for (int32_t n = 1; failed && n < 3000; n += n < 200 ? 1 : 7) {
+        {
+          const FailingAllocation failing(n);
+          fcb.openRequest = inputOutput;
+          fcb.openRoutine(&fcb, program.entries.data());
+          if (fcb.openState != 0)
+            for (const QrtFileRoutine verb : {fcb.readRoutine, fcb.rewriteRoutine, fcb.closeRoutine})
+              verb(&fcb, program.entries.data());
+          failed = failing.hasFailed();
         }
-        failed = failing.hasFailed();
+        if (organization != QRT_ORGANIZATION_INDEXED) {
+          EXPECT_EQ(fcb.status, failed ? 30 : 0);
+          EXPECT_EQ(liveBlocks(), before);
+        }
+        EXPECT_EQ(fcb.openState, 0) << n;
       }
-      EXPECT_EQ(program.fcb().openState, 0) << n;
-    }
-    EXPECT_FALSE(failed);
-    EXPECT_EQ(program.open(inputOutput), "00");
-    EXPECT_EQ(program.readNext(), "00");
-    EXPECT_EQ(program.record().substr(0, 8), "00000101");
-    EXPECT_EQ(program.close(), "00");
-  });
+      EXPECT_FALSE(failed);
+      EXPECT_EQ((Texts{program.open(inputOutput), program.read(), program.close()}),
+                (Texts{"00", "00", "00"}));
+      EXPECT_EQ(program.record(), customer(1, 1, 0));
+    });
+  }
   EXPECT_EQ(queryOn("customers", "PRAGMA integrity_check"), "ok");
 }
 

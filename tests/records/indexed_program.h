@@ -17,6 +17,11 @@ struct IndexedFile : RecordFile {
     description.keyBlockOffset = static_cast<uint32_t>(reinterpret_cast<uint8_t*>(keyTable) -
                                                        reinterpret_cast<uint8_t*>(&description));
   }
+  void makeNumbered(uint8_t organization) {
+    description.organization = organization;
+    description.relativeKeyOffset =
+        static_cast<uint32_t>(reinterpret_cast<uint8_t*>(&key) - reinterpret_cast<uint8_t*>(&description));
+  }
 };
 
 struct IndexedProgram : RecordProgram {
