@@ -7,7 +7,7 @@
 // records with equal keys in the order in which they got them. Keys are compared as bytes.
 //
 // Changes are gathered in transactions, bursts of them: a burst ends when it holds so many changes or is so
-// old (see Limits), and at the end of the store. A process that is killed leaves the file as it was after a
+// old, and at the end of the store. A process that is killed leaves the file as it was after a
 // whole burst.
 #pragma once
 

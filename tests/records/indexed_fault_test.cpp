@@ -192,32 +192,35 @@ TEST_F(IndexedFaults, EveryOrganizationHasOneWriter) {
   }
 }
 
+// A disk that is full at a WRITE, and one at the commit of CLOSE; what was committed stays.
 TEST_F(IndexedFaults, AFullDiskIsAStatus) {
-  setenv("QRT_INDEXED_COMMIT", "10", 1);
-  const Ended ended = inChild([] {
-    signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit = {200'000, 200'000};
-    Customers file(QRT_ACCESS_RANDOM);
-    IndexedProgram program("MAIN", {&file});
-    run(program, [&] {
-      program.open(output);
-      setrlimit(RLIMIT_FSIZE, &limit);
-      std::string status;
-      uint32_t number = 0;
-      do status = program.write(customer(number, 0, 0));
-      while (status < "10" && ++number < 5000);
-      program.close();
-      printf("%s %u", status.c_str(), number);
-      fflush(stdout);
-      _exit(0);
+  for (const uint32_t burst : {10u, 100'000u}) {
+    setenv("QRT_INDEXED_COMMIT", std::to_string(burst).c_str(), 1);
+    const Ended ended = inChild([] {
+      signal(SIGXFSZ, SIG_IGN);
+      const rlimit limit = {200'000, 200'000};
+      Customers file(QRT_ACCESS_RANDOM);
+      IndexedProgram program("MAIN", {&file});
+      run(program, [&] {
+        program.open(output);
+        setrlimit(RLIMIT_FSIZE, &limit);
+        std::string status;
+        uint32_t number = 0;
+        do status = program.write(customer(number, 0, 0));
+        while (status < "10" && ++number < 2000);
+        const std::string extended = file.extendedArea.text().substr(0, 6);
+        printf("%s %s %s %u", status.c_str(), extended.c_str(), program.close().c_str(), number);
+        fflush(stdout);
+        _exit(0);
+      });
     });
-  });
-  EXPECT_EQ(ended.out.substr(0, 2), "24");
-  EXPECT_EQ(queryOn("customers", "PRAGMA integrity_check"), "ok");
-  const auto stored = static_cast<uint32_t>(contentBy(0).size());
-  const auto told = static_cast<uint32_t>(atoi(ended.out.substr(3).c_str()));
-  EXPECT_GE(stored + 10, told);
-  EXPECT_LE(stored, told);
+    EXPECT_EQ(ended.out.substr(0, 13), burst == 10 ? "24 000112 00 " : "02 000002 34 ");
+    EXPECT_EQ(queryOn("customers", "PRAGMA integrity_check"), "ok");
+    const auto stored = static_cast<uint32_t>(contentBy(0).size());
+    const auto told = static_cast<uint32_t>(atoi(ended.out.substr(13).c_str()));
+    EXPECT_GE(stored + burst, told);
+    EXPECT_LE(stored, told);
+  }
 }
 
 // Opens the file anew in the given mode and returns FILE STATUS, with the first of the extended status.
@@ -232,6 +235,38 @@ std::string openedAs(uint16_t mode, IndexedFile& file) {
   return statuses;
 }
 
+TEST_F(IndexedFaults, AttributesAreThoseOfTheFile) {
+  for (const uint8_t organization : organizations) {
+    std::filesystem::remove("customers");
+    Customers file(QRT_ACCESS_SEQUENTIAL);
+    file.description.organization = organization;
+    file.makeVariable(10);
+    EXPECT_EQ(openedAs(output, file), "00 000000");
+    // One attribute differs at a time.
+    const auto expectConflict = [&](auto& attribute, auto value) {
+      std::swap(attribute, value);
+      for (const uint16_t mode : {input, extend}) EXPECT_EQ(openedAs(mode, file), "39 000039");
+      std::swap(attribute, value);
+    };
+    for (const uint32_t other : {length - 1, length + 1, 0u})
+      expectConflict(file.description.maxRecord, other);
+    expectConflict(file.description.minRecord, 9u);
+    expectConflict(file.description.recordFormat, uint8_t{QRT_RECORD_FIXED});
+    for (const uint8_t other : std::initializer_list<uint8_t>{0x00, 0x10, 0x20, 0x30})
+      if (other != organization) expectConflict(file.description.organization, other);
+    if (organization == QRT_ORGANIZATION_INDEXED) {
+      expectConflict(file.description.keyCount, 1u);
+      expectConflict(file.keyTable[0].length, 5u);
+      expectConflict(file.keyTable[1].offset, 7u);
+      expectConflict(file.keyTable[1].flags, uint8_t{0});
+      expectConflict(file.keyTable[1].length, length);
+    }
+    EXPECT_EQ(openedAs(input, file), "00 000000");
+    file.description.maxRecord = length - 1;
+    EXPECT_EQ(openedAs(output, file), "00 000000") << "OUTPUT makes the file anew";
+  }
+}
+
 TEST_F(IndexedFaults, OtherFilesAreRefused) {
   Customers file;
   EXPECT_EQ(openedAs(inputOutput, file).substr(0, 2), "35");
@@ -242,21 +277,6 @@ TEST_F(IndexedFaults, OtherFilesAreRefused) {
   EXPECT_EQ(openedAs(inputOutput, file).substr(0, 2), "05");
   EXPECT_EQ(openedAs(inputOutput, file).substr(0, 2), "00");
   file.description.attributes &= ~QRT_FILE_OPTIONAL;
-
-  // One attribute differs at a time.
-  const auto expectConflict = [&](auto& attribute, auto value) {
-    std::swap(attribute, value);
-    EXPECT_EQ(openedAs(input, file), "39 000039");
-    std::swap(attribute, value);
-  };
-  expectConflict(file.description.maxRecord, length + 1);
-  expectConflict(file.description.recordFormat, uint8_t{QRT_RECORD_VARIABLE});
-  expectConflict(file.description.keyCount, 1u);
-  expectConflict(file.keyTable[0].length, 5u);
-  expectConflict(file.keyTable[1].offset, 7u);
-  expectConflict(file.keyTable[1].flags, uint8_t{0});
-  expectConflict(file.keyTable[1].length, length);
-  EXPECT_EQ(openedAs(input, file), "00 000000");
 
   queryOn("customers", "PRAGMA user_version=2");
   for (const uint16_t mode : {input, inputOutput, output}) EXPECT_EQ(openedAs(mode, file), "39 000039");

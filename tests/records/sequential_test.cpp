@@ -176,35 +176,6 @@ TEST_F(Files, OpenByModeAndPresence) {
     }
 }
 
-TEST_F(Files, AttributesAreThoseOfTheFile) {
-  RecordFile file("data", QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, 10);
-  file.makeVariable(5);
-  const QrtFileDescription as = file.description;
-  RecordProgram program("MAIN", {&file});
-  run(program, [&] {
-    program.open(output);
-    program.close();
-    const auto opened = [&](void (*change)(QrtFileDescription&), uint16_t mode) {
-      file.description = as;
-      file.description.fileIndex = 1;
-      change(file.description);
-      const std::string status = program.open(mode);
-      program.close();
-      return status;
-    };
-    for (const uint16_t mode : {input, extend}) {
-      EXPECT_EQ(opened([](auto&) {}, mode), "00");
-      EXPECT_EQ(opened([](auto& other) { other.maxRecord = 9; }, mode), "39");
-      EXPECT_EQ(opened([](auto& other) { other.minRecord = 4; }, mode), "39");
-      EXPECT_EQ(opened([](auto& other) { other.recordFormat = QRT_RECORD_FIXED; }, mode), "39");
-      EXPECT_EQ(opened([](auto& other) { other.organization = QRT_ORGANIZATION_RELATIVE; }, mode), "39");
-      EXPECT_EQ(opened([](auto& other) { other.organization = 0x30; }, mode), "39");
-      EXPECT_EQ(opened([](auto& other) { other.maxRecord = 0; }, mode), "39");
-    }
-    EXPECT_EQ(opened([](auto& other) { other.maxRecord = 9; }, output), "00") << "OUTPUT makes a new file";
-  });
-}
-
 TEST_F(Files, StatusAreasInEachForm) {
   struct {
     uint8_t flags;
