@@ -3,6 +3,7 @@
 
 #include <dirent.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace qrt::platform {

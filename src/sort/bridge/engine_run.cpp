@@ -8,7 +8,7 @@
 #include <new>
 #include <utility>
 
-#include "platform/directories.h"
+#include "platform/file_state.h"
 #include "sort/bridge/context.h"
 #include "sort/bridge/option_text.h"
 #include "sort/engine/lumasift.h"
