@@ -93,6 +93,9 @@ def main():
     many = [(strikes, reached, name, cost) for name, (strikes, cost, reached) in operators.items() if strikes >= 300]
     for strikes, _, name, cost in sorted(many):
         print(f"{name:<45}{strikes:>9,}  {money(cost, 14, 0)}")
+    print("\nCostliest strikes")
+    for row in sorted(rows, key=lambda row: (-int(row["Cost Total $"]), row["Flight Date"]))[:5]:
+        print(f"{money(int(row['Cost Total $']), 14, 0)}  {row['Flight Date']}  {row['Aircraft Airline Operator']}")
 
 
 main()

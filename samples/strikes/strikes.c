@@ -53,14 +53,43 @@ static QrtFileDescription lineDescription = {
     .status2Base = &noStatus2,
 };
 
-static QrtFcb strikes, report;
-static QrtFcb* files[] = {&strikes, &report};
-static QrtFileDescription* descriptions[] = {&strikeDescription, &lineDescription};
+/* Costly strikes in record files: packed cost, date, operator. */
+enum { AMOUNT = 13, AMOUNT_BYTES = AMOUNT / 2 + 1, AT_DATE = AMOUNT_BYTES, AT_AIRLINE = AT_DATE + 10 };
+enum { COSTLY_LENGTH = AT_AIRLINE + 44 };
+#define COSTLY_FILE(buffer, area, status, statusBase, description, index, file, options) \
+  static uint8_t buffer[RECORD_PREFIX + COSTLY_LENGTH + RECORD_SUFFIX], *area = buffer;  \
+  static uint8_t status[2], *statusBase = status;                                        \
+  static QrtFileDescription description = {                                              \
+      .fileIndex = index,                                                                \
+      .fileSystemCode = "9   ",                                                          \
+      .organization = QRT_ORGANIZATION_SEQUENTIAL,                                       \
+      .accessMode = QRT_ACCESS_SEQUENTIAL,                                               \
+      .recordFormat = QRT_RECORD_FIXED,                                                  \
+      .attributes = options,                                                             \
+      .maxRecord = COSTLY_LENGTH,                                                        \
+      .minRecord = COSTLY_LENGTH,                                                        \
+      .externalName = file,                                                              \
+      .assignLength = sizeof file - 1,                                                   \
+      .recordAreaSlot = &area,                                                           \
+      .assignName = file,                                                                \
+      .statusBase = &statusBase,                                                         \
+      .status2Base = &noStatus2,                                                         \
+  }
+COSTLY_FILE(costlyBuffer, costlyArea, costlyStatus, costlyStatusBase, costlyDescription, 3, "COSTLY", 0);
+COSTLY_FILE(olderBuffer, olderArea, olderStatus, olderStatusBase, olderDescription, 4, "OLDER",
+            QRT_FILE_OPTIONAL);
+COSTLY_FILE(rankingBuffer, rankingArea, rankingStatus, rankingStatusBase, rankingDescription, 5, "RANKING",
+            0);
+
+static QrtFcb strikes, report, costly, older, ranking;
+static QrtFcb* files[] = {&strikes, &report, &costly, &older, &ranking};
+static QrtFileDescription* descriptions[] = {&strikeDescription, &lineDescription, &costlyDescription,
+                                             &olderDescription, &rankingDescription};
 
 /* ---------------------------------------------------------------------------------- WORKING-STORAGE */
 
 /* Amounts are packed decimal of 13 digits, in dollars; averages and changes in cents. */
-enum { AMOUNT = 13, AMOUNT_BYTES = AMOUNT / 2 + 1, COUNT = 7, COUNT_BYTES = COUNT / 2 + 1 };
+enum { COUNT = 7, COUNT_BYTES = COUNT / 2 + 1 };
 
 typedef struct Totals {
   uint8_t strikes[COUNT_BYTES], costly[COUNT_BYTES];
@@ -220,6 +249,17 @@ static struct {
                            BY_SIZE(": "),
                            BY_SPACES(species)}};
 
+/* SORT and MERGE ON DESCENDING KEY the cost, ON ASCENDING KEY the date. */
+static int16_t sortReturn;
+static QrtSortRegisters sortRegisters = {.sortReturn = &sortReturn, .statement = 1};
+static const QrtSortRecordSpec costlyRecord = {QRT_SORT_FIXED, COSTLY_LENGTH, COSTLY_LENGTH};
+static QrtSortKeySpec dateKey = {NULL, AT_DATE, 10, QRT_SORT_KEY_CHAR, QRT_SORT_ASCENDING};
+static QrtSortKeySpec costKey = {&dateKey, 0, AMOUNT_BYTES, QRT_SORT_KEY_PACKED, QRT_SORT_DESCENDING};
+static QrtSortKeyList costlyKeys = {2, &costKey, 0};
+static QrtFcb* mergedFiles[] = {&older, &costly};
+static const QrtSortFileList noFiles, merged = {2, mergedFiles};
+enum { STRIKES_TOLD = 5, AT_COST = 0, AT_COSTLY_DATE = 16, AT_COSTLY_AIRLINE = 28 };
+
 /* CALL "OPERATOR". */
 static OperatorLinkage operatorLinkage;
 static const QrtCallTable noStaticCalls;
@@ -265,7 +305,7 @@ static QrtDisplayControl displayLine = {.itemCount = 1, .target = 1, .decimalPoi
 
 __attribute__((visibility("default"))) int32_t STRIKES(const QrtMainArguments* arguments);
 static QrtProgramBlock program;
-static QrtProgramEntry entries[1] = {{.entryPoint = (void*)STRIKES, .files = files, .fileCount = 2}};
+static QrtProgramEntry entries[1] = {{.entryPoint = (void*)STRIKES, .files = files, .fileCount = 5}};
 static QrtProgramBlock program = {
     .compilerLevel = {6, 1, 0},
     .entries = entries,
@@ -437,8 +477,66 @@ static void putWeekdays(void) {
   }
 }
 
-static int withOperators(void) {
+static int withFiles(void) {
   return program.upsi[0] == '0';
+}
+
+static void sort(int32_t function, const QrtSortFileList* using) {
+  sortRegisters.program = entries;
+  _qrtSortMerge(function, &sortRegisters, &costlyRecord, NULL, "", using, &noFiles, &costlyKeys);
+  if (sortReturn != 0) _qrtRunUnitTerm(16);
+}
+
+/* RELEASE of a costly strike. */
+static void release(const uint8_t* all) {
+  uint8_t record[COSTLY_LENGTH];
+  int16_t result = 0;
+  if (_qrtcBCD_NOT_Pckd(all, AMOUNT)) return;
+  memcpy(record, all, AMOUNT_BYTES);
+  memcpy(record + AT_DATE, date, sizeof date);
+  memcpy(record + AT_AIRLINE, airline, sizeof airline);
+  _qrtRelease(COSTLY_LENGTH, record, &result);
+  if (result != 0) _qrtRunUnitTerm(16);
+}
+
+/* RETURN into the record area of a file, AT END: 1 while there is a record. */
+static int returnTo(QrtFcb* file) {
+  int32_t length;
+  int16_t atEnd = 0;
+  _qrtReturn(&length, file->record, &atEnd);
+  return atEnd == 0;
+}
+
+static void writeTo(QrtFcb* file) {
+  file->writeRoutine(file, entries);
+  if (file->status >= 10) _qrtRunUnitTerm(16);
+}
+
+static void closeFile(QrtFcb* file) {
+  file->closeRoutine(file, entries);
+  if (file->status >= 10) _qrtRunUnitTerm(16);
+}
+
+/* The OUTPUT PROCEDUREs: the costliest strikes of this run are told, and all merged with those of earlier
+ * runs. */
+static void putCostly(void) {
+  putLine();
+  putText(AT_LABEL, "Costliest strikes");
+  putLine();
+  open(&costly, QRT_OPEN_OUTPUT | QRT_OPEN_CAN_WRITE);
+  sort(QRT_SORT_RELEASED, &noFiles);
+  for (int told = 0; returnTo(&costly); writeTo(&costly)) {
+    if (told++ >= STRIKES_TOLD) continue;
+    edit(AT_COST, &amountPicture, costly.record, AMOUNT, 10);
+    memcpy(report.record + AT_COSTLY_DATE, costly.record + AT_DATE, sizeof date);
+    memcpy(report.record + AT_COSTLY_AIRLINE, costly.record + AT_AIRLINE, sizeof airline);
+    putLine();
+  }
+  closeFile(&costly);
+  sort(QRT_MERGE_START, &merged);
+  open(&ranking, QRT_OPEN_OUTPUT | QRT_OPEN_CAN_WRITE);
+  while (returnTo(&ranking)) writeTo(&ranking);
+  closeFile(&ranking);
 }
 
 static void callOperator(char function) {
@@ -546,6 +644,7 @@ int32_t STRIKES(const QrtMainArguments* arguments) {
   putText(AT_LABEL, HEADING);
   putLine();
 
+  if (withFiles()) sort(QRT_SORT_START, &noFiles);
   int unbalanced = 0;
   uint8_t year[4] = {0}, period[2], newPeriod[2];
   int more = readStrike() && readStrike(); /* the first line holds the names of the columns */
@@ -566,7 +665,10 @@ int32_t STRIKES(const QrtMainArguments* arguments) {
     moveAmount(0, other);
     moveAmount(1, repair);
     moveAmount(2, all);
-    if (withOperators()) addToOperator(all);
+    if (withFiles()) {
+      addToOperator(all);
+      release(all);
+    }
     addToRegion(all);
     addToWeekday(all);
     _qrtcBCD_ADD_Pckd(other, repair, sum, AMOUNT, AMOUNT, AMOUNT);
@@ -588,7 +690,10 @@ int32_t STRIKES(const QrtMainArguments* arguments) {
   putLine();
   putRegions();
   putWeekdays();
-  if (withOperators()) putOperators();
+  if (withFiles()) {
+    putOperators();
+    putCostly();
+  }
   showRunTime();
   strikes.closeRoutine(&strikes, entries);
   report.closeRoutine(&report, entries);
