@@ -56,30 +56,29 @@ static QrtFileDescription lineDescription = {
 /* Costly strikes in record files: packed cost, date, operator. */
 enum { AMOUNT = 13, AMOUNT_BYTES = AMOUNT / 2 + 1, AT_DATE = AMOUNT_BYTES, AT_AIRLINE = AT_DATE + 10 };
 enum { COSTLY_LENGTH = AT_AIRLINE + 44 };
-#define COSTLY_FILE(buffer, area, status, statusBase, description, index, file, options) \
-  static uint8_t buffer[RECORD_PREFIX + COSTLY_LENGTH + RECORD_SUFFIX], *area = buffer;  \
-  static uint8_t status[2], *statusBase = status;                                        \
-  static QrtFileDescription description = {                                              \
-      .fileIndex = index,                                                                \
-      .fileSystemCode = "9   ",                                                          \
-      .organization = QRT_ORGANIZATION_SEQUENTIAL,                                       \
-      .accessMode = QRT_ACCESS_SEQUENTIAL,                                               \
-      .recordFormat = QRT_RECORD_FIXED,                                                  \
-      .attributes = options,                                                             \
-      .maxRecord = COSTLY_LENGTH,                                                        \
-      .minRecord = COSTLY_LENGTH,                                                        \
-      .externalName = file,                                                              \
-      .assignLength = sizeof file - 1,                                                   \
-      .recordAreaSlot = &area,                                                           \
-      .assignName = file,                                                                \
-      .statusBase = &statusBase,                                                         \
-      .status2Base = &noStatus2,                                                         \
+#define COSTLY_FILE(name, index, assigned, options)                           \
+  static uint8_t name##Buffer[RECORD_PREFIX + COSTLY_LENGTH + RECORD_SUFFIX]; \
+  static uint8_t* name##Area = name##Buffer;                                  \
+  static uint8_t name##Status[2], *name##StatusBase = name##Status;           \
+  static QrtFileDescription name##Description = {                             \
+      .fileIndex = index,                                                     \
+      .fileSystemCode = "9   ",                                               \
+      .organization = QRT_ORGANIZATION_SEQUENTIAL,                            \
+      .accessMode = QRT_ACCESS_SEQUENTIAL,                                    \
+      .recordFormat = QRT_RECORD_FIXED,                                       \
+      .attributes = options,                                                  \
+      .maxRecord = COSTLY_LENGTH,                                             \
+      .minRecord = COSTLY_LENGTH,                                             \
+      .externalName = assigned,                                               \
+      .assignLength = sizeof assigned - 1,                                    \
+      .recordAreaSlot = &name##Area,                                          \
+      .assignName = assigned,                                                 \
+      .statusBase = &name##StatusBase,                                        \
+      .status2Base = &noStatus2,                                              \
   }
-COSTLY_FILE(costlyBuffer, costlyArea, costlyStatus, costlyStatusBase, costlyDescription, 3, "COSTLY", 0);
-COSTLY_FILE(olderBuffer, olderArea, olderStatus, olderStatusBase, olderDescription, 4, "OLDER",
-            QRT_FILE_OPTIONAL);
-COSTLY_FILE(rankingBuffer, rankingArea, rankingStatus, rankingStatusBase, rankingDescription, 5, "RANKING",
-            0);
+COSTLY_FILE(costly, 3, "COSTLY", 0);
+COSTLY_FILE(older, 4, "OLDER", QRT_FILE_OPTIONAL);
+COSTLY_FILE(ranking, 5, "RANKING", 0);
 
 static QrtFcb strikes, report, costly, older, ranking;
 static QrtFcb* files[] = {&strikes, &report, &costly, &older, &ranking};
