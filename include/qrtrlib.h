@@ -1489,7 +1489,6 @@ QRT_API int32_t _qrtuClasUpper(const void* item, int32_t lengthInBytes);
 QRT_API int32_t _qrtuClasLower(const void* item, int32_t lengthInBytes);
 
 /* ======================================================================================================
-=======
  * Calendar
  *
  * Lilian day 1 is 15 October 1582, the first day of the Gregorian calendar, and 3074324 is 31 December 9999.
