@@ -38,3 +38,4 @@
 #include "statement/refresh.h"
 #include "statement/search.h"
 #include "statement/string_statement.h"
+#include "xml/statement.h"

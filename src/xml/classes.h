@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace qrt::xml {
@@ -40,7 +41,7 @@ constexpr Range letters[] = {{'A', 'Z'},       {'a', 'z'},       {0xC0, 0xD6},  
 constexpr Range others[] = {{0xB7, 0xB7}, {0x300, 0x36F}, {0x203F, 0x2040}};
 constexpr Range illegals[] = {{0, 8}, {0xB, 0xC}, {0xE, 0x1F}, {0xD800, 0xDFFF}, {0xFFFE, 0xFFFF}};
 
-template <typename Table, size_t count>
+template <typename Table, std::size_t count>
 constexpr void mark(Table& table, const Range (&list)[count], uint8_t value) {
   for (const Range& range : list)
     for (uint32_t unit = range.first; unit <= range.last; ++unit) table[unit] = value;

@@ -22,15 +22,14 @@ CodePageBlock ownBlocks[2];
 
 constexpr uint8_t asciiLetters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
 constexpr auto ebcdicLetters = [] {
+  constexpr struct {
+    uint8_t first, count;
+  } rows[] = {{0x81, 9}, {0x91, 9}, {0xA2, 8}, {0xC1, 9}, {0xD1, 9}, {0xE2, 8}, {0xF0, 10}};
   std::array<uint8_t, 62> letters{};
   size_t at = 0;
-  for (const uint8_t high : {0x80, 0xC0})
-    for (const int count : {9, 9, 8}) {
-      const auto row = static_cast<uint8_t>(high + (at % 26 == 0 ? 0x00 : at % 26 == 9 ? 0x10 : 0x20));
-      for (int place = 0; place < count; ++place)
-        letters[at++] = static_cast<uint8_t>(row + place + (count == 8 ? 2 : 1));
-    }
-  for (int figure = 0; figure < 10; ++figure) letters[at++] = static_cast<uint8_t>(0xF0 + figure);
+  for (const auto& row : rows)
+    for (uint32_t place = 0; place < row.count; ++place)
+      letters[at++] = static_cast<uint8_t>(row.first + place);
   return letters;
 }();
 

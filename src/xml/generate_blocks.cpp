@@ -41,7 +41,7 @@ void writeBytes(FILE* to, const uint8_t* bytes, int count) {
 
 bool writeBlock(FILE* to, int32_t ccsid) {
   UErrorCode status = U_ZERO_ERROR;
-  const Page page = {ucnv_openCCSID(ccsid, UCNV_IBM, &status)};
+  const Page page = {ucnv_openCCSID(ccsid, UConverterPlatform{}, &status)};
   CodePageBlock block = {};
   if (U_FAILURE(status) || !makeBlock(
                                block, names, lexes, [&](uint8_t byte) { return page.unitOf(byte); },
