@@ -31,7 +31,7 @@ struct Table {
     const uint32_t larger = std::min(capacity + block, mostRecords + 1);
     auto* const grown = static_cast<Record*>(_qrtCheckMalloc(larger * sizeof(Record)));
     if (grown == nullptr) return false;
-    memset(grown, 0, larger * sizeof(Record));
+    grown[0] = {};
     if (records != nullptr) memcpy(grown, records, used * sizeof(Record));
     _qrtCheckFree(records);
     records = grown;
@@ -39,8 +39,6 @@ struct Table {
     return true;
   }
 };
-
-// nodes.
 
 }  // namespace
 
@@ -71,7 +69,7 @@ struct NarrowForm {
 };
 
 struct WideForm {
-  using Unit = uint16_t;
+  typedef uint16_t Unit __attribute__((aligned(1)));
   static QrtXmlDocument16& header(Parser& parser) { return parser.wideHeader; }
   static QrtXmlNode16& wide(QrtXmlNode& node) { return reinterpret_cast<QrtXmlNode16&>(node); }
   static void link(QrtXmlNode& node, uint16_t next) { wide(node).nextNode = next; }
@@ -258,9 +256,10 @@ struct Builder {
 
   static bool isWhite(const Parser& parser, const void* text, int32_t length) {
     const auto* const units = static_cast<const typename Form::Unit*>(text);
-    return std::all_of(units, units + length, [&](typename Form::Unit unit) {
-      return (sizeof(unit) == 1 ? parser.lexClass[unit] : lexClasses[unit]) == whiteSpace;
-    });
+    const uint8_t* const classes = sizeof(*units) == 1 ? parser.lexClass : lexClasses.data();
+    for (int32_t at = 0; at < length; ++at)
+      if (classes[units[at]] != whiteSpace) return false;
+    return true;
   }
 
   static int32_t content(void* user, const void* text, int32_t length) {
@@ -369,6 +368,7 @@ bool makeFirst(Table<Record>& table, int32_t length, uint32_t least) {
 // 0, or the code of the table that can't be made.
 int32_t makeTables(Parser& parser) {
   constexpr uint32_t leastElements = 250, leastNodes = 1000;
+  freeTables(parser);
   void* const block = _qrtCheckMalloc(sizeof(DomTables));
   if (block == nullptr) return 542;
   parser.tables = new (block) DomTables{};

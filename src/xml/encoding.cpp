@@ -55,14 +55,15 @@ Detected detect(const uint8_t* bytes, int32_t length, bool& mark) {
   constexpr int32_t shortest = 4;
   mark = false;
   if (length < shortest) return unknownText;
-  if (bytes[0] == '\r' && bytes[1] == '\r') {
-    const uint8_t* const behind =
-        std::find_if(bytes, bytes + length, [](uint8_t byte) { return byte != '\r'; });
-    uint8_t next[shortest] = {' ', ' ', ' ', ' '};
-    memcpy(next, behind, static_cast<size_t>(std::min<ptrdiff_t>(shortest, bytes + length - behind)));
-    return classify(next, mark);
-  }
-  return classify(bytes, mark);
+  const uint8_t* const behind =
+      std::find_if(bytes, bytes + length, [](uint8_t byte) { return byte != '\r'; });
+  const bool isUnitOfUtf16 = behind == bytes + 1 && *behind == 0;
+  if (behind == bytes || isUnitOfUtf16) return classify(bytes, mark);
+  uint8_t next[shortest] = {' ', ' ', ' ', ' '};
+  memcpy(next, behind, static_cast<size_t>(std::min<ptrdiff_t>(shortest, bytes + length - behind)));
+  const Detected detected = classify(next, mark);
+  mark = false;  // which stands at the start only
+  return detected;
 }
 
 // ---- UTF-8
@@ -92,8 +93,19 @@ Detected kindOfAscii(const uint8_t* at, int32_t length) {
 
 // ---- The declaration
 
-// What a declaration says of the encoding.
+// What a declaration says of the encoding, where it isn't a CCSID.
 constexpr int32_t unknownEncoding = -1, noEncoding = -2, noDeclaration = -3;
+
+constexpr bool isGood(int32_t declared) {
+  return declared > 0;
+}
+
+// Whether a text of the family can be in that page.
+bool isOfFamily(int32_t ccsid, Family family) {
+  const CallerClass kind = callerClassOf(ccsid);
+  if (family == Family::ebcdic) return kind == ebcdicSingle || kind == ebcdicMixed;
+  return kind == asciiSingle || kind == asciiDouble || kind == utf8;
+}
 
 struct Reader {
   const char* at;
@@ -159,10 +171,10 @@ int32_t declaredIn(const char* start, const char* end) {
 // Bytes of a declaration that are looked at.
 constexpr int32_t longestDeclaration = 512;
 
-int32_t declaredEncoding(const Parser& parser, bool ebcdic) {
+int32_t declaredEncoding(const Parser& parser, Family family) {
   char text[longestDeclaration];
   int32_t length = std::min(parser.length, longestDeclaration);
-  if (!ebcdic) {
+  if (family == Family::ascii) {
     memcpy(text, parser.document, static_cast<size_t>(length));
     if ((parser.encodingFlags & hasMark) != 0) {
       length -= 3;
@@ -176,14 +188,11 @@ int32_t declaredEncoding(const Parser& parser, bool ebcdic) {
     if (qrtConvFromUnicode(units, unitBytes, text, &bytes, "ISO-8859-1", 0) != 0) return noDeclaration;
     length = bytes;
   }
-  return declaredIn(text, text + length);
+  const int32_t declared = declaredIn(text, text + length);
+  return isGood(declared) && !isOfFamily(declared, family) ? unknownEncoding : declared;
 }
 
 // ---- The questions
-
-constexpr bool isGood(int32_t declared) {
-  return declared > 0;
-}
 
 // Ends the parse with an encoding code that has no answer.
 int32_t refuse(Parser& parser, int32_t code) {
@@ -218,19 +227,14 @@ int32_t askForPage(Parser& parser, int32_t declared, int32_t offset, int32_t& cc
   return parser.result = declared + offset;
 }
 
-bool isSinglePage(int32_t ccsid, CallerClass wanted) {
-  return callerClassOf(ccsid) == wanted;
-}
-
 int32_t weighEbcdic(Parser& parser, CallerClass caller, int32_t& ccsid) {
   constexpr int32_t ofEbcdic = 100000;
   if (caller == asciiSingle || caller == asciiDouble) return refuse(parser, 322);
   if (caller == utf16Little) return refuse(parser, 320);
-  const int32_t declared = declaredEncoding(parser, true);
+  const int32_t declared = declaredEncoding(parser, Family::ebcdic);
   if (caller == ebcdicSingle) {
     ccsid = parser.ccsid;
-    if (declared == unknownEncoding || (isGood(declared) && !isSinglePage(declared, ebcdicSingle)))
-      return ask(parser, 70, parser.ccsid, ccsid);
+    if (declared == unknownEncoding) return ask(parser, 70, parser.ccsid, ccsid);
     return isGood(declared) ? askForPage(parser, declared, ofEbcdic, ccsid) : 0;
   }
   const int32_t code = isGood(declared) ? 71 : declared == unknownEncoding ? 73 : 72;
@@ -244,8 +248,6 @@ int32_t weighAsciiByCaller(Parser& parser, int32_t declared, int32_t& ccsid) {
   if (declared == unknownEncoding) return ask(parser, 80, parser.ccsid, ccsid);
   if (!isGood(declared)) return 0;
   if (declared == utf8Ccsid && parser.detected == asciiDeclared) return ask(parser, 86, utf8Ccsid, ccsid);
-  if (declared != utf8Ccsid && !isSinglePage(declared, asciiSingle))
-    return ask(parser, 80, parser.ccsid, ccsid);
   return askForPage(parser, declared, ofAscii, ccsid);
 }
 
@@ -269,7 +271,7 @@ int32_t weighAscii(Parser& parser, CallerClass caller, int32_t& ccsid) {
   const bool isUtf8 = parser.detected == utf8Text;
   if (caller == ebcdicSingle || caller == ebcdicMixed) return refuse(parser, isUtf8 ? 325 : 323);
   if (caller == utf16Little) return refuse(parser, isUtf8 ? 324 : 321);
-  const int32_t declared = declaredEncoding(parser, false);
+  const int32_t declared = declaredEncoding(parser, Family::ascii);
   if (caller == asciiSingle || (isUtf8 && caller == asciiDouble))
     return weighAsciiByCaller(parser, declared, ccsid);
   if (caller == utf8) return weighAsciiForUtf8(parser, declared, ccsid);

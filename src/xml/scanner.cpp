@@ -39,7 +39,7 @@ struct Utf8Text {
   static constexpr ScannerKind kind = ScannerKind::utf8;
 };
 struct Utf16Text {
-  using Unit = uint16_t;
+  typedef uint16_t Unit __attribute__((aligned(1)));  // national text lies anywhere
   static constexpr ScannerKind kind = ScannerKind::utf16;
 };
 
@@ -73,7 +73,8 @@ class Scan {
   // ---- Characters
 
   bool stopsText(uint32_t byte) const {
-    if (isUtf8 && byte >= 0x80) return !parser.isValidUtf8 || byte >= 0xF0;
+    constexpr uint32_t leadOfNoncharacters = 0xEF;
+    if (isUtf8 && byte >= 0x80) return !parser.isValidUtf8 || byte >= leadOfNoncharacters;
     const uint8_t lex = isSingleByte ? lexClass[byte] : lexClasses[byte];
     return lex == illegal || lex == lessThan || lex == ampersand || lex == closingBracket;
   }
@@ -111,7 +112,6 @@ class Scan {
 
   uint8_t lexOf(uint32_t character) const {
     if (isSingleByte) return lexClass[character];
-    if (isUtf8 && character >= 0x80) return character == 0x85 ? whiteSpace : ordinary;
     if (character >= 0xD800 && character <= 0xDFFF) return ordinary;
     return lexClasses[character];
   }
@@ -472,7 +472,6 @@ void Scan<Text>::processingInstruction() {
     step();
     if (!is(greaterThan)) fatal(140);
   }
-  step();
   const auto isLetter = [&](const Unit* unit, char small) {
     const uint32_t capital =
         isSingleByte ? parser.letters[26 + (small - 'a')] : static_cast<uint32_t>(small - 'a' + 'A');
@@ -481,6 +480,7 @@ void Scan<Text>::processingInstruction() {
   if (targetEnd - target == 3 && isLetter(target, 'x') && isLetter(target + 1, 'm') &&
       isLetter(target + 2, 'l'))
     warn(12);
+  step();
   tellInstruction(target, targetEnd, data, dataEnd);
 }
 
@@ -642,8 +642,9 @@ void Scan<Text>::attribute(const Unit* (&names)[comparedAttributes], int32_t (&l
   const auto length = static_cast<int32_t>(at - name);
   const Unit* const nameEnd = at;
   skipWhite();
+  const bool isAssigned = isPunct(equalsAt);
   parser.scanState = atAttributeValue;
-  if (!isPunct(equalsAt)) fatal(127);
+  if (!isAssigned) fatal(127);
   if (number < comparedAttributes) {
     names[number] = name;
     lengths[number] = length;

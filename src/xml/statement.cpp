@@ -50,6 +50,13 @@ int32_t deliver(QrtXmlParseBlock& block, int32_t event, const void* text) {
   return block.code = *block.codeRegister;
 }
 
+// The same of characters that don't outlive the call.
+int32_t deliverCopy(QrtXmlParseBlock& block, int32_t event, const void* copy) {
+  const int32_t answer = deliver(block, event, copy);
+  *block.textRegister = block.textRegister;
+  return answer;
+}
+
 template <int32_t event>
 int32_t tellText(void* user, const void* text, int32_t length) {
   auto& block = *static_cast<QrtXmlParseBlock*>(user);
@@ -64,7 +71,7 @@ int32_t tellCharacter(void* user, uint32_t character) {
   const auto unit = static_cast<uint16_t>(character);
   block.code = 0;
   setLength(block, 1);
-  return deliver(block, event, &unit);
+  return deliverCopy(block, event, &unit);
 }
 
 // A code point is national text in every document.
@@ -78,7 +85,7 @@ int32_t tellReference(void* user, uint32_t codePoint) {
   block.code = 0;
   block.textLength = 0;
   block.ntextLength = isPair ? 4 : 2;
-  return deliver(block, event, units);
+  return deliverCopy(block, event, units);
 }
 
 int32_t tellEnd(void* user) {
