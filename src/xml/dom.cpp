@@ -16,23 +16,21 @@ constexpr int32_t tooDeep = 115;
 constexpr int32_t badStrip = 541;
 constexpr uint32_t mostRecords = 65535;
 
-// A table that grows by blocks. Record 0 is never used.
+// A table of one block, and of all that indexes can tell once that is full: pages that are never reached cost
+// nothing, moves do. Record 0 is never used.
 template <typename Record>
 struct Table {
   Record* records;
   uint32_t used;  // record 0 included
   uint32_t capacity;
-  uint32_t block;
 
   // Room for one more record; false when there is none.
-  bool makeRoom() {
-    if (used < capacity) return true;
-    if (used > mostRecords) return false;
-    const uint32_t larger = std::min(capacity + block, mostRecords + 1);
+  bool makeRoom() { return used < capacity || (used <= mostRecords && enlarge(mostRecords + 1)); }
+
+  bool enlarge(uint32_t larger) {
     auto* const grown = static_cast<Record*>(_qrtCheckMalloc(larger * sizeof(Record)));
     if (grown == nullptr) return false;
-    grown[0] = {};
-    if (records != nullptr) memcpy(grown, records, used * sizeof(Record));
+    if (used != 0) memcpy(grown, records, used * sizeof(Record));
     _qrtCheckFree(records);
     records = grown;
     capacity = larger;
@@ -358,9 +356,9 @@ struct Builder {
 
 template <typename Record>
 bool makeFirst(Table<Record>& table, int32_t length, uint32_t least) {
-  table.block = std::max(static_cast<uint32_t>(length) / 80, least);
-  table.used = 0;
-  if (!table.makeRoom()) return false;
+  const uint32_t block = std::clamp(static_cast<uint32_t>(length) / 80, least, mostRecords + 1);
+  if (!table.enlarge(block)) return false;
+  table.records[0] = {};
   table.used = 1;
   return true;
 }
