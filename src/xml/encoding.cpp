@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <string_view>
 
 #include "xml/parser.h"
 
@@ -181,11 +182,14 @@ int32_t declaredEncoding(const Parser& parser, Family family) {
       memmove(text, text + 3, static_cast<size_t>(length));
     }
   } else {
+    constexpr std::string_view page = "QMC-1140", plain = "ISO-8859-1";
     char16_t units[longestDeclaration];
     int32_t unitBytes = sizeof(units), bytes = sizeof(text);
-    if (qrtConvToUnicode(parser.document, length, units, &unitBytes, "QMC-1140", 0) != 0)
+    if (qrtConvToUnicode(parser.document, length, units, &unitBytes, page.data(),
+                         static_cast<int32_t>(page.size())) != 0 ||
+        qrtConvFromUnicode(units, unitBytes, text, &bytes, plain.data(),
+                           static_cast<int32_t>(plain.size())) != 0)
       return noDeclaration;
-    if (qrtConvFromUnicode(units, unitBytes, text, &bytes, "ISO-8859-1", 0) != 0) return noDeclaration;
     length = bytes;
   }
   const int32_t declared = declaredIn(text, text + length);

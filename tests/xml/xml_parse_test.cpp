@@ -1,0 +1,631 @@
+// The parser: events, exceptions and encodings of documents in every width, and XML PARSE on top of it.
+#include <pthread.h>
+
+#include <algorithm>
+#include <random>
+
+#include "support/allocation.h"
+#include "support/process.h"
+#include "xml/documents.h"
+
+using namespace qrt::test;
+
+namespace {
+
+// Every kind of event, most of them twice.
+constexpr char sample[] =
+    "<?xml version='1.0' encoding = \"%E\" standalone='no' ?>\r\n<!-- a - b --><?go  now ?? ?>"
+    "<!DOCTYPE r [ <!ENTITY e \"]>\"> ]>\n<?stop?>"
+    "<r a = 'x > ]]> &lt;y&#65;&#x10FFFF;&own;z' b=\"\" c:d='\"'\t>t1 &amp;&apos;&quot;&gt;&#x9;&e.1;]] ]>\n"
+    "<n.1/><_-x ></_-x\n><!----><![CDATA[<&]] ]]><![CDATA[]]><?p?>tail<d><e f='1'/></d></r>\n<!--z--><?q "
+    "r?> ";
+constexpr char eventsOfSample[] =
+    "{ V1.0 E%E Sno C a - b  Pgo Dnow ??  T<!DOCTYPE r [ <!ENTITY e \"]>\"> ]> Pstop D "
+    "<r @a =x > ]]>  q60 =y r65 r1114111 uown =z @b = @c:d =\" tt1  Q38 Q39 Q34 Q62 R9 Ue.1 t]] ]>\n "
+    "<n.1 >n.1 <_-x >_-x C [<![CDATA[ t<&]]  ]]]> [<![CDATA[ ]]]> Pp D ttail <d <e @f =1 >e >d >r Cz Pq Dr }";
+
+std::string withName(std::string text, const Encoding& encoding) {
+  text.replace(text.find("%E"), 2, encoding.declared);
+  return text;
+}
+
+TEST(Scanner, TellsEventsInEveryWidth) {
+  for (const Encoding& encoding : encodings) {
+    Events events{encoding.ccsid};
+    EXPECT_EQ(events.parse(inEncoding(sample, encoding)), 0) << encoding.name;
+    EXPECT_EQ(events.all(), withName(eventsOfSample, encoding)) << encoding.name;
+    Events pairs{encoding.ccsid};
+    EXPECT_EQ(pairs.parse(inEncoding("<a/><?p q r?><?s?>", encoding), QRT_XML_SIMPLE_TABLE), 0);
+    EXPECT_EQ(pairs.all(), "{ <a >a Pp,q r Ps, }");
+    Events plain{encoding.ccsid};
+    EXPECT_EQ(plain.parse(inEncoding("<?xml version=''?><a></a>", encoding)), 0);
+    EXPECT_EQ(plain.all(), "{ V <a >a }");
+  }
+}
+
+// A document that ends early tells what came before, then the code of the place where it ends.
+TEST(Scanner, EndsAtEveryCut) {
+  for (const Encoding& encoding : encodings) {
+    const std::string document = inEncoding(sample, encoding);
+    Events whole{encoding.ccsid};
+    whole.parse(document);
+    for (size_t size = 0; size < document.size(); ++size) {
+      Events cut{encoding.ccsid};
+      const int32_t code = cut.parse(std::string_view(document).substr(0, size));
+      if (code == 0) {
+        EXPECT_NE(std::find(cut.list.begin(), cut.list.end(), ">r"), cut.list.end()) << encoding.name << size;
+        continue;
+      }
+      const std::string place = std::to_string(size < 4 ? 0 : size / static_cast<size_t>(encoding.unit));
+      EXPECT_TRUE(size < 4 ? code == 317 : code >= 101 && code <= 121)
+          << encoding.name << size << ": " << code;
+      EXPECT_EQ(cut.list.back(), "!" + std::to_string(code) + "@" + place) << encoding.name << size;
+      cut.list.pop_back();
+      EXPECT_TRUE(std::equal(cut.list.begin(), cut.list.end(), whole.list.begin())) << encoding.name << size;
+    }
+  }
+}
+
+TEST(Scanner, StopsAtEveryEvent) {
+  for (const Encoding& encoding : encodings) {
+    const std::string document = inEncoding(sample, encoding);
+    Events whole{encoding.ccsid};
+    whole.parse(document);
+    for (size_t number = 0; number < whole.list.size(); ++number) {
+      Events stopped{encoding.ccsid, number};
+      EXPECT_EQ(stopped.parse(document), -1);
+      EXPECT_EQ(stopped.list.size(), number + 1) << encoding.name;
+    }
+  }
+}
+
+// "^" stands before the unit that the exception names.
+struct Fault {
+  int32_t code;
+  const char* document;
+};
+
+// The document without "^", and the place.
+std::pair<std::string, size_t> placed(const Fault& fault) {
+  std::string text = fault.document;
+  const size_t at = text.find('^');
+  text.erase(at, 1);
+  return {text, std::min(at + 1, text.size())};
+}
+
+TEST(Scanner, RefusesWhatIsNotWellFormed) {
+  constexpr Fault faults[] = {
+      {101, "<?xml version='1.0'^"},
+      {101, "<?xml version='1.0' encoding='%E' ^"},
+      {101, "<?xml version='1.0' standalone='no'?^"},
+      {102, "<!--c-->^"},
+      {102, "  <!DOC^"},
+      {102, "<!DOCTYPE a '>' [>^"},
+      {103, "<?xml vers^"},
+      {104, "<?xml version^"},
+      {104, "<?xml version='1.^"},
+      {106, "<?xml version='1.0' encoding='U^"},
+      {108, "<?xml version='1.0' standalone='ye^"},
+      {109, "<a b^"},
+      {109, "<a b^ "},
+      {109, "<a b='1' ^"},
+      {110, "<a b=^"},
+      {110, "<a b='&lt;^"},
+      {111, "<a b='&l^"},
+      {112, "<ab/^"},
+      {113, "<ab  ^"},
+      {114, "<a><b^"},
+      {114, "<a></a^"},
+      {115, "<a>&lt;^"},
+      {115, "<a><b/>^"},
+      {115, "<a><!---->^"},
+      {115, "<a><?p?>^"},
+      {115, "<a><b></b>]]^"},
+      {116, "<a><?p ?^"},
+      {116, "<?p?><?q^"},
+      {117, "<a><!^"},
+      {118, "<a/><!--^"},
+      {118, "<a><!-^"},
+      {119, "<a><![CDAT^"},
+      {119, "<a><![CDATA[]]^"},
+      {120, "<a>&#^"},
+      {121, "<a/><^"},
+      {122, "<!DOC^type a><a/>"},
+      {122, "<!DOCTYPE^[]><a/>"},
+      {123, "<!DOCTYPE a><!^DOCTYPE a><a/>"},
+      {124, "<^-a/>"},
+      {125, "<a ^-b/>"},
+      {126, "<a ^='1'/>"},
+      {127, "<a b ^'1'/>"},
+      {128, "<a b=^1/>"},
+      {130, "<a b='1'^1='2'/>"},
+      {131, "<a b='1'^'/>"},
+      {132, "<ab/^ >"},
+      {133, "<a></^ a>"},
+      {134, "<a></a ^<"},
+      {135, "<a><^1/></a>"},
+      {135, "<a><^></a>"},
+      {136, "<a><![CDAT^E[]]></a>"},
+      {137, "<!-^x--><a/>"},
+      {138, "<?^ p?><a/>"},
+      {139, "<?p^=?><a/>"},
+      {140, "<?p?^?><a/>"},
+      {141, "<a>&^ </a>"},
+      {141, "<a b='&^1;'/>"},
+      {142, "<?xml ^standalone='no'?><a/>"},
+      {143, "<?xml version ^'1.0'?><a/>"},
+      {144, "<?xml version=^1.0?><a/>"},
+      {145, "<?xml version='1.0^\"?><a/>"},
+      {146, "<?xml version='1.0'^encoding='%E'?><a/>"},
+      {147, "<?xml version='1.0' enc^?><a/>"},
+      {148, "<?xml version='1.0' encoding ^'%E'?><a/>"},
+      {149, "<?xml version='1.0' encoding=^%E?><a/>"},
+      {150, "<?xml version='1.0' encoding='U^:8'?><a/>"},
+      {151, "<?xml version='1.0' encoding='U'^s?><a/>"},
+      {152, "<?xml version='1.0' standa^rd='no'?><a/>"},
+      {153, "<?xml version='1.0' standalone^'no'?><a/>"},
+      {154, "<?xml version='1.0' standalone=^no?><a/>"},
+      {155, "<?xml version='1.0' standalone='ye^'?><a/>"},
+      {156, "<?xml version='1.0' standalone='no^\"?><a/>"},
+      {157, "<?xml version='1.0' standalone='no'^x?><a/>"},
+      {158, "<?xml version='1.0' ^x?><a/>"},
+      {158, "<?xml version='1.0'?^ ><a/>"},
+      {159, "<a/><!^DOCTYPE a>"},
+      {160, "<a/>\n<^b/>"},
+  };
+  for (const Fault& fault : faults)
+    for (const Encoding& encoding : encodings) {
+      auto [text, place] = placed(fault);
+      if (text.find("%E") < place - 1) place += strlen(encoding.declared) - 2;
+      for (const int32_t answer : {0, 1}) {
+        Events events{encoding.ccsid};
+        events.answer = [&](int32_t code) { return code >= 100 && code < 800 ? answer : 0; };
+        EXPECT_EQ(events.parse(inEncoding(text, encoding)), fault.code) << encoding.name << text;
+        EXPECT_EQ(events.list.back(), "!" + std::to_string(fault.code) + "@" + std::to_string(place))
+            << encoding.name << fault.document;
+      }
+    }
+}
+
+TEST(Scanner, WarnsAndGoesOn) {
+  const struct {
+    Fault fault;
+    const char* further = "";  // exceptions that come when the parse goes on
+  } rows[] = {
+      {{1, "<!--c-->^x<a/>"}},
+      {{2, "<^ <a/>"}},
+      {{2, "<!^x<a/>"}, "!1@3 "},
+      {{3, "<a b='1' c='' b^='2'/>"}},
+      {{4, "<a b='1^<2'/>"}},
+      {{5, "<a></b^>"}},
+      {{5, "<a><b></a^></a>"}},
+      {{6, "<a>x^\x01y</a>"}},
+      {{6, "<a><![CDATA[^\x1F]]></a>"}},
+      {{7, "<a><^ b</a>"}},
+      {{7, "<a><^<</a>"}},
+      {{7, "<a><^]]></a>"}},
+      {{8, "<a>x^]]></a>"}},
+      {{9, "<!--^\x01--><a/>"}},
+      {{10, "<!--a--^b<a/>"}, "!1@8 "},
+      {{11, "<?p ^\x0B?><a/>"}},
+      {{12, "<?XmL v='1'?^><a/>"}},
+      {{13, "<a b='&#x^g41;'/>"}},
+      {{14, "<a>&#^a65;</a>"}},
+      {{15, "<?xml version='1.0' encoding='^-'?><a/>"}},
+      {{15, "<?xml version='1.0' encoding='^'?><a/>"}},
+      {{16, "<a>&#1114112^;</a>"}},
+      {{16, "<a>&#^;</a>"}},
+      {{16, "<a>&#x^;</a>"}},
+      {{16, "<a b='&#xDFFF^;'/>"}},
+      {{16, "<a>&#65535^;</a>"}},
+      {{17, "<a>&a^=;</a>"}},
+      {{18, "<a b='^\x01'/>"}},
+  };
+  for (const auto& row : rows)
+    for (const Encoding& encoding : encodings) {
+      const auto [text, place] = placed(row.fault);
+      const std::string document = inEncoding(text, encoding);
+      const std::string exception = "!" + std::to_string(row.fault.code) + "@" + std::to_string(place);
+      const auto isOurs = [](int32_t code) { return code < 70 || code > 92; };
+      Events stopped{encoding.ccsid}, going{encoding.ccsid};
+      stopped.answer = [&](int32_t code) { return isOurs(code) ? code : 0; };
+      EXPECT_EQ(stopped.parse(document), row.fault.code) << encoding.name << text;
+      EXPECT_EQ(stopped.list.back(), exception) << encoding.name << text;
+      int32_t last = 0;
+      going.answer = [&](int32_t code) { return last = code, 0; };
+      EXPECT_EQ(going.parse(document), last) << encoding.name << text;
+      std::string expected = stopped.all() + " " + row.further + "}";
+      EXPECT_EQ(going.all(), expected) << encoding.name << text;
+    }
+  Events many{singleByte.ccsid};
+  EXPECT_EQ(many.parse("<a b='' c='' d='' e='' f='' g='' h='' i='' j='' k='' l='' l=''/>"), 0);
+}
+
+TEST(Scanner, RefusesMalformedUtf8) {
+  const struct {
+    std::string_view bytes;
+    int32_t code;
+  } rows[] = {{"\x80", 161},
+              {"\xC1\x80", 161},
+              {"\xC3", 161},
+              {"\xE0\x9F\x80", 161},
+              {"\xED\xA0\x80", 161},
+              {"\xF0\x8F\x80\x80", 161},
+              {"\xE2\x82", 161},
+              {"\xF4\x90\x80\x80", 161},
+              {"\xF5\x80\x80\x80", 161},
+              {"\xF0\x9F\x98\x80", 162},
+              {"\xEF\xBF\xBE", 6},
+              {"\xC3\xA9\xEF\xBF\xBD", 0}};
+  for (const auto& row : rows) {
+    Events events{utf8.ccsid};
+    const std::string text = "<a>" + std::string(25, 'x') + std::string(row.bytes) + "</a>";
+    EXPECT_EQ(events.parse(text), row.code) << text;
+    EXPECT_EQ(events.list.back(),
+              row.code == 0 || row.code == 6 ? "}" : "!" + std::to_string(row.code) + "@29")
+        << text;
+    // The same inside of a name and of a value, and at the very end.
+    for (const char* before : {"<abc", "<a b='", "<a><!--", "<?pi", "<!DOCTYPE "}) {
+      Events cut{utf8.ccsid};
+      const int32_t code = cut.parse(before + std::string(row.bytes));
+      EXPECT_TRUE(code == row.code || (row.code < 161 && code > 100)) << before << text << code;
+    }
+  }
+}
+
+TEST(Scanner, LeavesAMarkOutOfTheText) {
+  const std::string mark = "\xEF\xBB\xBF";
+  Events bytes{utf8.ccsid};
+  EXPECT_EQ(bytes.parse(mark + "<a>\xC3\x9F</a>"), 0);
+  EXPECT_EQ(bytes.all(), "{ <a t\xC3\x9F >a }");
+  Events fault{utf8.ccsid};
+  EXPECT_EQ(fault.parse(mark + "<a>&</a>"), 141);
+  EXPECT_EQ(fault.list.back(), "!141@8");
+  Events units{utf16.ccsid};
+  EXPECT_EQ(units.parse(inEncoding(u"\xFEFF<a>\x3B1\xD83D\xDE00&</a>", "UTF-16LE") + "!"), 141);
+  EXPECT_EQ(units.all(), "{ <a t\xCE\xB1\xF0\x9F\x98\x80 !141@9");
+}
+
+// ---- Classes
+
+bool isLegal(char16_t unit) {
+  return unit >= 0x20 ? unit < 0xFFFE : unit == 9 || unit == 10 || unit == 13;
+}
+
+bool isIn(char16_t unit, std::u16string_view pairs) {
+  for (size_t at = 0; at < pairs.size(); at += 2)
+    if (unit >= pairs[at] && unit <= pairs[at + 1]) return true;
+  return false;
+}
+
+constexpr std::u16string_view starts =
+    u"::AZ__"
+    u"az\x00C0\x00D6\x00D8\x00F6\x00F8\x02FF\x0370\x037D\x037F\x1FFF\x200C\x200D\x2070\x218F\x2C00\x2FEF"
+    u"\x3001"
+    u"\xD7FF\xF900\xFDCF\xFDF0\xFFFD";
+constexpr std::u16string_view others = u"--..09\x00B7\x00B7\x0300\x036F\x203F\x2040";
+
+// Holds the parser's classes of a unit against the sets, by three documents around its bytes. (In UTF-16 the
+// second character tells the order of bytes.).
+void checkClasses(char16_t unit, const std::string& bytes, int32_t ccsid,
+                  const std::function<std::string(const char*)>& text) {
+  const auto parse = [&](const char* before, const char* behind) {
+    Events events{ccsid};
+    events.answer = [](int32_t code) { return code; };
+    const int32_t code = events.parse(text(before) + bytes + text(behind));
+    for (const std::string& event : events.list)
+      if (event.starts_with('<')) return std::pair(code, event.size());
+    return std::pair(code, size_t{0});
+  };
+  const bool isStart = isIn(unit, starts);
+  EXPECT_EQ(parse("\n<", "/>").first == 0, isStart) << ccsid << ": " << int{unit};
+  EXPECT_EQ(parse("<a", "/>").second > 2, isStart || isIn(unit, others)) << ccsid << ": " << int{unit};
+  if (unit == '<' || unit == '&') return;
+  EXPECT_EQ(parse("<a>", "</a>").first, isLegal(unit) ? 0 : 6) << ccsid << ": " << int{unit};
+}
+
+TEST(Classes, AreThoseOfTheNorm) {
+  std::vector<char16_t> units = {0xFFFD, 0xFFFE, 0xFFFF, 0x2028, 0x3000, 0xE000};
+  for (char16_t unit = 1; unit < 0x180; ++unit) units.push_back(unit);
+  for (const std::u16string_view set : {starts, others})
+    for (const char16_t edge : set)
+      for (const int step : {-1, 0, 1}) units.push_back(static_cast<char16_t>(edge + step));
+  for (const char16_t unit : units) {
+    const std::u16string one(1, unit);
+    const auto wide = [](const char* ascii) {
+      return inEncoding(std::u16string(ascii, ascii + strlen(ascii)), "UTF-16LE");
+    };
+    const auto plain = [](const char* ascii) { return std::string(ascii); };
+    if (unit < 0xD800 || unit > 0xDFFF) checkClasses(unit, inEncoding(one, "UTF-8"), utf8.ccsid, plain);
+    if (unit < 0xD800 || unit > 0xDFFF) checkClasses(unit, inEncoding(one, "UTF-16LE"), utf16.ccsid, wide);
+  }
+}
+
+TEST(Classes, OfCodePagesFollowTheirMappings) {
+  constexpr int32_t
+      pages[] = {1047, 37,  1140, 273,  1141, 277, 1142, 278, 1143, 280, 1144, 284,
+                 1145, 285, 1146, 297,  1147, 500, 1148, 871, 1149, 819, 813,  9005,
+                 920,  437, 850,  1252, 424,  875, 1026, 921, 1250, 866};  // the last ones have no block of
+                                                                           // their own
+  for (const int32_t page : pages) {
+    const std::string name = "QMC-" + std::to_string(page);
+    std::string all(256, 0);
+    for (size_t byte = 0; byte < 256; ++byte) all[byte] = static_cast<char>(byte);
+    const std::u16string units = toUnits(all, name.c_str());
+    ASSERT_EQ(units.size(), 256u) << page;
+    const auto inPage = [&](const char* ascii) {
+      std::string text;
+      for (; *ascii != 0; ++ascii) text += static_cast<char>(units.find(static_cast<char16_t>(*ascii)));
+      return text;
+    };
+    for (size_t byte = 1; byte < 256; ++byte) checkClasses(units[byte], all.substr(byte, 1), page, inPage);
+  }
+}
+
+// ---- Encodings
+
+constexpr int32_t noPage = 1;  // a CCSID without a converter
+
+// A name with a byte that is a letter in page 850, and a text that is no UTF-8: 0 for page 850, 126 for pages
+// 819 and 1252, and 161 for UTF-8.
+std::string telling(const char* encoding) {
+  const std::string name = encoding;
+  return (name.empty() ? "" : "<?xml version='1.0' encoding='" + name + "'?>") + "<a\x80/>";
+}
+
+// The same in EBCDIC: 0 for page 273, 126 for page 37.
+std::string tellingEbcdic(const char* encoding) {
+  const std::string name = encoding;
+  const std::string text = (name.empty() ? "" : "<?xml version='1.0' encoding='" + name + "'?>") + "<a";
+  return inEncoding(text, ebcdic) + "\x4A" + inEncoding("/>", ebcdic);
+}
+
+TEST(Encodings, AreAskedFor) {
+  using namespace std::string_literals;
+  const std::string valid = "<?xml version='1.0' encoding='UTF-8'?><a>\xC3\x84</a>",
+                    declared = "\xC3\x84</a>";
+  const struct {
+    std::string document;
+    int32_t ccsid;
+    int32_t asked;   // first exception; 0 for none
+    int32_t ifZero;  // the code of the parse by the answer
+    int32_t ifSame;  // the code of the exception as the answer
+    int32_t ifOther;
+  } rows[] = {
+      // The first bytes.
+      {""s, 819, 317, 317, 317, 317},
+      {"<a>"s, 819, 317, 317, 317, 317},
+      {"x<a/>"s, 819, 317, 317, 317, 317},
+      {"\0<\0a\0/\0>"s, 1202, 315, 315, 315, 315},
+      {"\xFE\xFF\0<\0a\0/\0>"s, 1200, 315, 315, 315, 315},
+      {"\0\0\0<"s, 819, 316, 316, 316, 316},
+      {"\0\0\xFE\xFF"s, 819, 316, 316, 316, 316},
+      {"<\0\0\0"s, 819, 316, 316, 316, 316},
+      {"\xFF\xFE\0\0"s, 819, 316, 316, 316, 316},
+      {"<\0\x01\x01/\0>\0"s, 1202, 317, 317, 317, 317},
+      {"\xC2\x85<a/>"s, 1208, 0, 0, 0, 0},
+      {"\r\xC2\x85<a/>"s, 1208, 0, 0, 0, 0},
+      {"\r\r\r<a/>"s, 819, 0, 0, 0, 0},
+      {"\r\0\r\0<\0a\0/\0>\0"s, 1202, 0, 0, 0, 0},
+      {"\r\r\xEF\xBB\xBF<a/>"s, 1208, 1, 1, 1, 1},
+      {"\x85\x85<a/>"s, 819, 0, 0, 0, 0},
+      {"\r\x25\x4C\x81\x61\x6E"s, 37, 0, 0, 0, 0},
+      {"<\0a\0/\0>\0"s, 819, 92, 0, 92, 92},
+      // Conflicts.
+      {"<a/>"s, 37, 323, 323, 323, 323},
+      {"<a/>"s, 1202, 321, 321, 321, 321},
+      {"<a>\xC3\x84</a>", 930, 325, 325, 325, 325},
+      {"<a>\xC3\x84</a>", 1202, 324, 324, 324, 324},
+      {tellingEbcdic(""), 819, 322, 322, 322, 322},
+      {tellingEbcdic(""), 943, 322, 322, 322, 322},
+      {tellingEbcdic(""), 1202, 320, 320, 320, 320},
+      // EBCDIC.
+      {tellingEbcdic(""), 37, 126, 126, 126, 126},
+      {tellingEbcdic("QMC-273"), 273, 0, 0, 0, 0},
+      {tellingEbcdic("nonsense"), 273, 70, 0, 70, 70},
+      {tellingEbcdic("ISO-8859-1"), 273, 70, 0, 70, 70},
+      {tellingEbcdic("QMC-273"), 37, 273, 126, 0, 100273},
+      {tellingEbcdic("QMC-273"), noPage, 71, 570, 71, 71},
+      {tellingEbcdic(""), noPage, 72, 570, 72, 72},
+      {tellingEbcdic("nonsense"), 930, 73, 570, 73, 73},
+      // Single-byte text of the ASCII family.
+      {telling(""), 850, 0, 0, 0, 0},
+      {telling("nonsense"), 850, 80, 0, 80, 80},
+      {telling("UTF-16"), 850, 80, 0, 80, 80},
+      {telling("ISO-8859-1"), 850, 819, 0, 126, 200819},
+      {telling("QMC-850"), noPage, 81, 0, 81, 81},
+      {telling("QMC-850"), 943, 81, 0, 81, 81},
+      {telling(""), noPage, 82, 126, 82, 82},
+      {"<?xml version='1.0'?>" + telling(""), 1200, 82, 126, 82, 82},
+      {telling("QMC-273"), noPage, 83, 126, 83, 83},
+      {telling(""), 1208, 84, 161, 84, 84},
+      {telling("1"), 1208, 85, 161, 85, 85},
+      {telling("UTF-8"), 850, 86, 161, 86, 86},
+      {telling("UTF-8"), 1208, 87, 161, 87, 87},
+      {telling("UTF-8"), noPage, 88, 161, 88, 88},
+      {telling("QMC-850"), 1208, 89, 161, 89, 89},
+      {telling("QMC-943"), noPage, 81, 570, 81, 81},
+      // ASCII and UTF-8.
+      {"<?xml version='1.0' encoding='ISO-8859-1'?><a/>", 1208, 0, 0, 0, 0},
+      {"<a/>", noPage, 82, 0, 82, 82},
+      {valid, 1208, 0, 0, 0, 0},
+      {valid, 850, 1208, 0, 0, 201208},
+      {"<a>" + declared, noPage, 82, 0, 82, 82},
+      {"<a>" + declared, 943, 570, 570, 570, 570},
+      {"<?xml version='1.0' encoding='QMC-850'?><a>" + declared, 1208, 89, 0, 89, 89},
+  };
+  for (const auto& row : rows)
+    for (const int answer : {0, 1, 2}) {
+      Events events{row.ccsid};
+      int32_t asked = 0;
+      events.answer = [&](int32_t code) {
+        if (asked == 0) asked = code;
+        return answer == 0 || code != asked ? 0 : answer == 1 ? code : 7;
+      };
+      const int32_t expected = answer == 0 ? row.ifZero : answer == 1 ? row.ifSame : row.ifOther;
+      EXPECT_EQ(events.parse(row.document), expected) << row.document << row.ccsid << " " << answer;
+      EXPECT_EQ(asked, row.asked) << row.document << row.ccsid;
+      const bool isPlaced = asked > 0 && (asked < 70 || (asked > 100 && asked < 200));
+      if (asked != 0 && !isPlaced) {
+        EXPECT_EQ(events.list[0], "!" + std::to_string(asked) + "@0");
+      }
+    }
+}
+
+// ---- Limits
+
+// Nesting is kept in storage of the parser's, not on the machine's stack.
+TEST(Scanner, NestsAMillionLevels) {
+  constexpr size_t levels = 1'000'000, stackSize = 256 * 1024;
+  static std::string document;
+  for (const char* tag : {"<a>", "</a>"})
+    for (size_t level = 0; level < levels; ++level) document += tag;
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, stackSize);
+  pthread_t thread;
+  const auto parse = [](void*) -> void* {
+    Events events{singleByte.ccsid};
+    EXPECT_EQ(events.parse(document), 0);
+    EXPECT_EQ(events.list.size(), 2 * levels + 2);
+    return nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, &attributes, parse, nullptr), 0);
+  pthread_join(thread, nullptr);
+}
+
+TEST(Entries, RefuseTablesAndMissingStorage) {
+  std::array<void*, 25> table = Events::handlers(QRT_XML_SPLIT_TABLE);
+  void* parser;
+  int32_t info = 0;
+  const auto pass = [&](int32_t count, int32_t kind, void* const* handlers) {
+    return PASSXML(nullptr, &parser, count, &info, handlers, "<a/>", 4, 819, kind);
+  };
+  EXPECT_EQ(pass(2, 2, table.data()), 502);
+  EXPECT_EQ(parser, nullptr);
+  EXPECT_EQ(pass(1, 3, table.data()), 503);
+  EXPECT_EQ(pass(2, 3, nullptr), 0);
+  EXPECT_EQ(SAXPARSE(parser), 561);
+  RLSEDOC(parser);
+  table.fill(nullptr);
+  for (const char* document : {"<?p q?><a b='&x;'>&#1;</a>", "<a>&"}) {
+    ASSERT_EQ(PASSXML(nullptr, &parser, 1, &info, table.data(), document,
+                      static_cast<int32_t>(strlen(document)), 819, 2),
+              0);
+    EXPECT_EQ(SAXPARSE(parser), document[1] == '?' ? 16 : 120);
+    RLSEDOC(parser);
+  }
+  if (!canFailAllocations) return;
+  const int32_t before = liveBlocks();
+  {
+    const FailingAllocation none(1);
+    EXPECT_EQ(pass(1, 3, nullptr), 500);
+  }
+  EXPECT_EQ(liveBlocks(), before);
+}
+
+// ---- XML PARSE
+
+struct Statement {
+  QrtXmlParseBlock block{};
+  std::string event = std::string(30, '?') + "|";
+  const void* text = &text;
+  int32_t textLength = -1, ntextLength = -1, code = -1, returned = -1;
+  std::function<void(Statement&)> procedure = [](Statement&) {};
+  std::string log;
+
+  int32_t run(std::string_view document, int32_t ccsid, uint32_t flags = 0) {
+    block = {};
+    block.ccsid = ccsid;
+    block.flags = flags;
+    block.document = document.data();
+    block.documentLength = static_cast<int32_t>(document.size());
+    block.eventRegister = reinterpret_cast<uint8_t*>(event.data());
+    block.textRegister = &text;
+    block.textLengthRegister = &textLength;
+    block.ntextLengthRegister = &ntextLength;
+    block.codeRegister = &code;
+    block.returnRegister = &returned;
+    block.procedureArgument = this;
+    block.procedure = [](void* argument) {
+      auto& self = *static_cast<Statement*>(argument);
+      self.log += self.event.substr(0, self.event.find_last_not_of(" |") + 1) + " ";
+      const auto* bytes = static_cast<const char*>(self.text);
+      self.log += std::string(bytes, static_cast<size_t>(self.textLength)) + "/";
+      for (int32_t at = 0; at < self.ntextLength; ++at)
+        self.log += "0123456789ABCDEF"[bytes[at] >> 4 & 15], self.log += "0123456789ABCDEF"[bytes[at] & 15];
+      self.log += self.code != 0 ? " " + std::to_string(self.code) + "\n" : "\n";
+      self.procedure(self);
+      self.text = nullptr;
+    };
+    const int32_t result = _qrtcXML(&block);
+    EXPECT_EQ(text, &text);
+    EXPECT_EQ(result, code);
+    EXPECT_EQ(returned, result == 0 ? 0 : 2);
+    EXPECT_TRUE(textLength == 0 && ntextLength == 0 && event.ends_with('|'));
+    return result;
+  }
+};
+
+TEST(XmlParse, SetsTheRegisters) {
+  Statement bytes;
+  EXPECT_EQ(bytes.run("<?xml version='1.0'?><!DOCTYPE r><r a='' "
+                      "b='x&lt;&#65;&y;'>t&gt;&#x10000;&z;<![CDATA[]]><?p d?><!--c--></r>",
+                      819),
+            0);
+  EXPECT_EQ(
+      bytes.log.substr(bytes.log.find('\n') + 1),
+      "VERSION-INFORMATION 1.0/\nDOCUMENT-TYPE-DECLARATION <!DOCTYPE r>/\nSTART-OF-ELEMENT r/\n"
+      "ATTRIBUTE-NAME a/\nATTRIBUTE-CHARACTERS /\nATTRIBUTE-NAME b/\nATTRIBUTE-CHARACTERS x/\n"
+      "ATTRIBUTE-CHARACTER </\nATTRIBUTE-NATIONAL-CHARACTER /4100\nUNKNOWN-REFERENCE-IN-ATTRIBUTE y/\n"
+      "CONTENT-CHARACTERS t/\nCONTENT-CHARACTER >/\nCONTENT-NATIONAL-CHARACTER /00D800DC\n"
+      "UNKNOWN-REFERENCE-IN-CONTENT z/\nSTART-OF-CDATA-SECTION <![CDATA[/\nEND-OF-CDATA-SECTION ]]>/\n"
+      "PROCESSING-INSTRUCTION-TARGET p/\nPROCESSING-INSTRUCTION-DATA d/\nCOMMENT c/\nEND-OF-ELEMENT r/\n"
+      "END-OF-DOCUMENT /\n");
+  Statement units;
+  EXPECT_EQ(units.run(inEncoding("<a>&lt;t</a>", utf16), 1202), 0);
+  EXPECT_EQ(units.log.substr(units.log.find('\n') + 1),
+            "START-OF-ELEMENT /6100\nCONTENT-CHARACTER /3C00\nCONTENT-CHARACTERS /7400\nEND-OF-ELEMENT "
+            "/6100\nEND-OF-DOCUMENT /\n");
+  Statement ebcdicNames;
+  ebcdicNames.procedure = [](Statement& self) { self.code = self.event[0] == '\xC5' ? 9 : 0; };  // an "E"
+  EXPECT_EQ(ebcdicNames.run(inEncoding("<a/>", ebcdic), 1140, QRT_XML_EBCDIC_EVENTS), -1);
+}
+
+TEST(XmlParse, TakesAnswersFromTheCode) {
+  Statement kept;
+  EXPECT_EQ(kept.run("<a>\x01</a>", 819), 6);
+  EXPECT_TRUE(kept.log.ends_with("\nEXCEPTION <a>\x01/ 6\n")) << kept.log;
+  Statement cleared;
+  cleared.procedure = [](Statement& self) { self.code = 0; };
+  EXPECT_EQ(cleared.run("<a>\x01</a>", 819), 6);
+  EXPECT_TRUE(cleared.log.ends_with("\x01/ 6\nEND-OF-DOCUMENT /\n")) << cleared.log;
+  Statement stopping;
+  stopping.procedure = [](Statement& self) { self.code = self.event.starts_with("END-OF-EL") ? 4 : 0; };
+  EXPECT_EQ(stopping.run("<a/>", 0), -1);
+  EXPECT_NE(stopping.block.ccsid, 0);
+  Statement page;
+  EXPECT_EQ(page.run(telling("QMC-850"), 819), 0);  // the declared page is the code, and so the answer
+  EXPECT_TRUE(page.log.starts_with("EXCEPTION / 850\nSTART-OF-DOCUMENT ")) << page.log;
+}
+
+TEST(XmlParse, TellsMisuse) {
+  const Ended again = inChild([] {
+    _qrtPgmInit(nullptr);
+    Statement nested;
+    nested.procedure = [](Statement& self) { qrtcXML(&self.block); };
+    nested.run("<a/>", 819);
+  });
+  EXPECT_NE(again.err.find("QRT242"), again.err.npos) << again.err;
+  const Ended left = inChild([] {
+    _qrtPgmInit(nullptr);
+    Statement statement;
+    statement.run("<a/>", 819);
+    statement.block.procedure = [](void*) {};
+    qrtcXML(&statement.block);
+  });
+  EXPECT_NE(left.err.find("QRT243"), left.err.npos) << left.err;
+  EXPECT_EQ(left.err.find("QRT242"), left.err.npos) << left.err;
+}
+
+}  // namespace
