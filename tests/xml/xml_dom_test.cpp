@@ -106,8 +106,7 @@ TEST(Dom, RecordsAreLinked) {
       {"<a b='' c='x&lt;&#1041;&d;y' d='1'>t&gt;u<b/>&#65;&e;<![CDATA[]]>v<![CDATA[w]]><!--c--></a>",
        "{}(a @b{T } @c{Tx Q60 R17 Ud Ty } @d{T1 }{Tt Q62 Tu R65 Ue Tv Dw Cc }(b{}))"},
       {"<a> <b> x </b>\n<![CDATA[ ]]><![CDATA[ y]]>\t</a>", "{}(a{D y }(b{T x  }))", "Y"},
-      {"<a> <b/></a>", "{}(a{T  }(b{}))", "N"},
-  };
+      {"<a> <b/></a>", "{}(a{T  }(b{}))", "N"}};
   for (const auto& row : rows)
     for (const Encoding* encoding : recorded) {
       const Tree tree(inEncoding(row.document, *encoding), *encoding, row.strip);
