@@ -2584,20 +2584,31 @@ QRT_API void _qrtDateToYYYYMMDD(int32_t date, int32_t offset, uint8_t* result);
  * ====================================================================================================== */
 
 /* Handlers get the caller's `user` first and return 0 to go on; any other value ends the parse. Text comes
-   with its length in units: bytes, or UTF-16 units. A table of kind 1 has the 24 of these events in order,
-   one of kind 2 has two, target and data, for an instruction. Null entries do nothing. 0 start of document
-   (text, length: all of it)     12 start of CDATA section (text, length) 1 version  2 encoding  3 standalone
-   (text, length) 13 end of CDATA section (text, length) 4 document type declaration (text, length)        14
-   content (text, length) 5 end of document ()                              15 entity in content (character)
-     6 start of element (name, length)                 16 numeric reference in content (code point)
-     7 attribute name (name, length)                   17 instruction (target, length, data, length)
-     8 attribute text (text, length)                   18 comment (text, length)
-     9 entity in an attribute (character)              19 unknown reference in an attribute (name, length)
-    10 numeric reference in one (code point)           20 unknown reference in content (name, length)
-    11 end of element (name, length)                   21, 22 none
-    23 exception (document as passed, units up to and with the failing one, code): the answer 0 goes on after
-   a warning, with nothing but further exceptions and the end to come, and takes the default of an encoding
-   code; the declared CCSID, passed as the code, as answer takes that page. */
+   with its length in units: bytes, or UTF-16 units. Null entries do nothing. The events, by their place in a
+   table of kind 1, which has 24 entries:
+   - 0 start of document: text, length; all of it
+   - 1 version, 2 encoding, 3 standalone: text, length
+   - 4 document type declaration: text, length
+   - 5 end of document: nothing
+   - 6 start of element: name, length
+   - 7 attribute name: name, length
+   - 8 attribute text: text, length
+   - 9 entity in an attribute: character
+   - 10 numeric reference in an attribute: code point
+   - 11 end of element: name, length
+   - 12 start, 13 end of a CDATA section: text, length
+   - 14 content: text, length
+   - 15 entity in content: character
+   - 16 numeric reference in content: code point
+   - 17 instruction: target, length, data, length
+   - 18 comment: text, length
+   - 19 unknown reference in an attribute, 20 in content: name, length
+   - 21 and 22: none
+   - 23 exception: the document as passed, the units of it up to and with the failing one, code
+   A table of kind 2 has 25: 17 is the target and 18 the data of an instruction, each text and length, and the
+   others move up by one. The answer 0 to an exception goes on after a warning, with nothing but further
+   exceptions and the end of the document to come, and takes the default of an encoding code. Where the code
+   is the declared CCSID, that answer takes the declared page. */
 #define QRT_XML_SIMPLE_TABLE 1
 #define QRT_XML_SPLIT_TABLE 2
 
@@ -2719,8 +2730,8 @@ typedef struct QrtXmlParseBlock {
   const void* document;              /* 16 */
   int32_t documentLength;            /* 20: bytes */
   uint8_t* eventRegister;            /* 24: XML-EVENT, 30 bytes */
-  const void** textRegister;    /* 28: address of XML-TEXT and XML-NTEXT; holds its own address outside of a
-                                   parse,    and the procedure's exit clears it */
+  const void** textRegister; /* 28: cell with the address of XML-TEXT and XML-NTEXT; it holds its own address
+                                outside of a parse, and the procedure's exit clears it */
   int32_t* textLengthRegister;  /* 32: bytes of XML-TEXT */
   int32_t* ntextLengthRegister; /* 36: bytes of XML-NTEXT */
   int32_t* codeRegister;        /* 40: XML-CODE */

@@ -725,21 +725,24 @@ const typename Text::Unit* Scan<Text>::passText() {
     }
     while (unit < limit && !stops[*unit]) ++unit;
   } else {
-    const __m128i lt = _mm_set1_epi16('<'), amp = _mm_set1_epi16('&'), bracket = _mm_set1_epi16(']'),
-                  control = _mm_set1_epi16(0x1F), highest = _mm_set1_epi16(static_cast<short>(0xFFFD)),
-                  zero = _mm_setzero_si128();
     const auto stopsHere = [&](uint32_t character) {
       const uint8_t lex = lexOf(character);
       return lex == illegal || lex == lessThan || lex == ampersand || lex == closingBracket;
     };
-    for (; limit - unit >= 8; unit += 8) {
-      const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(unit));
-      __m128i found = _mm_or_si128(_mm_cmpeq_epi16(units, lt), _mm_cmpeq_epi16(units, amp));
-      found = _mm_or_si128(found, _mm_cmpeq_epi16(units, bracket));
-      found = _mm_or_si128(found, _mm_cmpeq_epi16(_mm_subs_epu16(units, control), zero));
-      found = _mm_or_si128(
-          found, _mm_xor_si128(_mm_cmpeq_epi16(_mm_subs_epu16(units, highest), zero), _mm_set1_epi16(-1)));
-      unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(found, zero)));
+    // Two more than the unit, which puts the noncharacters below the controls, and 255 at the most.
+    const __m128i two = _mm_set1_epi16(2), most = _mm_set1_epi16(0xFF);
+    const auto load = [&](const Unit* from) {
+      const __m128i units = _mm_add_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)), two);
+      return _mm_sub_epi16(units, _mm_subs_epu16(units, most));
+    };
+    const __m128i lt = _mm_set1_epi8('<' + 2), amp = _mm_set1_epi8('&' + 2), bracket = _mm_set1_epi8(']' + 2),
+                  control = _mm_set1_epi8(0x1F + 2);
+    for (; limit - unit >= 16; unit += 16) {
+      const __m128i bytes = _mm_packus_epi16(load(unit), load(unit + 8));
+      __m128i found = _mm_or_si128(_mm_cmpeq_epi8(bytes, lt), _mm_cmpeq_epi8(bytes, amp));
+      found = _mm_or_si128(found, _mm_cmpeq_epi8(bytes, bracket));
+      found = _mm_or_si128(found, _mm_cmpeq_epi8(_mm_min_epu8(bytes, control), bytes));
+      unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(found));
       for (; mask != 0; mask &= mask - 1)
         if (const Unit* const stop = unit + __builtin_ctz(mask); stopsHere(*stop)) return stop;
     }
