@@ -2621,7 +2621,7 @@ QRT_API int32_t LOADXML(void* user, void** handle, int32_t handlerCount, int32_t
                         const char* uri, int32_t ccsid, int32_t tableKind);
 
 /* Scans the document once, telling the handlers. Returns 0 or the last exception's code, -1 when another
-   handler ended the parse, 561 without handlers. */
+   handler ended the parse, 500 without storage for the names of open elements, 561 without handlers. */
 QRT_API int32_t SAXPARSE(void* handle);
 
 /* The header of a parsed document in a single-byte page. Texts are not terminated; null for none. */

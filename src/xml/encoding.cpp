@@ -84,12 +84,14 @@ const uint8_t* skipAscii(const uint8_t* at, const uint8_t* limit) {
 
 Detected kindOfAscii(const uint8_t* at, int32_t length) {
   const uint8_t *const start = at, *const limit = at + length;
+  Detected kind = asciiPlain;
   for (at = skipAscii(at, limit); at < limit; at = skipAscii(at, limit)) {
     const int32_t bytes = utf8Length(at, limit);
     if (bytes == 0) return start[0] == '<' && start[1] == '?' ? asciiDeclared : asciiOther;
+    kind = utf8Text;
     at += bytes;
   }
-  return skipAscii(start, limit) == limit ? asciiPlain : utf8Text;
+  return kind;
 }
 
 // ---- The declaration
@@ -337,13 +339,12 @@ int32_t settleEncoding(Parser& parser) {
   bool mark;
   parser.encodingFlags = 0;
   parser.detected = detect(parser.document, parser.length, mark);
-  if (parser.detected == someAscii) parser.detected = kindOfAscii(parser.document, parser.length);
-  if (parser.detected == utf8Text) {
-    const Detected text = kindOfAscii(parser.document, parser.length);
-    parser.isValidUtf8 = text == utf8Text || text == asciiPlain;
-  } else {
-    parser.isValidUtf8 = parser.detected == asciiPlain;
-  }
+  const bool isSomeAscii = parser.detected == someAscii;
+  const Detected text = isSomeAscii || parser.detected == utf8Text
+                            ? kindOfAscii(parser.document, parser.length)
+                            : parser.detected;
+  if (isSomeAscii) parser.detected = text;
+  parser.isValidUtf8 = text == asciiPlain || text == utf8Text;
   parser.encodingFlags = flagOf(parser.detected);
   if (mark) parser.encodingFlags |= hasMark;
   if (parser.detected == utf16BigText) return refuse(parser, 315);

@@ -833,6 +833,7 @@ void Scan<Text>::cdataSection(const Unit* start) {
   tell(startOfCdata, start, at);
   const Unit* const run = at;
   for (;; step()) {
+    at = passText();
     const uint8_t lex = lexOf(look());
     if (lex == illegal) warn(6);
     if (lex != closingBracket || limit - at < 3 || lexOf(at[1]) != closingBracket ||
