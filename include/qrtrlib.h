@@ -2346,19 +2346,20 @@ QRT_API int32_t _qrtLineSeqNext(QrtFcb* file, QrtProgramEntry* program);
 
 /* A list of names, in one block. Behind it lie further names, the room for resolved ones and the text. */
 typedef struct QrtConcatenation {
-  int32_t entries;    /* number of names, at most 256 */
-  int32_t next;       /* index of the next name to hand out */
-  int32_t generation; /* walking a group: the last generation handed out, 0 the newest, -1 the one before it */
-  int32_t flags;      /* bit 0x01: the name at `next` is the base of a group that is being walked */
+  int32_t entries; /* number of names, at most 256 */
+  int32_t next;    /* index of the next name to hand out */
+  int32_t
+      generation; /* walking a group: the last generation handed out, 0 the newest, -1 the one before it */
+  int32_t flags;  /* bit 0x01: the name at `next` is the base of a group that is being walked */
   char fileSystem[4]; /* three letters, terminated */
   char* text;         /* the names, each terminated */
   char* names[1];     /* `entries` of them */
 } QrtConcatenation;
 
 /* Unguarded, as are the calls below. Takes an assigned name for the list that it is: names parted by ";",
-   empty ones skipped; or a whole group; or one generation, whose file is then the only name. Null for a single
-   plain file, and when there are more than 256 names or no memory. *isConcatenation becomes 1 for the first
-   two kinds, else 0. With `create` not 0 a generation with a new number is added to its catalogue.
+   empty ones skipped; or a whole group; or one generation, whose file is then the only name. Null for a
+   single plain file, and when there are more than 256 names or no memory. *isConcatenation becomes 1 for the
+   first two kinds, else 0. With `create` not 0 a generation with a new number is added to its catalogue.
    `letters`: the file system, at least three letters or terminated. */
 QRT_API QrtConcatenation* _qrt_Concat_Check(const char* name, int32_t* isConcatenation, int32_t create,
                                             const char* letters);
@@ -2372,18 +2373,18 @@ QRT_API void _qrt_Concat_Free(QrtConcatenation* list);
 QRT_API int32_t _qrt_Concat_Print(const QrtConcatenation* list);
 
 /* ------------------------------------------------------------------------------------------------------
- * Generation data groups: files of one base name in numbered generations, base.gNNNNv00, listed in the catalogue
- * file base.catalogue. These calls need no run unit. Names, with a directory in front if need be:
+ * Generation data groups: files of one base name in numbered generations, base.gNNNNv00, listed in the
+ * catalogue file base.catalogue. These calls need no run unit. Names, with a directory in front if need be:
  *
  *   base, base(*)                   the whole group
  *   base(0), base(-n), base(+n)     the newest generation, the n-th behind it, a new one n above its number
  *   base(n), n above 0              the n-th behind the newest
  *   base.gNNNNv00                   generation NNNN
  *
- * `letters` names the file system, in any case, at least three letters or terminated: "sys", "nat", "nsd", "plt"
- * files, "hdu", "krd" files with companions, "kfs" a file server, "qdb" database tables, "ora"; null or
- * anything else leaves it to be worked out. The results are 0, or -1 with a line on standard error; a bad name
- * or number also sets errno to EINVAL.
+ * `letters` names the file system, in any case, at least three letters or terminated: "sys", "nat", "nsd",
+ * "plt" files, "hdu", "krd" files with companions, "kfs" a file server, "qdb" database tables, "ora"; null or
+ * anything else leaves it to be worked out. The results are 0, or -1 with a line on standard error; a bad
+ * name or number also sets errno to EINVAL.
  * ------------------------------------------------------------------------------------------------------ */
 
 /* Bits of `flags`. */
@@ -2741,6 +2742,181 @@ QRT_API void GetSortErrno(int32_t* number);
 QRT_API void GETSORTERRNO(int32_t* number);
 QRT_API void qrtGetSortErrno(int32_t* number);
 QRT_API void QRTGETSORTERRNO(int32_t* number);
+
+/* ======================================================================================================
+ * XML: parsing
+ *
+ * The document lies in memory as it is, in a single-byte code page, UTF-8 or UTF-16, and all text of events
+ * and records points into it. There is no DTD processing. Results are 0 or a code: 1 to 18 warnings, 70 to 92
+ * and 315 to 325 encodings, 100 to 162 fatal errors, from 500 on the operation itself.
+ * ====================================================================================================== */
+
+/* Handlers get the caller's `user` first and return 0 to go on; any other value ends the parse. Text comes
+   with its length in units: bytes, or UTF-16 units. Null entries do nothing. The events, by their place in a
+   table of kind 1, which has 24 entries:
+   - 0 start of document: text, length; all of it
+   - 1 version, 2 encoding, 3 standalone: text, length
+   - 4 document type declaration: text, length
+   - 5 end of document: nothing
+   - 6 start of element: name, length
+   - 7 attribute name: name, length
+   - 8 attribute text: text, length
+   - 9 entity in an attribute: character
+   - 10 numeric reference in an attribute: code point
+   - 11 end of element: name, length
+   - 12 start, 13 end of a CDATA section: text, length
+   - 14 content: text, length
+   - 15 entity in content: character
+   - 16 numeric reference in content: code point
+   - 17 instruction: target, length, data, length
+   - 18 comment: text, length
+   - 19 unknown reference in an attribute, 20 in content: name, length
+   - 21 and 22: none
+   - 23 exception: the document as passed, the units of it up to and with the failing one, code
+   A table of kind 2 has 25: 17 is the target and 18 the data of an instruction, each text and length, and the
+   others move up by one. The answer 0 to an exception goes on after a warning, with nothing but further
+   exceptions and the end of the document to come, and takes the default of an encoding code. Where the code
+   is the declared CCSID, that answer takes the declared page. */
+#define QRT_XML_SIMPLE_TABLE 1
+#define QRT_XML_SPLIT_TABLE 2
+
+/* Make a parser over a document, which stays the caller's and must live as long as the parser; or over a
+   file, by a URI "file://PATH". `handlers` may be null for DOMPARSE; `handlerCount` is 1. *info becomes 3.
+   Failures leave no parser: 500, 502, 503; 520, 522 to 527. */
+QRT_API int32_t PASSXML(void* user, void** handle, int32_t handlerCount, int32_t* info, void* const* handlers,
+                        const void* document, int32_t length, int32_t ccsid, int32_t tableKind);
+QRT_API int32_t LOADXML(void* user, void** handle, int32_t handlerCount, int32_t* info, void* const* handlers,
+                        const char* uri, int32_t ccsid, int32_t tableKind);
+
+/* Scans the document once, telling the handlers. Returns 0 or the last exception's code, -1 when another
+   handler ended the parse, 500 without storage for the names of open elements, 561 without handlers. */
+QRT_API int32_t SAXPARSE(void* handle);
+
+/* The header of a parsed document in a single-byte page. Texts are not terminated; null for none. */
+typedef struct QrtXmlDocument {
+  const void* version;        /*  0 */
+  const void* encoding;       /*  4 */
+  const void* standalone;     /*  8 */
+  const void* doctype;        /* 12 */
+  uint16_t versionLength;     /* 16 */
+  uint16_t encodingLength;    /* 18 */
+  uint16_t standaloneLength;  /* 20 */
+  uint16_t doctypeLength;     /* 22 */
+  uint16_t reserved24;        /* 24 */
+  uint16_t root;              /* 26: index of the root element */
+  uint16_t elementCount;      /* 28 */
+  uint16_t documentNodes;     /* 30: index of the first node outside of the root element */
+  uint16_t documentNodeCount; /* 32 */
+} QrtXmlDocument;
+
+/* The same of a document in UTF-16. */
+typedef struct QrtXmlDocument16 {
+  const void* version;
+  const void* encoding;
+  const void* standalone;
+  const void* doctype;
+  uint16_t versionLength;
+  uint16_t encodingLength;
+  uint16_t standaloneLength;
+  uint16_t doctypeLength;
+  uint16_t root; /* 24 */
+  uint16_t elementCount;
+  uint16_t documentNodes;
+  uint16_t documentNodeCount;
+} QrtXmlDocument16;
+
+/* Records of a parsed document; indexes count from 1, 0 means none. */
+typedef struct QrtXmlElement {
+  const void* name;        /*  0 */
+  uint16_t nameLength;     /*  4: units */
+  uint16_t depth;          /*  6: 0 for the root */
+  uint16_t parent;         /*  8 */
+  uint16_t self;           /* 10: its own index */
+  uint16_t firstChild;     /* 12 */
+  uint16_t childCount;     /* 14 */
+  uint16_t firstAttribute; /* 16 */
+  uint16_t attributeCount; /* 18 */
+  uint16_t firstContent;   /* 20: node */
+  uint16_t contentCount;   /* 22 */
+  uint16_t nextSibling;    /* 24 */
+  uint16_t reserved26;     /* 26 */
+} QrtXmlElement;
+
+typedef struct QrtXmlAttribute {
+  const void* name;       /*  0 */
+  uint16_t nameLength;    /*  4 */
+  uint16_t firstValue;    /*  6: node */
+  uint16_t valueCount;    /*  8 */
+  uint16_t nextAttribute; /* 10 */
+} QrtXmlAttribute;
+
+/* Values of `kind` in a node. */
+#define QRT_XML_TEXT 'T'
+#define QRT_XML_CDATA 'D'             /* the first text of a CDATA section */
+#define QRT_XML_ENTITY 'Q'            /* a predefined entity: `character` */
+#define QRT_XML_REFERENCE 'R'         /* a numeric reference: `character`, cut to its width */
+#define QRT_XML_UNKNOWN_REFERENCE 'U' /* `text` is the name */
+#define QRT_XML_INSTRUCTION_TARGET 'P'
+#define QRT_XML_INSTRUCTION_DATA 'S'
+#define QRT_XML_COMMENT 'C'
+
+typedef struct QrtXmlNode {
+  const void* text;    /*  0: null for a character */
+  uint16_t textLength; /*  4 */
+  char kind;           /*  6: QRT_XML_* */
+  uint8_t character;   /*  7 */
+  uint16_t nextNode;   /*  8 */
+  uint16_t reserved10; /* 10 */
+} QrtXmlNode;
+
+typedef struct QrtXmlNode16 {
+  const void* text;
+  uint16_t textLength;
+  char kind;
+  uint8_t reserved7;
+  uint16_t character; /*  8 */
+  uint16_t nextNode;  /* 10 */
+} QrtXmlNode16;
+
+/* Builds the document's records. `document` gets the header, the others the records of index 1. `strip`
+   points to "y" to leave out text that is all white space, or "n". The records live until RLSEDOC. A document
+   in UTF-8 isn't parsed: 0, and nothing is set. 541 for another letter, 542 to 550 when a table can't be made
+   or grow; warnings end the parse. */
+QRT_API int32_t DOMPARSE(void* handle, void** document, QrtXmlElement** elements,
+                         QrtXmlAttribute** attributes, void** nodes, const char* strip);
+
+/* Frees a parser and what belongs to it. 0. */
+QRT_API int32_t RLSEDOC(void* handle);
+
+/* The block of an XML PARSE statement. */
+typedef struct QrtXmlParseBlock {
+  uint32_t reserved0;
+  int32_t ccsid; /*  4: 0 native, 1140 the run's EBCDIC page, 1202 UTF-16, or another; becomes the
+                        one that is meant */
+  void (*procedure)(void* argument); /*  8: the processing procedure */
+  void* procedureArgument;           /* 12 */
+  const void* document;              /* 16 */
+  int32_t documentLength;            /* 20: bytes */
+  uint8_t* eventRegister;            /* 24: XML-EVENT, 30 bytes */
+  const void** textRegister; /* 28: cell with the address of XML-TEXT and XML-NTEXT; it holds its own address
+                                outside of a parse, and the procedure's exit clears it */
+  int32_t* textLengthRegister;  /* 32: bytes of XML-TEXT */
+  int32_t* ntextLengthRegister; /* 36: bytes of XML-NTEXT */
+  int32_t* codeRegister;        /* 40: XML-CODE */
+  int32_t* returnRegister;      /* 44: 0 after a clean parse, else 2 */
+  uint32_t flags;               /* 48: QRT_XML_EBCDIC_EVENTS */
+  int32_t textLength;           /* 52: these are the library's own */
+  int32_t ntextLength;          /* 56 */
+  int32_t code;                 /* 60 */
+  const char* eventNames;       /* 64 */
+} QrtXmlParseBlock;
+#define QRT_XML_EBCDIC_EVENTS 0x80000000u
+
+/* XML PARSE: calls the processing procedure for each event with the registers set, and takes its XML-CODE as
+   the answer. Returns the final XML-CODE. Message 242 when the block's parse is already going on, 243 when
+   the procedure wasn't left by its exit. _qrtcXML is guarded. */
+QRT_API int32_t qrtcXML(QrtXmlParseBlock* block);
+QRT_API int32_t _qrtcXML(QrtXmlParseBlock* block);
 
 #ifdef __cplusplus
 }

@@ -39,3 +39,4 @@
 #include "statement/refresh.h"
 #include "statement/search.h"
 #include "statement/string_statement.h"
+#include "xml/statement.h"

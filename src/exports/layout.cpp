@@ -202,6 +202,18 @@ static_assert(sizeof(QrtProgramCache) == 1104 && sizeof(QrtCacheEntry) == 44);
 AT(QrtProgramCache, chain, 76);
 AT(QrtCacheEntry, flags, 36);
 
+static_assert(sizeof(QrtXmlElement) == 28);
+AT(QrtXmlElement, nextSibling, 24);
+static_assert(sizeof(QrtXmlAttribute) == 12);
+AT(QrtXmlAttribute, nextAttribute, 10);
+static_assert(sizeof(QrtXmlNode) == 12 && sizeof(QrtXmlNode16) == 12);
+AT(QrtXmlNode, nextNode, 8);
+AT(QrtXmlNode16, character, 8);
+AT(QrtXmlDocument, root, 26);
+AT(QrtXmlDocument16, root, 24);
+AT(QrtXmlParseBlock, textRegister, 28);
+AT(QrtXmlParseBlock, eventNames, 64);
+
 #undef AT
 
 }  // namespace

@@ -1,0 +1,193 @@
+// XML PARSE: the events of a parse as the registers of a program.
+#include "xml/statement.h"
+
+#include <string.h>
+
+#include <array>
+
+#include "frame/message.h"
+
+namespace qrt::xml {
+namespace {
+
+constexpr int32_t alreadyParsing = 242, leftOtherwise = 243;  // messages
+constexpr int32_t utf16Ccsid = 1202, ebcdicOfRun = 1140;
+
+constexpr size_t eventLength = 30, eventCount = 25;
+using EventName = char[eventLength + 1];
+constexpr EventName eventNames[eventCount] = {
+    "ATTRIBUTE-CHARACTER           ", "ATTRIBUTE-CHARACTERS          ", "ATTRIBUTE-NAME                ",
+    "ATTRIBUTE-NATIONAL-CHARACTER  ", "COMMENT                       ", "CONTENT-CHARACTER             ",
+    "CONTENT-CHARACTERS            ", "CONTENT-NATIONAL-CHARACTER    ", "DOCUMENT-TYPE-DECLARATION     ",
+    "ENCODING-DECLARATION          ", "END-OF-CDATA-SECTION          ", "END-OF-DOCUMENT               ",
+    "END-OF-ELEMENT                ", "EXCEPTION                     ", "PROCESSING-INSTRUCTION-DATA   ",
+    "PROCESSING-INSTRUCTION-TARGET ", "STANDALONE-DECLARATION        ", "START-OF-CDATA-SECTION        ",
+    "START-OF-DOCUMENT             ", "START-OF-ELEMENT              ", "UNKNOWN-REFERENCE-IN-CONTENT  ",
+    "UNKNOWN-REFERENCE-IN-ATTRIBUTE", "VERSION-INFORMATION           ", "Start of namespace prefix:    ",
+    "End of namespace prefix:      ",
+};
+static_assert(sizeof(eventNames) == 775);
+
+bool isWide(const QrtXmlParseBlock& block) {
+  return block.ccsid == utf16Ccsid;
+}
+
+void setLength(QrtXmlParseBlock& block, int32_t units) {
+  block.textLength = isWide(block) ? 0 : units;
+  block.ntextLength = isWide(block) ? 2 * units : 0;
+}
+
+// Calls the processing procedure; what it leaves in XML-CODE is the answer.
+int32_t deliver(QrtXmlParseBlock& block, int32_t event, const void* text) {
+  *block.textRegister = text;
+  memcpy(block.eventRegister, block.eventNames + event * static_cast<int32_t>(sizeof(EventName)),
+         eventLength);
+  *block.codeRegister = block.code;
+  *block.textLengthRegister = block.textLength;
+  *block.ntextLengthRegister = block.ntextLength;
+  block.procedure(block.procedureArgument);
+  if (*block.textRegister != nullptr) qrtWriteERRmsg(leftOtherwise, 0);
+  return block.code = *block.codeRegister;
+}
+
+// The same of characters that don't outlive the call.
+int32_t deliverCopy(QrtXmlParseBlock& block, int32_t event, const void* copy) {
+  const int32_t answer = deliver(block, event, copy);
+  *block.textRegister = block.textRegister;
+  return answer;
+}
+
+template <int32_t event>
+int32_t tellText(void* user, const void* text, int32_t length) {
+  auto& block = *static_cast<QrtXmlParseBlock*>(user);
+  block.code = 0;
+  setLength(block, length);
+  return deliver(block, event, text);
+}
+
+template <int32_t event>
+int32_t tellCharacter(void* user, uint32_t character) {
+  auto& block = *static_cast<QrtXmlParseBlock*>(user);
+  const auto unit = static_cast<uint16_t>(character);
+  block.code = 0;
+  setLength(block, 1);
+  return deliverCopy(block, event, &unit);
+}
+
+// A code point is national text in every document.
+template <int32_t event>
+int32_t tellReference(void* user, uint32_t codePoint) {
+  auto& block = *static_cast<QrtXmlParseBlock*>(user);
+  const bool isPair = codePoint > 0xFFFF;
+  const auto high = static_cast<uint16_t>(((codePoint - 0x10000) >> 10) + 0xD800);
+  const auto low = static_cast<uint16_t>((codePoint & 0x3FF) + 0xDC00);
+  const uint16_t units[] = {isPair ? high : static_cast<uint16_t>(codePoint), low};
+  block.code = 0;
+  block.textLength = 0;
+  block.ntextLength = isPair ? 4 : 2;
+  return deliverCopy(block, event, units);
+}
+
+int32_t tellEnd(void* user) {
+  constexpr int32_t endOfDocumentEvent = 11;
+  auto& block = *static_cast<QrtXmlParseBlock*>(user);
+  block.code = 0;
+  setLength(block, 0);
+  return deliver(block, endOfDocumentEvent, nullptr);
+}
+
+int32_t tellException(void* user, const void* document, int32_t place, int32_t code) {
+  constexpr int32_t exceptionEvent = 13;
+  auto& block = *static_cast<QrtXmlParseBlock*>(user);
+  block.code = code;
+  setLength(block, place);
+  return deliver(block, exceptionEvent, document);
+}
+
+template <typename Handler>
+void* address(Handler* handler) {
+  return reinterpret_cast<void*>(handler);
+}
+
+// In the order of a table with split instructions.
+std::array<void*, 25> handlersOfStatement() {
+  return {address(tellText<18>),
+          address(tellText<22>),
+          address(tellText<9>),
+          address(tellText<16>),
+          address(tellText<8>),
+          address(tellEnd),
+          address(tellText<19>),
+          address(tellText<2>),
+          address(tellText<1>),
+          address(tellCharacter<0>),
+          address(tellReference<3>),
+          address(tellText<12>),
+          address(tellText<17>),
+          address(tellText<10>),
+          address(tellText<6>),
+          address(tellCharacter<5>),
+          address(tellReference<7>),
+          address(tellText<15>),
+          address(tellText<14>),
+          address(tellText<4>),
+          address(tellText<21>),
+          address(tellText<20>),
+          nullptr,
+          nullptr,
+          address(tellException)};
+}
+
+// The CCSID that 0 and 1140 stand for.
+int32_t resolveCcsid(int32_t ccsid) {
+  if (ccsid != 0 && ccsid != ebcdicOfRun) return ccsid;
+  char locale[22], ebcdic[18];
+  qrtGetLocaleCP(locale, ebcdic);
+  const char* const point = strchr(locale, '.');
+  const char* const page = ccsid == ebcdicOfRun ? ebcdic : point != nullptr ? point + 1 : locale;
+  qrtGetCCSID(page, &ccsid);
+  return ccsid;
+}
+
+int32_t runParse(QrtXmlParseBlock& block) {
+  constexpr int32_t mustNotBeReleased = 560;
+  const std::array<void*, 25> handlers = handlersOfStatement();
+  void* parser;
+  int32_t info;
+  const int32_t failure = PASSXML(&block, &parser, 1, &info, handlers.data(), block.document,
+                                  block.documentLength, block.ccsid, QRT_XML_SPLIT_TABLE);
+  if (failure != 0) return failure;
+  const int32_t code = SAXPARSE(parser);
+  if (code == mustNotBeReleased) return code;
+  const int32_t released = RLSEDOC(parser);
+  return code != 0 ? code : released;
+}
+
+}  // namespace
+
+int32_t parseStatement(QrtXmlParseBlock* statement) {
+  QrtXmlParseBlock& block = *statement;
+  if (*block.textRegister != block.textRegister) {
+    qrtWriteERRmsg(alreadyParsing, 0);
+    return block.code;
+  }
+  block.textLength = block.ntextLength = block.code = 0;
+  char names[sizeof(eventNames)];
+  memcpy(names, eventNames, sizeof(names));
+  if ((block.flags & QRT_XML_EBCDIC_EVENTS) != 0) {
+    int32_t room = sizeof(names);
+    qrtUniAtoE(eventNames, sizeof(eventNames), names, &room);
+  }
+  block.eventNames = names;
+  block.ccsid = resolveCcsid(block.ccsid);
+  block.code = runParse(block);
+  *block.codeRegister = block.code;
+  *block.returnRegister = block.code == 0 ? 0 : 2;
+  *block.textRegister = block.textRegister;
+  block.textLength = block.ntextLength = 0;
+  *block.textLengthRegister = *block.ntextLengthRegister = 0;
+  block.eventNames = nullptr;
+  return block.code;
+}
+
+}  // namespace qrt::xml
