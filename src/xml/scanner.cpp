@@ -137,8 +137,16 @@ class Scan {
     while (at < limit && classOf(peek()) != notInName) step();
   }
 
+  // Before a fixed word: a document that is too short for it ends there, whatever its last units are.
+  void requireUnits(ptrdiff_t count) {
+    if (limit - at >= count) return;
+    at = limit;
+    endOfText();
+  }
+
   // Takes a word of small letters; false at the first difference.
   bool takeWord(const char* word) {
+    requireUnits(static_cast<ptrdiff_t>(strlen(word)));
     for (; *word != 0; ++word) {
       if (look() != letterOf(*word)) return false;
       step();
@@ -391,6 +399,8 @@ typename Scan<Text>::Prolog Scan<Text>::prolog() {
 
 template <typename Text>
 void Scan<Text>::doctype(const Unit* start) {
+  constexpr ptrdiff_t wordLength = 7;
+  requireUnits(wordLength);
   for (const char* word = "DOCTYPE"; *word != 0; ++word) {
     const uint32_t wanted = isSingleByte ? parser.letters[26 + (*word - 'A')] : static_cast<uint8_t>(*word);
     if (look() != wanted) fatal(122);
@@ -825,7 +835,9 @@ bool Scan<Text>::contentUntilTag() {
 template <typename Text>
 void Scan<Text>::cdataSection(const Unit* start) {
   parser.scanState = inCdata;
-  for (int32_t place = 0; place < 7; ++place) {
+  constexpr int32_t wordLength = 7;
+  requireUnits(wordLength);
+  for (int32_t place = 0; place < wordLength; ++place) {
     const uint32_t wanted = isSingleByte ? parser.cdataWord[place] : static_cast<uint8_t>("[CDATA["[place]);
     if (look() != wanted) fatal(136);
     step();
