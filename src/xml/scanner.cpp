@@ -129,12 +129,24 @@ class Scan {
   bool isPunct(Punct which) { return look() == punct(which); }
   bool startsNameHere() { return startsName(classOf(look())); }
 
+  // Moves to the first character for which `goesOn` doesn't hold. The loop has a pointer of its own, as `at`
+  // would be stored at each step.
+  template <typename GoesOn>
+  void passWhile(GoesOn goesOn) {
+    for (;; step()) {
+      const Unit* unit = at;
+      while (unit < limit && (!isUtf8 || *unit < 0x80) && goesOn(*unit)) ++unit;
+      at = unit;
+      if (!isUtf8 || at >= limit || *at < 0x80 || !goesOn(peek())) return;
+    }
+  }
+
   void skipWhite() {
-    while (at < limit && lexOf(peek()) == whiteSpace) step();
+    passWhile([this](uint32_t character) { return lexOf(character) == whiteSpace; });
   }
 
   void passName() {
-    while (at < limit && classOf(peek()) != notInName) step();
+    passWhile([this](uint32_t character) { return classOf(character) != notInName; });
   }
 
   // Before a fixed word: a document that is too short for it ends there, whatever its last units are.
@@ -678,7 +690,10 @@ void Scan<Text>::attributeValue() {
   const Unit* run = at;
   for (;;) {
     // The quote has lexical class ordinary, or that of no markup.
-    while (at < limit && *at != quote && (sizeof(Unit) == 1 ? !stops[*at] : lexOf(*at) == ordinary)) ++at;
+    const Unit* unit = at;
+    while (unit < limit && *unit != quote && (sizeof(Unit) == 1 ? !stops[*unit] : lexOf(*unit) == ordinary))
+      ++unit;
+    at = unit;
     const uint32_t character = look();
     if (character == quote) break;
     switch (lexOf(character)) {
