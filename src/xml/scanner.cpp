@@ -129,16 +129,36 @@ class Scan {
   bool isPunct(Punct which) { return look() == punct(which); }
   bool startsNameHere() { return startsName(classOf(look())); }
 
+  // Moves to the first character for which `goesOn` doesn't hold. The loop has a pointer of its own, as `at`
+  // would be stored at each step.
+  template <typename GoesOn>
+  void passWhile(GoesOn goesOn) {
+    for (;; step()) {
+      const Unit* unit = at;
+      while (unit < limit && (!isUtf8 || *unit < 0x80) && goesOn(*unit)) ++unit;
+      at = unit;
+      if (!isUtf8 || at >= limit || *at < 0x80 || !goesOn(peek())) return;
+    }
+  }
+
   void skipWhite() {
-    while (at < limit && lexOf(peek()) == whiteSpace) step();
+    passWhile([this](uint32_t character) { return lexOf(character) == whiteSpace; });
   }
 
   void passName() {
-    while (at < limit && classOf(peek()) != notInName) step();
+    passWhile([this](uint32_t character) { return classOf(character) != notInName; });
+  }
+
+  // Before a fixed word: a document that is too short for it ends there, whatever its last units are.
+  void requireUnits(ptrdiff_t count) {
+    if (limit - at >= count) return;
+    at = limit;
+    endOfText();
   }
 
   // Takes a word of small letters; false at the first difference.
   bool takeWord(const char* word) {
+    requireUnits(static_cast<ptrdiff_t>(strlen(word)));
     for (; *word != 0; ++word) {
       if (look() != letterOf(*word)) return false;
       step();
@@ -391,6 +411,8 @@ typename Scan<Text>::Prolog Scan<Text>::prolog() {
 
 template <typename Text>
 void Scan<Text>::doctype(const Unit* start) {
+  constexpr ptrdiff_t wordLength = 7;
+  requireUnits(wordLength);
   for (const char* word = "DOCTYPE"; *word != 0; ++word) {
     const uint32_t wanted = isSingleByte ? parser.letters[26 + (*word - 'A')] : static_cast<uint8_t>(*word);
     if (look() != wanted) fatal(122);
@@ -668,7 +690,10 @@ void Scan<Text>::attributeValue() {
   const Unit* run = at;
   for (;;) {
     // The quote has lexical class ordinary, or that of no markup.
-    while (at < limit && *at != quote && (sizeof(Unit) == 1 ? !stops[*at] : lexOf(*at) == ordinary)) ++at;
+    const Unit* unit = at;
+    while (unit < limit && *unit != quote && (sizeof(Unit) == 1 ? !stops[*unit] : lexOf(*unit) == ordinary))
+      ++unit;
+    at = unit;
     const uint32_t character = look();
     if (character == quote) break;
     switch (lexOf(character)) {
@@ -825,7 +850,9 @@ bool Scan<Text>::contentUntilTag() {
 template <typename Text>
 void Scan<Text>::cdataSection(const Unit* start) {
   parser.scanState = inCdata;
-  for (int32_t place = 0; place < 7; ++place) {
+  constexpr int32_t wordLength = 7;
+  requireUnits(wordLength);
+  for (int32_t place = 0; place < wordLength; ++place) {
     const uint32_t wanted = isSingleByte ? parser.cdataWord[place] : static_cast<uint8_t>("[CDATA["[place]);
     if (look() != wanted) fatal(136);
     step();

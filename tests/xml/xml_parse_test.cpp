@@ -107,7 +107,8 @@ TEST(Scanner, RefusesWhatIsNotWellFormed) {
   constexpr std::string_view faults =
       "101 <?xml version='1.0'^\n101 <?xml version='1.0' encoding='%E' ^\n"
       "101 <?xml version='1.0' standalone='no'?^\n102 <!--c-->^\n102   <!DOC^\n102 <!DOCTYPE a '>' [>^\n"
-      "103 <?xml vers^\n104 <?xml version^\n104 <?xml version='1.^\n106 <?xml version='1.0' encoding='U^\n"
+      "103 <?xml vers^\n103 <?xml vexx^\n101 <?xml version='1.0' ex^\n102 <!DX^\n119 <a><![X^\n104 <?xml "
+      "version^\n104 <?xml version='1.^\n106 <?xml version='1.0' encoding='U^\n"
       "108 <?xml version='1.0' standalone='ye^\n109 <a b^\n109 <a b^ \n109 <a b='1' ^\n110 <a b=^\n"
       "110 <a b='&lt;^\n111 <a b='&l^\n112 <ab/^\n113 <ab  ^\n114 <a><b^\n114 <a></a^\n115 <a>&lt;^\n"
       "115 <a><b/>^\n115 <a><!---->^\n115 <a><?p?>^\n115 <a><b></b>]]^\n116 <a><?p ?^\n116 <?p?><?q^\n"
