@@ -2750,6 +2750,104 @@ typedef struct QrtXmlParseBlock {
 QRT_API int32_t qrtcXML(QrtXmlParseBlock* block);
 QRT_API int32_t _qrtcXML(QrtXmlParseBlock* block);
 
+/* ======================================================================================================
+ * XML GENERATE
+ *
+ * The compiler flattens the data description into tables, in its order: descriptors (one for each item and
+ * each OCCURS clause, closed by one of level 0), names, and the text of each occurrence of each numeric item.
+ * Tables, items and the document need no alignment; national text is UTF-16 in native byte order.
+ * ====================================================================================================== */
+
+/* An item, or an OCCURS clause just ahead of its item. */
+typedef struct QrtXmlDescriptor {
+  uint8_t level;    /* 0: nesting level; that of the first entry is the root's */
+  uint8_t flags;    /* 1: 0 for a group, else QRT_XGF_* */
+  uint8_t value[4]; /* 2: bytes in storage, 0 for a group; of a numeric item two 16-bit numbers, bytes of its
+                          text and bytes in storage; of an OCCURS clause the count, or an index into the counts
+                          of occurrences */
+} QrtXmlDescriptor;
+
+/* Flags of a descriptor: one of the first group, and any of the second with an item. */
+#define QRT_XGF_OCCURS 0xC0           /* `value` is the count */
+#define QRT_XGF_OCCURS_DEPENDING 0xE0 /* `value` is an index */
+#define QRT_XGF_NUMERIC 0x80
+#define QRT_XGF_SKIPPED 0x10 /* no tags and no name; children have theirs */
+#define QRT_XGF_NATIVE_TEXT 0x20
+#define QRT_XGF_EBCDIC_TEXT 0x30
+#define QRT_XGF_NATIONAL_TEXT 0x40
+#define QRT_XGF_DOUBLE_BYTE_TEXT 0x50 /* without shift bytes */
+#define QRT_XGF_OTHER_NATIVE_TEXT 0x60
+
+#define QRT_XGF_JUSTIFIED 0x08 /* leading, not trailing blanks are cut */
+#define QRT_XGF_AS_NUMBER 0x04 /* the text is written as that of a numeric item */
+#define QRT_XGF_ATTRIBUTE 0x02 /* of the group one level above */
+
+typedef struct QrtXmlOptions {
+  int32_t warnings;          /*  0: 1 or more asks for the result 417 */
+  uint8_t flags;             /*  4: QRT_XGF_DECLARATION... */
+  uint8_t encodingFlags;     /*  5: QRT_XGF_NATIONAL or 0 */
+  uint8_t namespaceFlags;    /*  6: QRT_XGF_NATIONAL, QRT_XGF_EBCDIC_NAME, or 0 for native text */
+  uint8_t prefixFlags;       /*  7: the same */
+  int32_t encodingLength;    /*  8: bytes, as all lengths; 0 for a terminated text that isn't national */
+  const void* encoding;      /* 12: an ICU name, or the number of a "QMC-" page; null for that of the kind */
+  int32_t namespaceLength;   /* 16 */
+  const void* namespaceName; /* 20 */
+  int32_t prefixLength;      /* 24 */
+  const void* prefix;        /* 28: counts only with a namespace that isn't blank */
+} QrtXmlOptions;
+
+#define QRT_XGF_DECLARATION 0x40   /* write an XML declaration */
+#define QRT_XGF_UNICODE_ONLY 0x20  /* the document must be UTF-8 or UTF-16 */
+#define QRT_XGF_DECIMAL_COMMA 0x80 /* in the text of numeric items */
+#define QRT_XGF_NATIONAL 0x80
+#define QRT_XGF_EBCDIC_NAME 0x40
+
+/* The context of the calling program. */
+typedef struct QrtXmlProgram {
+  const char* localeName; /* in the form ll_CC.code-set, of the code set that the program's text is in */
+} QrtXmlProgram;
+
+/* `kind` of a document. Native and EBCDIC ones are in the code page of the run's pair unless the options name
+   another of that family, or UTF-8 for a native one. */
+#define QRT_XGF_ASCII 2
+#define QRT_XGF_EBCDIC 3
+#define QRT_XGF_UTF16 4
+
+/* Results. Behind 400, 401 and 402 the document is cut; the codes from 410 on, but for 417, write nothing. */
+#define QRT_XGF_FULL 400               /* it doesn't fit, or text can't be converted */
+#define QRT_XGF_NAME_CHARACTER 401     /* a name holds a character that no XML name has (UTF-16) */
+#define QRT_XGF_NAME_START 402         /* a name begins with one that can't begin it (UTF-16) */
+#define QRT_XGF_NO_ENCODING 410        /* no such encoding */
+#define QRT_XGF_NOT_EBCDIC 411         /* not a single-byte page that is supported */
+#define QRT_XGF_NOT_ASCII 412          /* neither that nor UTF-8 */
+#define QRT_XGF_PROGRAM_CODE_SET 413   /* the program's code set isn't the run's (not for UTF-16) */
+#define QRT_XGF_WRONG_FAMILY 414       /* the encoding doesn't fit the kind, or has no CCSID */
+#define QRT_XGF_NOT_UTF16 415          /* another encoding was given for UTF-16 */
+#define QRT_XGF_NAMESPACE 416          /* a character that a namespace can't hold (UTF-16) */
+#define QRT_XGF_HEXADECIMAL 417        /* complete, but for items in hexadecimal form */
+#define QRT_XGF_PREFIX 419             /* the prefix isn't a name without colon */
+#define QRT_XGF_NOT_UNICODE 420        /* QRT_XGF_UNICODE_ONLY, and it is neither */
+#define QRT_XGF_NO_CCSID 602           /* the converter can't tell its CCSID */
+#define QRT_XGF_MEMORY 604             /* no storage for the work buffers */
+#define QRT_XGF_KIND 606               /* no such kind */
+#define QRT_XGF_LONG_ENCODING 608      /* the name has more than 320 characters without blanks around it */
+#define QRT_XGF_NATIONAL_CONVERTER 610 /* a national encoding name: no converter for it */
+#define QRT_XGF_NATIONAL_ENCODING 611  /* ... and characters outside of Latin-1 */
+
+/* Guarded. Writes the document into `output` and its length, in bytes or UTF-16 units, into *countIn, which
+   may be null; with a result of 400 to 402 that of what was written. `version` of 200 or more brings `options`;
+   below it they aren't read. `numericImage` holds native text. `counts` may be null without a
+   QRT_XGF_OCCURS_DEPENDING, a count of 0 leaving out the item, which has no storage then. `workSize` is the
+   length of the longest item. `names` is a run of texts, each behind a byte with its length: one that isn't
+   used, then one for each item but the skipped, in the program's code set, or between shift bytes in the
+   EBCDIC page of the pair. Text with characters that XML can't hold is written as hexadecimal digits, two for
+   each byte of the item, in an element whose name has "hex." in front. Returns 0 or a code above. */
+QRT_API int32_t _qrtcXGF(int32_t version, void* output, uint32_t outputSize, uint8_t kind, const void* data,
+                         const QrtXmlProgram* program, const uint8_t* numericImage, const int32_t* counts,
+                         uint32_t reserved9, int32_t workSize, const QrtXmlDescriptor* descriptors,
+                         const uint8_t* names, const QrtXmlOptions* options, uint32_t reserved14,
+                         int32_t* countIn);
+
 #ifdef __cplusplus
 }
 #endif

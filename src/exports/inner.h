@@ -38,4 +38,5 @@
 #include "statement/refresh.h"
 #include "statement/search.h"
 #include "statement/string_statement.h"
+#include "xml/generate.h"
 #include "xml/statement.h"

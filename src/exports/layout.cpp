@@ -214,6 +214,14 @@ AT(QrtXmlDocument16, root, 24);
 AT(QrtXmlParseBlock, textRegister, 28);
 AT(QrtXmlParseBlock, eventNames, 64);
 
+static_assert(sizeof(QrtXmlDescriptor) == 6 && sizeof(QrtXmlOptions) == 32);
+AT(QrtXmlDescriptor, value, 2);
+AT(QrtXmlOptions, flags, 4);
+AT(QrtXmlOptions, prefixFlags, 7);
+AT(QrtXmlOptions, encoding, 12);
+AT(QrtXmlOptions, namespaceName, 20);
+AT(QrtXmlOptions, prefix, 28);
+
 #undef AT
 
 }  // namespace

@@ -1,0 +1,77 @@
+// Where the text of items and names comes from: a code page, and the way from it to the form of the document.
+#pragma once
+
+#include "nls/converter.h"
+#include "xml/generate_target.h"
+
+namespace qrt::xml {
+
+enum class Route : uint8_t { unsettled, inPlace, byTable, toUtf8, byUnits, none };
+
+// A page that is opened when its first text comes. The fields behind `name` follow from page and target.
+template <typename Unit>
+struct Source {
+  const char* name;
+  Route route = Route::unsettled;
+  nls::Converter converter = {};
+  char16_t singles[256] = {};  // UTF-16 of each byte, of a single-byte page
+  Unit table[256] = {};        // the document's unit for each byte, with Route::byTable
+};
+
+// False for a page whose characters have more than one byte.
+inline bool readSingles(UConverter* converter, char16_t (&singles)[256]) {
+  if (ucnv_getMaxCharSize(converter) != 1) return false;
+  uint8_t bytes[256];
+  for (int byte = 0; byte < 256; ++byte) bytes[byte] = static_cast<uint8_t>(byte);
+  UErrorCode status = U_ZERO_ERROR;
+  return nls::toUnicode(converter, bytes, 256, singles, 256, status) == 256 && U_SUCCESS(status);
+}
+
+inline Route routeOf(Source<char16_t>& source, const Target&) {
+  if (!readSingles(source.converter.get(), source.singles)) return Route::byUnits;
+  memcpy(source.table, source.singles, sizeof source.table);
+  return Route::byTable;
+}
+
+inline Route routeOf(Source<uint8_t>& source, const Target& target) {
+  UErrorCode status = U_ZERO_ERROR;
+  if (ucnv_getCCSID(source.converter.get(), &status) == target.ccsid) return Route::inPlace;
+  if (!readSingles(source.converter.get(), source.singles)) return Route::byUnits;
+  if (target.ccsid == utf8Ccsid) return Route::toUtf8;
+  const bool isOneToOne =
+      nls::fromUnicode(target.converter.get(), source.singles, 256, source.table, 256, status) == 256 &&
+      U_SUCCESS(status);
+  return isOneToOne ? Route::byTable : Route::byUnits;
+}
+
+template <typename Unit>
+Route settledRoute(Source<Unit>& source, const Target& target) {
+  if (source.route == Route::unsettled) {
+    UErrorCode status = U_ZERO_ERROR;
+    source.converter = nls::openConverter(source.name, status);
+    source.route = source.converter != nullptr ? routeOf(source, target) : Route::none;
+  }
+  return source.route;
+}
+
+// Room for three bytes to a byte of the source. Single-byte pages have no surrogates.
+inline int32_t encodeUtf8(const char16_t (&singles)[256], const uint8_t* text, int32_t length, uint8_t* to) {
+  const uint8_t* const start = to;
+  for (int32_t at = 0; at < length; ++at) {
+    const uint32_t unit = singles[text[at]];
+    if (unit < 0x80) {
+      *to++ = static_cast<uint8_t>(unit);
+      continue;
+    }
+    if (unit < 0x800) {
+      *to++ = static_cast<uint8_t>(0xC0 | unit >> 6);
+    } else {
+      *to++ = static_cast<uint8_t>(0xE0 | unit >> 12);
+      *to++ = static_cast<uint8_t>(0x80 | (unit >> 6 & 0x3F));
+    }
+    *to++ = static_cast<uint8_t>(0x80 | (unit & 0x3F));
+  }
+  return static_cast<int32_t>(to - start);
+}
+
+}  // namespace qrt::xml
