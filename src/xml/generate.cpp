@@ -10,80 +10,13 @@
 #include <memory>
 
 #include "nls/code_pages.h"
-#include "xml/generate_source.h"
+#include "xml/generate_content.h"
 #include "xml/generate_target.h"
-#include "xml/generate_writer.h"
 
 namespace qrt::xml {
 namespace {
 
 constexpr size_t codeSetAt = 6;  // in a locale name ll_CC.code-set
-constexpr uint8_t shiftOut = 0x0E, shiftIn = 0x0F;
-constexpr uint8_t asciiBlank = 0x20, ebcdicBlank = 0x40;
-constexpr char16_t ideographicSpace = 0x3000;
-constexpr int32_t leastWorkSize = 256;  // holds any name and the text of any number
-constexpr int32_t mostWorkSize = 0x4000000;
-
-enum class Kind : uint8_t {
-  group,
-  skipped,
-  native,
-  ebcdic,
-  national,
-  doubleByte,
-  otherNative,
-  none,
-  occurs,
-  numeric
-};
-
-struct Item {
-  uint8_t level;
-  uint8_t flags;
-  Kind kind;
-  int32_t length;       // bytes in storage
-  int32_t imageLength;  // bytes of the text of a number
-
-  bool isAttribute() const { return (flags & QRT_XGF_ATTRIBUTE) != 0 && kind > Kind::skipped; }
-};
-
-Item itemOf(const QrtXmlDescriptor& entry) {
-  Item item = {entry.level, entry.flags, static_cast<Kind>(entry.flags >> 4 & 7), 0, 0};
-  if ((entry.flags & QRT_XGF_OCCURS) == QRT_XGF_OCCURS) {
-    item.kind = Kind::occurs;
-  } else if (entry.flags & QRT_XGF_NUMERIC) {
-    item.kind = Kind::numeric;
-    item.imageLength = std::max<int32_t>(frame::loadAs<int16_t>(entry.value), 0);
-    item.length = std::max<int32_t>(frame::loadAs<int16_t>(entry.value + 2), 0);
-  } else {
-    item.length = std::max(frame::loadAs<int32_t>(entry.value), 0);
-  }
-  return item;
-}
-
-struct Cursors {
-  const QrtXmlDescriptor* entry;
-  const uint8_t* name;
-  const uint8_t* data;
-  const uint8_t* image;
-
-  // Beyond the entry of an item and its storage, that much of it.
-  void pass(const Item& item, uint32_t occurrences) {
-    data += static_cast<uint32_t>(item.length) * occurrences;
-    image += static_cast<uint32_t>(item.imageLength) * occurrences;
-    if (item.kind != Kind::skipped) name += 1 + *name;
-    ++entry;
-  }
-};
-
-struct Frame {
-  const QrtXmlDescriptor* entry;
-  const uint8_t* name;
-  int32_t remaining;  // occurrences, this one included
-  bool isHexadecimal;
-  bool hasTags;     // of its own; not a skipped item, an attribute, or one of no occurrence
-  bool startsSkip;  // of a subtree of no occurrence
-};
 
 // Levels rise along a stack of them, so that a byte's values bound it.
 constexpr int32_t mostLevels = 255;
@@ -99,49 +32,6 @@ struct CallArguments {
   int32_t workSize;
 };
 
-struct Freer {
-  void operator()(uint8_t* block) const { _qrtCheckFree(block); }
-};
-
-// Work buffers, in one block. Each holds an item of the work size in its form.
-template <typename Unit>
-struct Buffers {
-  std::unique_ptr<uint8_t, Freer> block;
-  int32_t unitRoom;  // of `units` and `shifted`
-  int32_t textRoom;  // of the others, in units of the document
-  char16_t* units;   // on the way to a document of bytes
-  Unit *text, *name, *namespaceName, *prefix;
-  uint8_t *shifted, *image;
-
-  bool make(int32_t workSize) {
-    unitRoom = workSize + 2;  // the shift bytes of double-byte text
-    textRoom = sizeof(Unit) == 1 ? 4 * unitRoom : unitRoom;
-    const auto unitCount = static_cast<uint32_t>(unitRoom), textCount = static_cast<uint32_t>(textRoom);
-    block.reset(static_cast<uint8_t*>(_qrtCheckMalloc(unitCount * 3 + textCount * (4 * sizeof(Unit) + 1))));
-    if (block == nullptr) return false;
-    units = reinterpret_cast<char16_t*>(block.get());
-    text = reinterpret_cast<Unit*>(units + unitCount);
-    name = text + textCount;
-    namespaceName = name + textCount;
-    prefix = namespaceName + textCount;
-    image = reinterpret_cast<uint8_t*>(prefix + textCount);
-    shifted = image + textCount;
-    return true;
-  }
-};
-
-// What the text of a number says that isn't one.
-std::string_view specialNumber(const auto& text) {
-  const auto begins = [&](std::string_view with) {
-    return static_cast<size_t>(text.length) >= with.size() &&
-           std::equal(with.begin(), with.end(), text.units,
-                      [](char a, auto b) { return static_cast<uint8_t>(a) == b; });
-  };
-  if (begins(" INF") || begins("-INF")) return "INF";
-  if (begins("N.N") || begins("-N.N")) return "NaN";
-  return {};
-}
-
 constexpr auto namespaceCharacters = [] {
   std::array<bool, 128> allowed{};
   for (const char character : std::string_view("_:?#/+-.@[]%~!$*'()*,;="))
@@ -156,16 +46,36 @@ class Generator {
  public:
   static constexpr bool isWide = sizeof(Unit) == sizeof(char16_t);
 
+  // Both tags of an item, "<NAME>" and behind it "</NAME>", made when they are first written. Null for none.
+  struct Tags {
+    const Unit* text;
+    uint32_t startLength;
+  };
+
+  struct Frame {
+    const QrtXmlDescriptor* entry;
+    const uint8_t* name;
+    int32_t remaining;  // occurrences, this one included
+    bool isHexadecimal;
+    bool hasTags;     // of its own; not a skipped item, an attribute, or one of no occurrence
+    bool startsSkip;  // of a subtree of no occurrence
+  };
+
   Generator(const Target& target, const CallArguments& call)
       : target(target),
         call(call),
-        native{isWide ? call.programPage : nls::settledLocaleName() + codeSetAt},
-        host{nls::settledEbcdicCodePage()} {}
+        form{.target = target,
+             .writer = writer,
+             .native = {isWide ? call.programPage : nls::settledLocaleName() + codeSetAt},
+             .host = {nls::settledEbcdicCodePage()}},
+        contents{.form = form, .writer = writer, .decimal = 0, .imageClasses = nullptr} {}
 
   // Returns the result of the call; `written` is what the document has.
   int32_t run(void* output, uint32_t room, uint32_t& written) {
     written = 0;
-    if (!makeBuffers()) return QRT_XGF_MEMORY;
+    const QrtXmlOptions& options = *call.options;
+    if (!form.makeBuffers(std::max({call.workSize, options.namespaceLength, options.prefixLength})))
+      return QRT_XGF_MEMORY;
     writer = {.output = static_cast<uint8_t*>(output),
               .room = room,
               .written = 0,
@@ -174,20 +84,24 @@ class Generator {
               .traits = {}};
     if (!prepareTables()) return QRT_XGF_NOT_EBCDIC;
     if (const int32_t result = takeNamespace(); result != 0) return result;
-    if (call.options->flags & QRT_XGF_DECLARATION) putDeclaration();
+    if (!prepareTags()) return QRT_XGF_MEMORY;
+    if (options.flags & QRT_XGF_DECLARATION) putDeclaration();
     walk();
     written = writer.written;
-    if (writer.result == 0 && anyHexadecimal && call.options->warnings >= 1) return QRT_XGF_HEXADECIMAL;
+    if (writer.result == 0 && anyHexadecimal && options.warnings >= 1) return QRT_XGF_HEXADECIMAL;
     return writer.result;
   }
 
  private:
   const Target& target;
   const CallArguments& call;
-  Source<Unit> native, host;
-  Buffers<Unit> buffers = {};
   Writer<Unit> writer = {};
+  Form<Unit> form;
+  ContentWriter<Unit> contents;
   Text<Unit> namespaceName = {}, prefix = {};
+  std::unique_ptr<uint8_t, Freer> tagBlock;
+  Tags* tags = nullptr;         // of each entry
+  Writer<Unit> tagWriter = {};  // behind them
   Cursors at = {};
   bool hasAttributes = false, anyHexadecimal = false;
   bool isSkipping = false;    // a subtree of no occurrence is being passed
@@ -196,12 +110,6 @@ class Generator {
   Frame frames[mostLevels];
 
   // ----- preparation
-
-  bool makeBuffers() {
-    const int32_t size =
-        std::max({leastWorkSize, call.workSize, call.options->namespaceLength, call.options->prefixLength});
-    return size <= mostWorkSize && buffers.make(size);
-  }
 
   bool prepareTables() {
     char16_t units[128];
@@ -220,6 +128,33 @@ class Generator {
       writer.traits[unit] = classes[unit] == illegal ? holdsIllegal : noTraits;
     for (const char character : std::string_view("<>&'\""))
       writer.traits[writer.ascii[static_cast<uint8_t>(character)]] = holdsMarkup;
+    contents.decimal = call.options->flags & QRT_XGF_DECIMAL_COMMA ? ',' : '.';
+    if (!isWide)  // an image isn't in the page of an EBCDIC document
+      contents.imageClasses =
+          (target.kind == QRT_XGF_EBCDIC ? blockOf(latin1Ccsid, Family::ascii) : target.block)->lexClass;
+    return true;
+  }
+
+  // Room for the tags of all entries; a name may grow to three bytes a character.
+  bool prepareTags() {
+    uint32_t entries = 0, units = 0;
+    const uint8_t* name = call.names + 1 + call.names[0];
+    for (const QrtXmlDescriptor* entry = call.descriptors; entry->level != 0; ++entry, ++entries) {
+      const Item item = itemOf(*entry);
+      if (item.kind == Kind::occurs || item.kind == Kind::skipped) continue;
+      hasAttributes |= item.isAttribute();
+      units += 2 * (*name * (isWide ? 1u : 3u) + static_cast<uint32_t>(prefix.length)) + 7;
+      name += 1 + *name;
+    }
+    const size_t tagBytes = entries * sizeof(Tags);
+    tagBlock.reset(
+        static_cast<uint8_t*>(_qrtCheckMalloc(static_cast<uint32_t>(tagBytes + units * sizeof(Unit)))));
+    if (tagBlock == nullptr) return false;
+    memset(tagBlock.get(), 0, tagBytes);
+    tags = reinterpret_cast<Tags*>(tagBlock.get());
+    tagWriter = writer;
+    tagWriter.output = tagBlock.get() + tagBytes;
+    tagWriter.room = units;
     return true;
   }
 
@@ -229,22 +164,22 @@ class Generator {
     if (flags & QRT_XGF_NATIONAL) {
       length = std::max(length, 0) & ~1;
       while (length > 0 && frame::loadAs<char16_t>(text + length - 2) == asciiBlank) length -= 2;
-      return fromNational(text, length, to);
+      return form.fromNational(text, length, to);
     }
     const bool isEbcdic = flags & QRT_XGF_EBCDIC_NAME;
     while (length > 0 && text[length - 1] == (isEbcdic ? ebcdicBlank : asciiBlank)) --length;
-    return convert(isEbcdic ? host : native, text, std::max(length, 0), to);
+    return form.convert(isEbcdic ? form.host : form.native, text, std::max(length, 0), to);
   }
 
   int32_t takeNamespace() {
     const QrtXmlOptions& options = *call.options;
     namespaceName = optionText(options.namespaceName, options.namespaceLength, options.namespaceFlags,
-                               buffers.namespaceName);
+                               form.buffers.namespaceName);
     if (isWide && !std::all_of(namespaceName.units, namespaceName.units + namespaceName.length,
                                [](Unit unit) { return unit < 128 && namespaceCharacters[unit]; }))
       return QRT_XGF_NAMESPACE;
     if (namespaceName.length > 0)
-      prefix = optionText(options.prefix, options.prefixLength, options.prefixFlags, buffers.prefix);
+      prefix = optionText(options.prefix, options.prefixLength, options.prefixFlags, form.buffers.prefix);
     if (!isPrefix(prefix)) return QRT_XGF_PREFIX;
     return writer.result;
   }
@@ -260,229 +195,14 @@ class Generator {
     return true;
   }
 
-  // ----- text in the form of the document
-
-  Text<Unit> failed() {
-    writer.fail(QRT_XGF_FULL);
-    return {};
-  }
-
-  // In place, or at `to`, which has the room of a buffer. Empty, and writing ended, when it can't be
-  // converted.
-  Text<Unit> convert(Source<Unit>& source, const uint8_t* text, int32_t length, Unit* to) {
-    if (length == 0) return {};
-    UErrorCode status = U_ZERO_ERROR;
-    const Route route = settledRoute(source, target);
-    if constexpr (!isWide) {
-      if (route == Route::inPlace) return {text, length};
-      if (length > buffers.unitRoom) return failed();
-      if (route == Route::toUtf8) return {to, encodeUtf8(source.singles, text, length, to)};
-    }
-    if (route == Route::none || length > buffers.unitRoom) return failed();
-    if (route == Route::byTable) {
-      for (int32_t place = 0; place < length; ++place) to[place] = source.table[text[place]];
-      return {to, length};
-    }
-    if constexpr (isWide) {
-      const int32_t made = nls::toUnicode(source.converter.get(), text, length, to, buffers.textRoom, status);
-      return U_SUCCESS(status) ? Text<Unit>{to, made} : failed();
-    } else {
-      const int32_t made =
-          nls::toUnicode(source.converter.get(), text, length, buffers.units, buffers.unitRoom, status);
-      return U_SUCCESS(status) ? fromUnits(target.converter.get(), buffers.units, made, to) : failed();
-    }
-  }
-
-  Text<uint8_t> fromUnits(UConverter* page, const char16_t* units, int32_t count, uint8_t* to) {
-    if (count == 0) return {};
-    UErrorCode status = U_ZERO_ERROR;
-    const int32_t made = nls::fromUnicode(page, units, count, to, buffers.textRoom, status);
-    if (U_SUCCESS(status)) return {to, made};
-    writer.fail(QRT_XGF_FULL);
-    return {};
-  }
-
-  // National text that is aligned; a copy of it otherwise.
-  Text<char16_t> aligned(const uint8_t* text, int32_t bytes, char16_t* to) {
-    const int32_t count = bytes / 2;
-    if (reinterpret_cast<uintptr_t>(text) % alignof(char16_t) == 0)
-      return {reinterpret_cast<const char16_t*>(text), count};
-    if (count > buffers.unitRoom) {
-      writer.fail(QRT_XGF_FULL);
-      return {};
-    }
-    memcpy(to, text, static_cast<size_t>(count) * 2);
-    return {to, count};
-  }
-
-  Text<Unit> fromNational(const uint8_t* text, int32_t bytes, Unit* to) {
-    if constexpr (isWide) {
-      return aligned(text, bytes, to);
-    } else {
-      const Text<char16_t> units = aligned(text, bytes, buffers.units);
-      return fromUnits(target.converter.get(), units.units, units.length, to);
-    }
-  }
-
-  // Double-byte text between shift bytes; null when it is longer than an item can be.
-  const uint8_t* shiftedText(const uint8_t* text, int32_t length) {
-    if (length > buffers.unitRoom - 2) return nullptr;
-    buffers.shifted[0] = shiftOut;
-    memcpy(buffers.shifted + 1, text, static_cast<size_t>(length));
-    buffers.shifted[length + 1] = shiftIn;
-    return buffers.shifted;
-  }
-
-  Text<Unit> textOf(const Item& item, const uint8_t* data) {
-    if (item.length == 0) return {};
-    switch (item.kind) {
-      case Kind::native:
-      case Kind::otherNative:
-        return convert(native, data, item.length, buffers.text);
-      case Kind::ebcdic:
-        return convert(host, data, item.length, buffers.text);
-      case Kind::doubleByte: {
-        const uint8_t* const shifted = shiftedText(data, item.length);
-        return shifted != nullptr ? convert(host, shifted, item.length + 2, buffers.text) : failed();
-      }
-      case Kind::national:
-        return fromNational(data, item.length, buffers.text);
-      default:
-        return {};
-    }
-  }
-
-  // The text of a number, in the ASCII form that is worked on: UTF-16 for a document of that.
-  Text<Unit> imageOf(const Item& item, const uint8_t* image) {
-    if constexpr (isWide)
-      return convert(native, image, item.imageLength, buffers.text);
-    else
-      return {image, item.imageLength};
-  }
-
-  // The same of an item of text, which `text` is in the form of the document.
-  Text<Unit> imageOfText(const Item& item, const uint8_t* data, Text<Unit> text) {
-    if constexpr (isWide) {
-      return text;
-    } else {
-      if (item.kind == Kind::native || item.kind == Kind::otherNative) return {data, item.length};
-      if (settledRoute(native, target) == Route::none) return failed();
-      if (item.kind == Kind::national) {
-        const Text<char16_t> units = aligned(data, item.length, buffers.units);
-        return fromUnits(native.converter.get(), units.units, units.length, buffers.image);
-      }
-      if (settledRoute(host, target) == Route::none) return failed();
-      const bool isShifted = item.kind == Kind::doubleByte;
-      const uint8_t* const bytes = isShifted ? shiftedText(data, item.length) : data;
-      if (bytes == nullptr) return failed();
-      UErrorCode status = U_ZERO_ERROR;
-      const int32_t made = nls::toUnicode(host.converter.get(), bytes, item.length + (isShifted ? 2 : 0),
-                                          buffers.units, buffers.unitRoom, status);
-      if (U_FAILURE(status)) return failed();
-      return fromUnits(native.converter.get(), buffers.units, made, buffers.image);
-    }
-  }
-
-  // ----- items
-
-  // An item with its text, and whether that must be written as digits.
-  struct Content {
-    const Item& item;
-    const uint8_t* data;
-    Text<Unit> text;
-    uint8_t traits;
-    bool isHexadecimal;
-  };
-
-  Content contentOf(const Item& item, const Cursors& place) {
-    if (item.kind == Kind::numeric) {
-      const Text<Unit> image = imageOf(item, place.image);
-      return {item, place.data, image, noTraits, isIllegalImage(image)};
-    }
-    const Text<Unit> text = textOf(item, place.data);
-    const uint8_t traits = writer.traitsOf(text);
-    const bool isIllegal = (traits & holdsIllegal) || (item.kind == Kind::national && !isWide &&
-                                                       isIllegalNational(place.data, item.length));
-    return {item, place.data, text, traits, isIllegal};
-  }
-
-  bool isIllegalImage(Text<Unit> image) {
-    if (!specialNumber(image).empty()) return false;
-    if constexpr (isWide) {
-      return writer.traitsOf(image) & holdsIllegal;
-    } else {
-      // Not in the page of an EBCDIC document yet.
-      const uint8_t* const classes =
-          (target.kind == QRT_XGF_EBCDIC ? blockOf(latin1Ccsid, Family::ascii) : target.block)->lexClass;
-      return std::any_of(image.units, image.units + image.length,
-                         [classes](uint8_t byte) { return classes[byte] == illegal; });
-    }
-  }
-
-  // Surrogates that aren't pairs, and what else no document can hold: a converter would replace them.
-  static bool isIllegalNational(const uint8_t* text, int32_t bytes) {
-    const auto unitAt = [&](int32_t place) { return frame::loadAs<char16_t>(text + place); };
-    for (int32_t place = 0; place + 1 < bytes; place += 2) {
-      if (lexClasses[unitAt(place)] != illegal) continue;
-      const bool pair =
-          (unitAt(place) & 0xFC00) == 0xD800 && place + 3 < bytes && (unitAt(place + 2) & 0xFC00) == 0xDC00;
-      if (!pair) return true;
-      place += 2;
-    }
-    return false;
-  }
-
-  // Keeps one character.
-  Text<Unit> withoutBlanks(Text<Unit> text, bool leading, bool trailing, Unit blank) const {
-    const auto isBlank = [blank](Unit unit) { return unit == blank || (isWide && unit == ideographicSpace); };
-    while (trailing && text.length > 1 && isBlank(text.units[text.length - 1])) --text.length;
-    while (leading && text.length > 1 && isBlank(text.units[0])) text = {text.units + 1, text.length - 1};
-    return text;
-  }
-
-  void putContent(const Content& content) {
-    const Item& item = content.item;
-    if (item.kind == Kind::numeric) return putNumber(content.text, content.isHexadecimal);
-    if (item.length == 0 || item.kind <= Kind::skipped || item.kind == Kind::none) return;
-    const bool leading = item.flags & QRT_XGF_JUSTIFIED;
-    if (item.flags & QRT_XGF_AS_NUMBER) {
-      Text<Unit> image = imageOfText(item, content.data, content.text);
-      if (!content.isHexadecimal) image = withoutBlanks(image, leading, !leading, asciiBlank);
-      return putNumber(image, content.isHexadecimal);
-    }
-    if (content.isHexadecimal) {
-      if (isWide && item.kind == Kind::national)
-        return writer.template putHexadecimal<char16_t>(content.data, item.length / 2);
-      return writer.template putHexadecimal<uint8_t>(content.data, item.length);
-    }
-    const Text<Unit> text = withoutBlanks(content.text, leading, !leading, writer.ascii[asciiBlank]);
-    if (writer.hasRoom(static_cast<uint32_t>(text.length))) writer.putEscaped(text, content.traits);
-  }
-
-  // The text of a number, without blanks around it and without leading zeros ahead of another digit.
-  void putNumber(Text<Unit> image, bool isHexadecimal) {
-    if (image.length == 0) return;
-    if (isHexadecimal) return writer.template putHexadecimal<Unit>(image.units, image.length);
-    if (const std::string_view special = specialNumber(image); !special.empty()) return writer.put(special);
-    image = withoutBlanks(image, true, true, asciiBlank);
-    if (image.units[0] == '-' || image.units[0] == '+') {
-      writer.put(image.units[0] == '-' ? "-" : "+");
-      image = {image.units + 1, image.length - 1};
-    }
-    const Unit decimal = call.options->flags & QRT_XGF_DECIMAL_COMMA ? ',' : '.';
-    while (image.length >= 2 && image.units[0] == '0' && image.units[1] != decimal)
-      image = {image.units + 1, image.length - 1};
-    if constexpr (!isWide) image = convert(native, image.units, image.length, buffers.text);
-    if (image.length > 0) writer.putEscaped(image, writer.traitsOf(image));
-  }
-
   // ----- names and tags
 
   // Empty, and writing ended, for one that can't stand in a document.
   Text<Unit> nameOf(const uint8_t* entry) {
     const uint8_t length = entry[0];
     const bool isDoubleByte = length > 0 && entry[1] == shiftOut;
-    const Text<Unit> name = convert(isDoubleByte ? host : native, entry + 1, length, buffers.name);
+    const Text<Unit> name =
+        form.convert(isDoubleByte ? form.host : form.native, entry + 1, length, form.buffers.name);
     if (isWide && writer.result == 0) {
       if (std::any_of(name.units, name.units + name.length,
                       [this](Unit unit) { return nameClassOf(unit) == notInName; }))
@@ -493,28 +213,56 @@ class Generator {
     return name;
   }
 
-  void putQualifiedName(Text<Unit> name, bool isHexadecimal) {
+  void putQualifiedName(Writer<Unit>& to, Text<Unit> name, bool isHexadecimal) const {
     if (prefix.length > 0) {
-      writer.put(prefix);
-      writer.put(":");
+      to.put(prefix);
+      to.put(":");
     }
-    if (isHexadecimal) writer.put("hex.");
-    writer.put(name);
+    if (isHexadecimal) to.put("hex.");
+    to.put(name);
+  }
+
+  const Tags& tagsOf(const Frame& frame) {
+    Tags& own = tags[frame.entry - call.descriptors];
+    if (own.text == nullptr) makeTags(own, frame.name);
+    return own;
+  }
+
+  void makeTags(Tags& own, const uint8_t* nameEntry) {
+    const Text<Unit> name = nameOf(nameEntry);
+    const uint32_t before = tagWriter.written;
+    tagWriter.put("<");
+    putQualifiedName(tagWriter, name, false);
+    tagWriter.put(">");
+    own.startLength = tagWriter.written - before;
+    tagWriter.put("</");
+    putQualifiedName(tagWriter, name, false);
+    tagWriter.put(">");
+    if (tagWriter.result == 0 && writer.result == 0)
+      own.text = reinterpret_cast<const Unit*>(tagWriter.output) + before;
   }
 
   void putEndTag(const Frame& frame) {
+    const Tags& own = tagsOf(frame);
+    if (!frame.isHexadecimal && own.text != nullptr &&
+        writer.putIfItFits(own.text + own.startLength, own.startLength + 1))
+      return;
     const Text<Unit> name = nameOf(frame.name);
     writer.put("</");
-    putQualifiedName(name, frame.isHexadecimal);
+    putQualifiedName(writer, name, frame.isHexadecimal);
     writer.put(">");
   }
 
   void putStartTag(const Frame& frame, const Item& item) {
+    const Tags& own = tagsOf(frame);
+    const bool isRoot = depth == 1, isGroup = item.flags == 0;
+    const bool isPlain = !frame.isHexadecimal && !isRoot && !(isGroup && hasAttributes);
+    if (isPlain && own.text != nullptr && writer.putIfItFits(own.text, own.startLength)) return;
     const Text<Unit> name = nameOf(frame.name);
     writer.put("<");
-    putQualifiedName(name, frame.isHexadecimal);
-    if (depth == 1 && namespaceName.length > 0) putNamespace();
-    if (item.flags == 0 && hasAttributes) putAttributes(item);
+    putQualifiedName(writer, name, frame.isHexadecimal);
+    if (isRoot && namespaceName.length > 0) putNamespace();
+    if (isGroup && hasAttributes) putAttributes(item);
     writer.put(">");
   }
 
@@ -531,7 +279,7 @@ class Generator {
   }
 
   void putAttribute(const Item& item, const Cursors& place) {
-    Content content = contentOf(item, place);
+    Content<Unit> content = contents.contentOf(item, place);
     if (item.kind == Kind::numeric) content.isHexadecimal = false;
     anyHexadecimal |= content.isHexadecimal;
     const Text<Unit> name = nameOf(place.name);
@@ -540,7 +288,7 @@ class Generator {
     writer.put(name);
     writer.put("=");
     writer.put("\"");
-    putContent(content);
+    contents.put(item, content);
     writer.put("\"");
   }
 
@@ -591,8 +339,6 @@ class Generator {
   void walk() {
     at = {call.descriptors, call.names + 1 + call.names[0], static_cast<const uint8_t*>(call.data),
           call.numericImage};
-    for (const QrtXmlDescriptor* entry = call.descriptors; entry->level != 0; ++entry)
-      hasAttributes |= itemOf(*entry).isAttribute();
     while (writer.result == 0) {
       const Item item = itemOf(*at.entry);
       if (item.level != 0 && item.kind == Kind::occurs) {
@@ -648,11 +394,11 @@ class Generator {
 
   void putItem(Frame& frame, const Item& item) {
     if (frame.hasTags) {
-      const Content content = contentOf(item, at);
+      const Content<Unit> content = contents.contentOf(item, at);
       frame.isHexadecimal = content.isHexadecimal;
       anyHexadecimal |= content.isHexadecimal;
       putStartTag(frame, item);
-      putContent(content);
+      contents.put(item, content);
     }
     at.pass(item, isSkipping ? 0 : 1);
   }

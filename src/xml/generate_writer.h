@@ -22,6 +22,30 @@ struct Text {
   int32_t length;
 };
 
+// The ends of a text of `length` bytes, at least one `Part`, which meet.
+template <typename Part>
+void copyEnds(uint8_t* to, const uint8_t* from, uint32_t length) {
+  memcpy(to, from, sizeof(Part));
+  memcpy(to + length - sizeof(Part), from + length - sizeof(Part), sizeof(Part));
+}
+
+// memcpy() for texts that are short as a rule.
+inline void copyText(uint8_t* to, const uint8_t* from, uint32_t length) {
+  struct Sixteen {
+    uint64_t halves[2];
+  };
+  if (length > 32)
+    memcpy(to, from, length);
+  else if (length >= 16)
+    copyEnds<Sixteen>(to, from, length);
+  else if (length >= 8)
+    copyEnds<uint64_t>(to, from, length);
+  else if (length >= 4)
+    copyEnds<uint32_t>(to, from, length);
+  else
+    for (uint32_t at = 0; at < length; ++at) to[at] = from[at];
+}
+
 template <typename Unit>
 struct Writer {
   static constexpr bool isWide = sizeof(Unit) == sizeof(char16_t);
@@ -46,10 +70,16 @@ struct Writer {
     return false;
   }
 
-  void put(const Unit* text, uint32_t length) {
-    if (length == 0 || !hasRoom(length)) return;
-    memcpy(output + written * sizeof(Unit), text, length * sizeof(Unit));
+  // False, and nothing written, when it doesn't.
+  bool putIfItFits(const Unit* text, uint32_t length) {
+    if (length > room - written) return false;
+    copyText(output + written * sizeof(Unit), reinterpret_cast<const uint8_t*>(text), length * sizeof(Unit));
     written += length;
+    return true;
+  }
+
+  void put(const Unit* text, uint32_t length) {
+    if (hasRoom(length)) putIfItFits(text, length);
   }
   void put(Text<Unit> text) { put(text.units, static_cast<uint32_t>(text.length)); }
   void put(std::string_view literal) {

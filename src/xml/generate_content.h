@@ -1,0 +1,130 @@
+// What an item puts between its tags, or between the quotes of an attribute.
+#pragma once
+
+#include "xml/generate_form.h"
+
+namespace qrt::xml {
+
+inline constexpr char16_t ideographicSpace = 0x3000;
+
+// What the text of a number says that isn't one.
+template <typename Unit>
+std::string_view specialNumber(Text<Unit> text) {
+  const auto begins = [&](std::string_view with) {
+    return static_cast<size_t>(text.length) >= with.size() &&
+           std::equal(with.begin(), with.end(), text.units,
+                      [](char a, auto b) { return static_cast<uint8_t>(a) == b; });
+  };
+  if (begins(" INF") || begins("-INF")) return "INF";
+  if (begins("N.N") || begins("-N.N")) return "NaN";
+  return {};
+}
+
+// Surrogates that aren't pairs, and what else no document can hold: a converter would replace them.
+inline bool isIllegalNational(const uint8_t* text, int32_t bytes) {
+  const auto unitAt = [&](int32_t place) { return frame::loadAs<char16_t>(text + place); };
+  for (int32_t place = 0; place + 1 < bytes; place += 2) {
+    if (lexClasses[unitAt(place)] != illegal) continue;
+    const bool pair =
+        (unitAt(place) & 0xFC00) == 0xD800 && place + 3 < bytes && (unitAt(place + 2) & 0xFC00) == 0xDC00;
+    if (!pair) return true;
+    place += 2;
+  }
+  return false;
+}
+
+// Keeps one character.
+template <typename Unit>
+Text<Unit> withoutBlanks(Text<Unit> text, bool leading, bool trailing, Unit blank, Unit otherBlank) {
+  const auto isBlank = [=](Unit unit) { return unit == blank || unit == otherBlank; };
+  while (trailing && text.length > 1 && isBlank(text.units[text.length - 1])) --text.length;
+  while (leading && text.length > 1 && isBlank(text.units[0])) text = {text.units + 1, text.length - 1};
+  return text;
+}
+
+// An item with its text, and whether that must be written as digits.
+template <typename Unit>
+struct Content {
+  const uint8_t* data;
+  Text<Unit> whole;  // of a number, its image
+  Text<Unit> kept;   // without the blanks that pad it
+  uint8_t traits;    // of what is kept
+  bool isHexadecimal;
+};
+
+template <typename Unit>
+struct ContentWriter {
+  static constexpr bool isWide = sizeof(Unit) == sizeof(char16_t);
+
+  Form<Unit>& form;
+  Writer<Unit>& writer;
+  Unit decimal;                 // the decimal character
+  const uint8_t* imageClasses;  // LexClass of the bytes of images; null for UTF-16
+
+  // Valid until the next text is asked for.
+  Content<Unit> contentOf(const Item& item, const Cursors& at) {
+    if (item.kind == Kind::numeric) {
+      const Text<Unit> image = form.imageOf(item, at.image);
+      return {at.data, image, image, noTraits, isIllegalImage(image)};
+    }
+    const Text<Unit> whole = form.textOf(item, at.data);
+    const bool leading = item.flags & QRT_XGF_JUSTIFIED;
+    const Unit blank = writer.ascii[asciiBlank];
+    const Text<Unit> kept =
+        withoutBlanks(whole, leading, !leading, blank, isWide ? static_cast<Unit>(ideographicSpace) : blank);
+    const uint8_t traits = writer.traitsOf(kept);
+    const bool isIllegal = (traits & holdsIllegal) || (!isWide && item.kind == Kind::national &&
+                                                       isIllegalNational(at.data, item.length));
+    return {at.data, whole, kept, traits, isIllegal};
+  }
+
+  void put(const Item& item, const Content<Unit>& content) {
+    if (item.kind == Kind::numeric) return putNumber(content.whole, content.isHexadecimal);
+    if (item.length == 0 || item.kind <= Kind::skipped || item.kind == Kind::none) return;
+    if (item.flags & QRT_XGF_AS_NUMBER) return putTextAsNumber(item, content);
+    if (content.isHexadecimal) {
+      if (isWide && item.kind == Kind::national)
+        return writer.template putHexadecimal<char16_t>(content.data, item.length / 2);
+      return writer.template putHexadecimal<uint8_t>(content.data, item.length);
+    }
+    if (writer.hasRoom(static_cast<uint32_t>(content.kept.length)))
+      writer.putEscaped(content.kept, content.traits);
+  }
+
+ private:
+  bool isIllegalImage(Text<Unit> image) const {
+    if constexpr (isWide)
+      return (writer.traitsOf(image) & holdsIllegal) && specialNumber(image).empty();
+    else
+      return std::any_of(image.units, image.units + image.length,
+                         [this](uint8_t byte) { return imageClasses[byte] == illegal; }) &&
+             specialNumber(image).empty();
+  }
+
+  void putTextAsNumber(const Item& item, const Content<Unit>& content) {
+    Text<Unit> image = form.imageOfText(item, content.data, content.whole);
+    if (!content.isHexadecimal) {
+      const bool leading = item.flags & QRT_XGF_JUSTIFIED;
+      image = isWide ? content.kept : withoutBlanks<Unit>(image, leading, !leading, ' ', ' ');
+    }
+    putNumber(image, content.isHexadecimal);
+  }
+
+  // The text of a number, without blanks around it and without leading zeros ahead of another digit.
+  void putNumber(Text<Unit> image, bool isHexadecimal) {
+    if (image.length == 0) return;
+    if (isHexadecimal) return writer.template putHexadecimal<Unit>(image.units, image.length);
+    if (const std::string_view special = specialNumber(image); !special.empty()) return writer.put(special);
+    image = withoutBlanks<Unit>(image, true, true, ' ', ' ');
+    if (image.units[0] == '-' || image.units[0] == '+') {
+      writer.put(image.units[0] == '-' ? "-" : "+");
+      image = {image.units + 1, image.length - 1};
+    }
+    while (image.length >= 2 && image.units[0] == '0' && image.units[1] != decimal)
+      image = {image.units + 1, image.length - 1};
+    if constexpr (!isWide) image = form.convert(form.native, image.units, image.length, form.buffers.text);
+    writer.putEscaped(image, writer.traitsOf(image));
+  }
+};
+
+}  // namespace qrt::xml
