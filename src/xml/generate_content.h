@@ -2,6 +2,7 @@
 #pragma once
 
 #include "xml/generate_form.h"
+#include "xml/generate_plain.h"
 
 namespace qrt::xml {
 
@@ -10,6 +11,7 @@ inline constexpr char16_t ideographicSpace = 0x3000;
 // What the text of a number says that isn't one.
 template <typename Unit>
 std::string_view specialNumber(Text<Unit> text) {
+  if (text.length < 3 || (text.units[0] != ' ' && text.units[0] != '-' && text.units[0] != 'N')) return {};
   const auto begins = [&](std::string_view with) {
     return static_cast<size_t>(text.length) >= with.size() &&
            std::equal(with.begin(), with.end(), text.units,
@@ -45,10 +47,10 @@ Text<Unit> withoutBlanks(Text<Unit> text, bool leading, bool trailing, Unit blan
 // An item with its text, and whether that must be written as digits.
 template <typename Unit>
 struct Content {
-  const uint8_t* data;
-  Text<Unit> whole;  // of a number, its image
-  Text<Unit> kept;   // without the blanks that pad it
-  uint8_t traits;    // of what is kept
+  const uint8_t* source;  // in storage; of a number, its image
+  Text<Unit> whole;       // of a text that is written as a number
+  Text<Unit> kept;        // without the blanks that pad it; not of a number
+  uint8_t traits;         // of what is kept
   bool isHexadecimal;
 };
 
@@ -63,12 +65,12 @@ struct ContentWriter {
 
   // Valid until the next text is asked for.
   Content<Unit> contentOf(const Item& item, const Cursors& at) {
-    if (item.kind == Kind::numeric) {
-      const Text<Unit> image = form.imageOf(item, at.image);
-      return {at.data, image, image, noTraits, isIllegalImage(image)};
-    }
-    const Text<Unit> whole = form.textOf(item, at.data);
+    if (item.kind == Kind::numeric)
+      return {at.image, {}, {}, noTraits, isIllegalImage(imageOf(item, at.image))};
     const bool leading = item.flags & QRT_XGF_JUSTIFIED;
+    if (item.isNative() && !(item.flags & QRT_XGF_AS_NUMBER) && item.length > 0 && form.isNativeAscii())
+      return nativeContent({at.data, item.length}, leading);
+    const Text<Unit> whole = form.textOf(item, at.data);
     const Unit blank = writer.ascii[asciiBlank];
     const Text<Unit> kept =
         withoutBlanks(whole, leading, !leading, blank, isWide ? static_cast<Unit>(ideographicSpace) : blank);
@@ -79,51 +81,93 @@ struct ContentWriter {
   }
 
   void put(const Item& item, const Content<Unit>& content) {
-    if (item.kind == Kind::numeric) return putNumber(content.whole, content.isHexadecimal);
+    if (item.kind == Kind::numeric) return putImage(imageOf(item, content.source), content.isHexadecimal);
     if (item.length == 0 || item.kind <= Kind::skipped || item.kind == Kind::none) return;
     if (item.flags & QRT_XGF_AS_NUMBER) return putTextAsNumber(item, content);
     if (content.isHexadecimal) {
       if (isWide && item.kind == Kind::national)
-        return writer.template putHexadecimal<char16_t>(content.data, item.length / 2);
-      return writer.template putHexadecimal<uint8_t>(content.data, item.length);
+        return writer.template putHexadecimal<char16_t>(content.source, item.length / 2);
+      return writer.template putHexadecimal<uint8_t>(content.source, item.length);
     }
     if (writer.hasRoom(static_cast<uint32_t>(content.kept.length)))
       writer.putEscaped(content.kept, content.traits);
   }
 
  private:
-  bool isIllegalImage(Text<Unit> image) const {
+  static Text<uint8_t> imageOf(const Item& item, const uint8_t* image) { return {image, item.imageLength}; }
+
+  bool isIllegalImage(Text<uint8_t> image) {
+    if (isPlain(image.units, image.length) && (!isWide || form.isNativeAscii())) return false;
+    if (!specialNumber(image).empty()) return false;
     if constexpr (isWide)
-      return (writer.traitsOf(image) & holdsIllegal) && specialNumber(image).empty();
+      return writer.traitsOf(convert(image)) & holdsIllegal;
     else
       return std::any_of(image.units, image.units + image.length,
-                         [this](uint8_t byte) { return imageClasses[byte] == illegal; }) &&
-             specialNumber(image).empty();
+                         [this](uint8_t byte) { return imageClasses[byte] == illegal; });
+  }
+
+  Text<Unit> convert(Text<uint8_t> text) {
+    return form.convert(form.native, text.units, text.length, form.buffers.text);
+  }
+
+  // Blanks of a native text are cut ahead of its conversion.
+  Content<Unit> nativeContent(Text<uint8_t> text, bool leading) {
+    const bool plain = isPlain(text.units, text.length);
+    const Text<uint8_t> source =
+        leading ? withoutBlanks<uint8_t>(text, true, false, ' ', ' ')
+                : Text<uint8_t>{text.units, lengthWithoutBlanks(text.units, text.length)};
+    const Text<Unit> kept = plain ? plainText(source) : convert(source);
+    const uint8_t traits = plain ? uint8_t{noTraits} : writer.traitsOf(kept);
+    return {text.units, {}, kept, traits, (traits & holdsIllegal) != 0};
+  }
+
+  Text<Unit> plainText(Text<uint8_t> text) {
+    if constexpr (!isWide)
+      if (form.native.standsInDocument) return text;
+    return convert(text);
+  }
+
+  void putImage(Text<uint8_t> image, bool isHexadecimal) {
+    if (!isHexadecimal) return putNumber(image);
+    if constexpr (isWide) {
+      const Text<Unit> values = convert(image);
+      writer.template putHexadecimal<Unit>(values.units, values.length);
+    } else {
+      writer.template putHexadecimal<Unit>(image.units, image.length);
+    }
   }
 
   void putTextAsNumber(const Item& item, const Content<Unit>& content) {
-    Text<Unit> image = form.imageOfText(item, content.data, content.whole);
-    if (!content.isHexadecimal) {
-      const bool leading = item.flags & QRT_XGF_JUSTIFIED;
-      image = isWide ? content.kept : withoutBlanks<Unit>(image, leading, !leading, ' ', ' ');
-    }
-    putNumber(image, content.isHexadecimal);
+    const Text<Unit> image = form.imageOfText(item, content.source, content.whole);
+    const bool leading = item.flags & QRT_XGF_JUSTIFIED;
+    if (content.isHexadecimal)
+      writer.template putHexadecimal<Unit>(image.units, image.length);
+    else
+      putNumber(isWide ? content.kept : withoutBlanks<Unit>(image, leading, !leading, ' ', ' '));
   }
 
   // The text of a number, without blanks around it and without leading zeros ahead of another digit.
-  void putNumber(Text<Unit> image, bool isHexadecimal) {
+  template <typename ImageUnit>
+  void putNumber(Text<ImageUnit> image) {
     if (image.length == 0) return;
-    if (isHexadecimal) return writer.template putHexadecimal<Unit>(image.units, image.length);
     if (const std::string_view special = specialNumber(image); !special.empty()) return writer.put(special);
-    image = withoutBlanks<Unit>(image, true, true, ' ', ' ');
+    image = withoutBlanks<ImageUnit>(image, true, true, ' ', ' ');
     if (image.units[0] == '-' || image.units[0] == '+') {
       writer.put(image.units[0] == '-' ? "-" : "+");
       image = {image.units + 1, image.length - 1};
     }
     while (image.length >= 2 && image.units[0] == '0' && image.units[1] != decimal)
       image = {image.units + 1, image.length - 1};
-    if constexpr (!isWide) image = form.convert(form.native, image.units, image.length, form.buffers.text);
-    writer.putEscaped(image, writer.traitsOf(image));
+    if constexpr (sizeof(ImageUnit) == 1)
+      putNative(image);
+    else
+      writer.putEscaped(image, writer.traitsOf(image));
+  }
+
+  void putNative(Text<uint8_t> text) {
+    if (isPlain(text.units, text.length) && form.isNativeAscii()) return writer.put(plainText(text));
+    const Text<Unit> converted = convert(text);
+    writer.putEscaped(converted, writer.traitsOf(converted));
   }
 };
 

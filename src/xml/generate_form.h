@@ -64,6 +64,12 @@ struct Form {
     return {};
   }
 
+  // Whether printable ASCII of a native text can be taken for what it is.
+  bool isNativeAscii() {
+    settledRoute(native, target);
+    return native.isAscii;
+  }
+
   // In place, or at `to`, which has the room of a buffer. Empty, and writing ended, when it can't be
   // converted.
   Text<Unit> convert(Source<Unit>& source, const uint8_t* text, int32_t length, Unit* to) {
@@ -149,20 +155,13 @@ struct Form {
     }
   }
 
-  // The text of a number, in the ASCII form that is worked on: UTF-16 for a document of that.
-  Text<Unit> imageOf(const Item& item, const uint8_t* image) {
-    if constexpr (isWide)
-      return convert(native, image, item.imageLength, buffers.text);
-    else
-      return {image, item.imageLength};
-  }
-
-  // The same of an item of text, which `text` is in the form of the document.
+  // The text of an item that is written as a number, in the ASCII form that is worked on. `text` is the item
+  // in the form of the document.
   Text<Unit> imageOfText(const Item& item, const uint8_t* data, Text<Unit> text) {
     if constexpr (isWide) {
       return text;
     } else {
-      if (item.kind == Kind::native || item.kind == Kind::otherNative) return {data, item.length};
+      if (item.isNative()) return {data, item.length};
       if (settledRoute(native, target) == Route::none) return failed();
       if (item.kind == Kind::national) {
         const Text<char16_t> units = aligned(data, item.length, buffers.units);

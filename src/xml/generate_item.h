@@ -28,6 +28,7 @@ struct Item {
   int32_t length;       // bytes in storage
   int32_t imageLength;  // bytes of the text of a number
 
+  bool isNative() const { return kind == Kind::native || kind == Kind::otherNative; }
   bool isAttribute() const { return (flags & QRT_XGF_ATTRIBUTE) != 0 && kind > Kind::skipped; }
 };
 

@@ -1,6 +1,10 @@
 // Where the text of items and names comes from: a code page, and the way from it to the form of the document.
 #pragma once
 
+#include <string.h>
+
+#include <algorithm>
+
 #include "nls/converter.h"
 #include "xml/generate_target.h"
 
@@ -14,9 +18,19 @@ struct Source {
   const char* name;
   Route route = Route::unsettled;
   nls::Converter converter = {};
-  char16_t singles[256] = {};  // UTF-16 of each byte, of a single-byte page
-  Unit table[256] = {};        // the document's unit for each byte, with Route::byTable
+  char16_t singles[256] = {};     // UTF-16 of each byte, of a single-byte page
+  Unit table[256] = {};           // the document's unit for each byte, with Route::byTable
+  bool isAscii = false;           // bytes of printable ASCII are these characters, and part of no other
+  bool standsInDocument = false;  // and they are the same bytes in the document
 };
+
+// Whether the units of printable ASCII are these characters.
+template <typename Unit>
+bool hasAscii(const Unit (&units)[256]) {
+  for (uint32_t character = ' '; character < 0x7F; ++character)
+    if (units[character] != character) return false;
+  return true;
+}
 
 // False for a page whose characters have more than one byte.
 inline bool readSingles(UConverter* converter, char16_t (&singles)[256]) {
@@ -30,17 +44,23 @@ inline bool readSingles(UConverter* converter, char16_t (&singles)[256]) {
 inline Route routeOf(Source<char16_t>& source, const Target&) {
   if (!readSingles(source.converter.get(), source.singles)) return Route::byUnits;
   memcpy(source.table, source.singles, sizeof source.table);
+  source.isAscii = hasAscii(source.singles);
   return Route::byTable;
 }
 
 inline Route routeOf(Source<uint8_t>& source, const Target& target) {
   UErrorCode status = U_ZERO_ERROR;
-  if (ucnv_getCCSID(source.converter.get(), &status) == target.ccsid) return Route::inPlace;
-  if (!readSingles(source.converter.get(), source.singles)) return Route::byUnits;
+  const bool isTarget = ucnv_getCCSID(source.converter.get(), &status) == target.ccsid;
+  const bool isSingle = readSingles(source.converter.get(), source.singles);
+  source.isAscii = isSingle ? hasAscii(source.singles) : isTarget && target.ccsid == utf8Ccsid;
+  source.standsInDocument = source.isAscii && (isTarget || target.ccsid == utf8Ccsid);
+  if (isTarget) return Route::inPlace;
+  if (!isSingle) return Route::byUnits;
   if (target.ccsid == utf8Ccsid) return Route::toUtf8;
   const bool isOneToOne =
       nls::fromUnicode(target.converter.get(), source.singles, 256, source.table, 256, status) == 256 &&
       U_SUCCESS(status);
+  source.standsInDocument = source.isAscii && isOneToOne && hasAscii(source.table);
   return isOneToOne ? Route::byTable : Route::byUnits;
 }
 
