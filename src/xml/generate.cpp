@@ -46,15 +46,8 @@ class Generator {
  public:
   static constexpr bool isWide = sizeof(Unit) == sizeof(char16_t);
 
-  // Both tags of an item, "<NAME>" and behind it "</NAME>", made when they are first written. Null for none.
-  struct Tags {
-    const Unit* text;
-    uint32_t startLength;
-  };
-
   struct Frame {
-    const QrtXmlDescriptor* entry;
-    const uint8_t* name;
+    Item* item;
     int32_t remaining;  // occurrences, this one included
     bool isHexadecimal;
     bool hasTags;     // of its own; not a skipped item, an attribute, or one of no occurrence
@@ -84,7 +77,7 @@ class Generator {
               .traits = {}};
     if (!prepareTables()) return QRT_XGF_NOT_EBCDIC;
     if (const int32_t result = takeNamespace(); result != 0) return result;
-    if (!prepareTags()) return QRT_XGF_MEMORY;
+    if (!readTables()) return QRT_XGF_MEMORY;
     if (options.flags & QRT_XGF_DECLARATION) putDeclaration();
     walk();
     written = writer.written;
@@ -99,9 +92,9 @@ class Generator {
   Form<Unit> form;
   ContentWriter<Unit> contents;
   Text<Unit> namespaceName = {}, prefix = {};
-  std::unique_ptr<uint8_t, Freer> tagBlock;
-  Tags* tags = nullptr;         // of each entry
-  Writer<Unit> tagWriter = {};  // behind them
+  std::unique_ptr<uint8_t, Freer> itemBlock;  // the items, and room for their tags
+  Item* items = nullptr;
+  Writer<Unit> tagWriter = {};
   Cursors at = {};
   bool hasAttributes = false, anyHexadecimal = false;
   bool isSkipping = false;    // a subtree of no occurrence is being passed
@@ -135,26 +128,31 @@ class Generator {
     return true;
   }
 
-  // Room for the tags of all entries; a name may grow to three bytes a character.
-  bool prepareTags() {
-    uint32_t entries = 0, units = 0;
+  // A name may grow to three bytes a character.
+  bool readTables() {
+    uint32_t count = 1, tagUnits = 0;
     const uint8_t* name = call.names + 1 + call.names[0];
-    for (const QrtXmlDescriptor* entry = call.descriptors; entry->level != 0; ++entry, ++entries) {
-      const Item item = itemOf(*entry);
-      if (item.kind == Kind::occurs || item.kind == Kind::skipped) continue;
-      hasAttributes |= item.isAttribute();
-      units += 2 * (*name * (isWide ? 1u : 3u) + static_cast<uint32_t>(prefix.length)) + 7;
+    for (const QrtXmlDescriptor* entry = call.descriptors; entry->level != 0; ++entry, ++count) {
+      if (!itemOf(*entry, call.counts).hasName()) continue;
+      tagUnits += 2 * (*name * (isWide ? 1u : 3u) + static_cast<uint32_t>(prefix.length)) + 7;
       name += 1 + *name;
     }
-    const size_t tagBytes = entries * sizeof(Tags);
-    tagBlock.reset(
-        static_cast<uint8_t*>(_qrtCheckMalloc(static_cast<uint32_t>(tagBytes + units * sizeof(Unit)))));
-    if (tagBlock == nullptr) return false;
-    memset(tagBlock.get(), 0, tagBytes);
-    tags = reinterpret_cast<Tags*>(tagBlock.get());
+    const size_t itemBytes = count * sizeof(Item);
+    itemBlock.reset(
+        static_cast<uint8_t*>(_qrtCheckMalloc(static_cast<uint32_t>(itemBytes + tagUnits * sizeof(Unit)))));
+    if (itemBlock == nullptr) return false;
+    items = reinterpret_cast<Item*>(itemBlock.get());
+    name = call.names + 1 + call.names[0];
+    for (uint32_t place = 0; place < count; ++place) {
+      Item& item = items[place] = itemOf(call.descriptors[place], call.counts);
+      hasAttributes |= item.isAttribute;
+      if (!item.hasName()) continue;
+      item.name = name;
+      name += 1 + *name;
+    }
     tagWriter = writer;
-    tagWriter.output = tagBlock.get() + tagBytes;
-    tagWriter.room = units;
+    tagWriter.output = itemBlock.get() + itemBytes;
+    tagWriter.room = tagUnits;
     return true;
   }
 
@@ -222,47 +220,50 @@ class Generator {
     to.put(name);
   }
 
-  const Tags& tagsOf(const Frame& frame) {
-    Tags& own = tags[frame.entry - call.descriptors];
-    if (own.text == nullptr) makeTags(own, frame.name);
-    return own;
+  // Whether the tags of an item stand ready, in one piece each.
+  bool hasTags(Item& item) {
+    if (item.tags == nullptr) [[unlikely]]
+      makeTags(item);
+    return item.tags != nullptr;
   }
 
-  void makeTags(Tags& own, const uint8_t* nameEntry) {
-    const Text<Unit> name = nameOf(nameEntry);
+  void makeTags(Item& item) {
+    const Text<Unit> name = nameOf(item.name);
     const uint32_t before = tagWriter.written;
     tagWriter.put("<");
     putQualifiedName(tagWriter, name, false);
     tagWriter.put(">");
-    own.startLength = tagWriter.written - before;
+    item.startTagLength = tagWriter.written - before;
     tagWriter.put("</");
     putQualifiedName(tagWriter, name, false);
     tagWriter.put(">");
-    if (tagWriter.result == 0 && writer.result == 0)
-      own.text = reinterpret_cast<const Unit*>(tagWriter.output) + before;
+    if (tagWriter.result == 0 && writer.result == 0) item.tags = tagWriter.output + before * sizeof(Unit);
   }
 
   void putEndTag(const Frame& frame) {
-    const Tags& own = tagsOf(frame);
-    if (!frame.isHexadecimal && own.text != nullptr &&
-        writer.putIfItFits(own.text + own.startLength, own.startLength + 1))
+    Item& item = *frame.item;
+    if (hasTags(item) && !frame.isHexadecimal &&
+        writer.putIfItFits(static_cast<const Unit*>(item.tags) + item.startTagLength,
+                           item.startTagLength + 1))
       return;
-    const Text<Unit> name = nameOf(frame.name);
+    const Text<Unit> name = nameOf(item.name);
     writer.put("</");
     putQualifiedName(writer, name, frame.isHexadecimal);
     writer.put(">");
   }
 
-  void putStartTag(const Frame& frame, const Item& item) {
-    const Tags& own = tagsOf(frame);
+  void putStartTag(const Frame& frame) {
+    Item& item = *frame.item;
     const bool isRoot = depth == 1, isGroup = item.flags == 0;
     const bool isPlain = !frame.isHexadecimal && !isRoot && !(isGroup && hasAttributes);
-    if (isPlain && own.text != nullptr && writer.putIfItFits(own.text, own.startLength)) return;
-    const Text<Unit> name = nameOf(frame.name);
+    if (hasTags(item) && isPlain &&
+        writer.putIfItFits(static_cast<const Unit*>(item.tags), item.startTagLength))
+      return;
+    const Text<Unit> name = nameOf(item.name);
     writer.put("<");
     putQualifiedName(writer, name, frame.isHexadecimal);
     if (isRoot && namespaceName.length > 0) putNamespace();
-    if (isGroup && hasAttributes) putAttributes(item);
+    if (isGroup && hasAttributes) putAttributes();
     writer.put(">");
   }
 
@@ -278,11 +279,12 @@ class Generator {
     writer.put("\"");
   }
 
-  void putAttribute(const Item& item, const Cursors& place) {
+  void putAttribute(const Cursors& place) {
+    const Item& item = *place.item;
     Content<Unit> content = contents.contentOf(item, place);
     if (item.kind == Kind::numeric) content.isHexadecimal = false;
     anyHexadecimal |= content.isHexadecimal;
-    const Text<Unit> name = nameOf(place.name);
+    const Text<Unit> name = nameOf(item.name);
     writer.put(" ");
     if (content.isHexadecimal) writer.put("hex.");
     writer.put(name);
@@ -294,7 +296,7 @@ class Generator {
 
   // Those of the group that the cursors stand at. Its tables stand between them, with each item as often as
   // the factor says.
-  void putAttributes(const Item& group) {
+  void putAttributes() {
     struct Factor {
       uint8_t level;
       uint32_t factor;
@@ -302,20 +304,19 @@ class Generator {
     int32_t open = 0;
     uint32_t pending = 1;
     Cursors place = at;
-    place.pass(group, 0);
-    for (;;) {
-      const Item item = itemOf(*place.entry);
-      if (item.level <= group.level || writer.result != 0) return;
+    for (place.pass(0); place.item->level > at.item->level && writer.result == 0;) {
+      const Item& item = *place.item;
       if (item.kind == Kind::occurs) {
-        pending = static_cast<uint32_t>(occurrencesOf(*place.entry++));
+        pending = static_cast<uint32_t>(item.occurrences);
+        ++place.item;
         continue;
       }
       while (open > 0 && item.level <= factors[open - 1].level) --open;
       const uint32_t factor = pending * (open > 0 ? factors[open - 1].factor : 1);
       if (pending != 1) factors[open++] = {item.level, factor};
       pending = 1;
-      if (item.isAttribute() && item.level == group.level + 1 && factor != 0) putAttribute(item, place);
-      place.pass(item, factor);
+      if (item.isAttribute && item.level == at.item->level + 1 && factor != 0) putAttribute(place);
+      place.pass(factor);
     }
   }
 
@@ -329,33 +330,19 @@ class Generator {
 
   // ----- the walk
 
-  int32_t occurrencesOf(const QrtXmlDescriptor& entry) const {
-    int32_t count = frame::loadAs<int32_t>(entry.value);
-    if ((entry.flags & QRT_XGF_OCCURS_DEPENDING) == QRT_XGF_OCCURS_DEPENDING)
-      count = frame::load(call.counts + count);
-    return count < 0 ? 1 : count;
-  }
-
   void walk() {
-    at = {call.descriptors, call.names + 1 + call.names[0], static_cast<const uint8_t*>(call.data),
-          call.numericImage};
+    at = {items, static_cast<const uint8_t*>(call.data), call.numericImage};
     while (writer.result == 0) {
-      const Item item = itemOf(*at.entry);
-      if (item.level != 0 && item.kind == Kind::occurs) {
-        pendingOccurs = occurrencesOf(*at.entry++);
+      const Item& item = *at.item;
+      if (item.kind == Kind::occurs) {
+        pendingOccurs = item.occurrences;
+        ++at.item;
         continue;
       }
-      switch (closeFrames(item.level)) {
-        case Closed::root:
-          return;
-        case Closed::repeats:
-          putItem(frames[depth - 1], itemOf(*at.entry));
-          break;
-        case Closed::all:
-          if (item.level == 0) return;
-          openFrame(item);
-          putItem(frames[depth - 1], item);
-      }
+      const Closed closed = closeFrames(item.level);
+      if (closed == Closed::root || (closed == Closed::all && item.level == 0)) return;
+      if (closed == Closed::all) openFrame(item);
+      putItem(frames[depth - 1]);
     }
   }
 
@@ -363,14 +350,13 @@ class Generator {
 
   // Closes the frames that an entry of this level isn't below, up to one whose item repeats.
   Closed closeFrames(uint8_t level) {
-    while (depth > 0 && level <= frames[depth - 1].entry->level) {
+    while (depth > 0 && level <= frames[depth - 1].item->level) {
       Frame& frame = frames[depth - 1];
       if (frame.startsSkip) isSkipping = false;
       if (frame.hasTags) putEndTag(frame);
       if (frame.remaining > 1) {
         --frame.remaining;
-        at.entry = frame.entry;
-        at.name = frame.name;
+        at.item = frame.item;
         pendingOccurs = 1;
         return Closed::repeats;
       }
@@ -383,24 +369,23 @@ class Generator {
   void openFrame(const Item& item) {
     const bool startsSkip = pendingOccurs == 0 && !isSkipping;
     isSkipping |= startsSkip;
-    frames[depth++] = {.entry = at.entry,
-                       .name = at.name,
+    frames[depth++] = {.item = at.item,
                        .remaining = isSkipping ? 1 : pendingOccurs,
                        .isHexadecimal = false,
-                       .hasTags = !isSkipping && item.kind != Kind::skipped && !item.isAttribute(),
+                       .hasTags = !isSkipping && item.kind != Kind::skipped && !item.isAttribute,
                        .startsSkip = startsSkip};
     pendingOccurs = 1;
   }
 
-  void putItem(Frame& frame, const Item& item) {
+  void putItem(Frame& frame) {
     if (frame.hasTags) {
-      const Content<Unit> content = contents.contentOf(item, at);
+      const Content<Unit> content = contents.contentOf(*at.item, at);
       frame.isHexadecimal = content.isHexadecimal;
       anyHexadecimal |= content.isHexadecimal;
-      putStartTag(frame, item);
-      contents.put(item, content);
+      putStartTag(frame);
+      contents.put(*at.item, content);
     }
-    at.pass(item, isSkipping ? 0 : 1);
+    at.pass(isSkipping ? 0 : 1);
   }
 };
 
