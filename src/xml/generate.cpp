@@ -67,7 +67,7 @@ class Generator {
   int32_t run(void* output, uint32_t room, uint32_t& written) {
     written = 0;
     const QrtXmlOptions& options = *call.options;
-    if (!form.makeBuffers(std::max({call.workSize, options.namespaceLength, options.prefixLength})))
+    if (!form.prepare(std::max({call.workSize, options.namespaceLength, options.prefixLength})))
       return QRT_XGF_MEMORY;
     writer = {.output = static_cast<uint8_t*>(output),
               .room = room,

@@ -68,7 +68,7 @@ struct ContentWriter {
     if (item.kind == Kind::numeric)
       return {at.image, {}, {}, noTraits, isIllegalImage(imageOf(item, at.image))};
     const bool leading = item.flags & QRT_XGF_JUSTIFIED;
-    if (item.isNative() && !(item.flags & QRT_XGF_AS_NUMBER) && item.length > 0 && form.isNativeAscii())
+    if (item.isNative() && !(item.flags & QRT_XGF_AS_NUMBER) && item.length > 0 && form.native.isAscii)
       return nativeContent({at.data, item.length}, leading);
     const Text<Unit> whole = form.textOf(item, at.data);
     const Unit blank = writer.ascii[asciiBlank];
@@ -89,6 +89,7 @@ struct ContentWriter {
         return writer.template putHexadecimal<char16_t>(content.source, item.length / 2);
       return writer.template putHexadecimal<uint8_t>(content.source, item.length);
     }
+    if (content.traits == noTraits) return writer.put(content.kept);
     if (writer.hasRoom(static_cast<uint32_t>(content.kept.length)))
       writer.putEscaped(content.kept, content.traits);
   }
@@ -97,7 +98,7 @@ struct ContentWriter {
   static Text<uint8_t> imageOf(const Item& item, const uint8_t* image) { return {image, item.imageLength}; }
 
   bool isIllegalImage(Text<uint8_t> image) {
-    if (isPlain(image.units, image.length) && (!isWide || form.isNativeAscii())) return false;
+    if (isPlain(image.units, image.length) && (!isWide || form.native.isAscii)) return false;
     if (!specialNumber(image).empty()) return false;
     if constexpr (isWide)
       return writer.traitsOf(convert(image)) & holdsIllegal;
@@ -122,9 +123,13 @@ struct ContentWriter {
   }
 
   Text<Unit> plainText(Text<uint8_t> text) {
-    if constexpr (!isWide)
-      if (form.native.standsInDocument) return text;
-    return convert(text);
+    if constexpr (isWide) {
+      if (text.length > form.buffers.unitRoom) return form.failed();
+      widen(text.units, text.length, form.buffers.text);
+      return {form.buffers.text, text.length};
+    } else {
+      return form.native.standsInDocument ? text : convert(text);
+    }
   }
 
   void putImage(Text<uint8_t> image, bool isHexadecimal) {
@@ -165,7 +170,7 @@ struct ContentWriter {
   }
 
   void putNative(Text<uint8_t> text) {
-    if (isPlain(text.units, text.length) && form.isNativeAscii()) return writer.put(plainText(text));
+    if (isPlain(text.units, text.length) && form.native.isAscii) return writer.put(plainText(text));
     const Text<Unit> converted = convert(text);
     writer.putEscaped(converted, writer.traitsOf(converted));
   }

@@ -54,20 +54,15 @@ struct Form {
   Source<Unit> native, host;  // the native and the EBCDIC side
   Buffers<Unit> buffers = {};
 
-  // False when memory is short.
-  bool makeBuffers(int32_t workSize) {
+  // False when memory is short. Settles the native side, which every document needs.
+  bool prepare(int32_t workSize) {
+    settledRoute(native, target);
     return workSize <= mostWorkSize && buffers.make(std::max(workSize, leastWorkSize));
   }
 
   Text<Unit> failed() {
     writer.fail(QRT_XGF_FULL);
     return {};
-  }
-
-  // Whether printable ASCII of a native text can be taken for what it is.
-  bool isNativeAscii() {
-    settledRoute(native, target);
-    return native.isAscii;
   }
 
   // In place, or at `to`, which has the room of a buffer. Empty, and writing ended, when it can't be
@@ -83,6 +78,7 @@ struct Form {
     }
     if (route == Route::none || length > buffers.unitRoom) return failed();
     if (route == Route::byTable) {
+#pragma GCC unroll 4
       for (int32_t place = 0; place < length; ++place) to[place] = source.table[text[place]];
       return {to, length};
     }

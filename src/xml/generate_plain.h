@@ -53,6 +53,16 @@ inline bool isPlain(const uint8_t* text, int32_t length) {
   return true;
 }
 
+// ASCII as UTF-16.
+inline void widen(const uint8_t* text, int32_t length, char16_t* to) {
+  int32_t at = 0;
+  for (; at + 8 <= length; at += 8)
+    _mm_storeu_si128(
+        reinterpret_cast<__m128i*>(to + at),
+        _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(text + at)), __m128i{}));
+  for (; at < length; ++at) to[at] = text[at];
+}
+
 // The length without trailing ASCII blanks, at least 1.
 inline int32_t lengthWithoutBlanks(const uint8_t* text, int32_t length) {
   constexpr uint32_t fourBlanks = 0x20202020;

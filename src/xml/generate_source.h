@@ -65,12 +65,16 @@ inline Route routeOf(Source<uint8_t>& source, const Target& target) {
 }
 
 template <typename Unit>
+[[gnu::noinline]] void settle(Source<Unit>& source, const Target& target) {
+  UErrorCode status = U_ZERO_ERROR;
+  source.converter = nls::openConverter(source.name, status);
+  source.route = source.converter != nullptr ? routeOf(source, target) : Route::none;
+}
+
+template <typename Unit>
 Route settledRoute(Source<Unit>& source, const Target& target) {
-  if (source.route == Route::unsettled) {
-    UErrorCode status = U_ZERO_ERROR;
-    source.converter = nls::openConverter(source.name, status);
-    source.route = source.converter != nullptr ? routeOf(source, target) : Route::none;
-  }
+  if (source.route == Route::unsettled) [[unlikely]]
+    settle(source, target);
   return source.route;
 }
 

@@ -79,7 +79,7 @@ struct Writer {
   }
 
   void put(const Unit* text, uint32_t length) {
-    if (hasRoom(length)) putIfItFits(text, length);
+    if (!putIfItFits(text, length)) fail(QRT_XGF_FULL);
   }
   void put(Text<Unit> text) { put(text.units, static_cast<uint32_t>(text.length)); }
   void put(std::string_view literal) {
