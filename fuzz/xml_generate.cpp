@@ -52,7 +52,7 @@ struct Tables {
   explicit Tables(Input& input) {
     uint32_t occurrences = 1;
     for (int count = input.byte() % 24; count > 0; --count) {
-      const uint8_t level = entries.empty() ? 1 : static_cast<uint8_t>(2 + input.byte() % 8);
+      const auto level = static_cast<uint8_t>(entries.empty() ? 1 : 2 + input.byte() % 8);
       const uint8_t flags = input.byte();
       const uint32_t length = input.byte() % longestItem;
       if ((flags & QRT_XGF_OCCURS) == QRT_XGF_OCCURS) {
@@ -88,9 +88,9 @@ std::unique_ptr<uint8_t[]> itemsOf(Input& input, size_t size) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Input input{data, size};
-  const uint8_t kind = input.byte() % 4 + 1, choice = input.byte();
+  const uint8_t kind = input.byte() % 3 + QRT_XGF_ASCII, choice = input.byte();
   const size_t room = input.byte() * (choice & 1 ? 64u : 1u);
-  constexpr const char* encodings[] = {nullptr, "UTF-8", "819", "QMC-500", "UTF-16"};
+  constexpr const char* encodings[] = {nullptr, nullptr, "UTF-8", "819", "QMC-500"};
   uint8_t option[16];
   for (uint8_t& byte : option) byte = input.byte();
   const auto text = exactly(option, sizeof option);
@@ -104,7 +104,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   options.prefixFlags = input.byte();
   options.prefixLength = input.byte() % 7;
   options.prefix = text.get();
-  if (options.namespaceLength > 10) options.namespaceLength = 10;
 
   const Tables tables(input);
   const auto entries = exactly(tables.entries.data(), tables.entries.size() * sizeof(QrtXmlDescriptor));
@@ -112,7 +111,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const auto counts = exactly(tables.counts.data(), tables.counts.size() * sizeof(int32_t));
   const auto items = itemsOf(input, tables.storage), image = itemsOf(input, tables.image);
   const auto output = itemsOf(input, room);
-  const QrtXmlProgram program = {_qrtRuncom != nullptr ? _qrtRuncom->localeName : "en_US.QMC-1252"};
+  char locale[22], ebcdicPage[18];
+  qrtGetLocaleCP(locale, ebcdicPage);
+  const QrtXmlProgram program = {locale};
   int32_t count = -1;
   _qrtcXGF(200, output.get(), static_cast<uint32_t>(room), kind, items.get(), &program, image.get(),
            reinterpret_cast<const int32_t*>(counts.get()), 0, longestItem,

@@ -11,8 +11,8 @@
 namespace qrt::xml {
 
 inline constexpr uint8_t shiftOut = 0x0E, shiftIn = 0x0F, asciiBlank = 0x20, ebcdicBlank = 0x40;
-inline constexpr int32_t leastWorkSize = 256;  // holds any name and the text of any number
-inline constexpr int32_t mostWorkSize = 0x4000000;
+inline constexpr int32_t leastWorkSize = 256;       // holds any name and the text of any number
+inline constexpr int32_t mostWorkSize = 0x8000000;  // their room is below four gigabytes
 
 struct Freer {
   void operator()(uint8_t* block) const { _qrtCheckFree(block); }
