@@ -89,13 +89,13 @@ const std::u16string& wideDocumentOf(int64_t number) {
 // ---- SAXPARSE
 
 struct Counts {
-  int64_t events, units;
+  uint32_t events, units;
 };
 
 int32_t countText(void* user, const void*, int32_t length) {
   auto& counts = *static_cast<Counts*>(user);
   ++counts.events;
-  counts.units += length;
+  counts.units += static_cast<uint32_t>(length);
   return 0;
 }
 int32_t countCharacter(void* user, uint32_t) {
