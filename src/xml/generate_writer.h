@@ -154,10 +154,10 @@ struct Writer {
   }
 
   std::string_view entityOf(Unit unit) const {
-    if (unit == ascii['<']) return "&lt;";
-    if (unit == ascii['>']) return "&gt;";
-    if (unit == ascii['&']) return "&amp;";
-    return unit == ascii['\''] ? "&apos;" : "&quot;";
+    if (unit == ascii[uint8_t{'<'}]) return "&lt;";
+    if (unit == ascii[uint8_t{'>'}]) return "&gt;";
+    if (unit == ascii[uint8_t{'&'}]) return "&amp;";
+    return unit == ascii[uint8_t{'\''}] ? "&apos;" : "&quot;";
   }
 };
 

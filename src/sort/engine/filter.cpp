@@ -52,10 +52,6 @@ struct Operand {
   bool isFloatConstant() const { return constant != nullptr && constant->type == FieldType::floatConstant; }
 };
 
-constexpr bool isInteger(FieldType type) {
-  return type <= FieldType::ulong32 || type == FieldType::flength;
-}
-
 constexpr bool isFloat(FieldType type) {
   return type >= FieldType::float32 && type <= FieldType::extended;
 }

@@ -65,9 +65,9 @@ void MidReader(void* argument) {
 // The share of memory of one read buffer, and no less than Y.
 int32_t readBufferSize(const SortWorkState& work, int32_t fileCount, int32_t runCount) {
   const MemorySizes& sizes = work.sizes;
-  int64_t memory = int64_t{sizes.t2} - 2 * std::max(sizes.sortBuffer, sizes.midBlock);
+  int64_t memory = int64_t{sizes.t2} - int64_t{2} * std::max(sizes.sortBuffer, sizes.midBlock);
   if (fileCount < runCount) memory -= int64_t{sizes.sortBuffer} * sizes.residentBuffers;
-  const int64_t share = (memory / (2 * fileCount) + 3) & ~int64_t{3};
+  const int64_t share = (memory / (int64_t{2} * fileCount) + 3) & ~int64_t{3};
   return static_cast<int32_t>(std::max<int64_t>(sizes.midBlock, share));
 }
 

@@ -137,7 +137,7 @@ int32_t openText(Parser& parser, const EngineArguments& arguments) {
   if (arguments.calledByProgram) return splitWords(parser.memory(), arguments.text, frame->words);
   for (const char* const argument : arguments.arguments) {
     std::string_view* const word = frame->words.add(parser.memory());
-    if (word == nullptr) return noMemory(sizeof(*word));
+    if (word == nullptr) return noMemory(sizeof(std::string_view));
     *word = argument;
   }
   return 0;

@@ -74,7 +74,7 @@ int32_t splitWords(SessionMemory& memory, std::string_view text, WordTable& word
     char* const start = splitter.target;
     if (const int32_t code = splitter.takeWord(); code != 0) return code;
     std::string_view* const word = words.add(memory);
-    if (word == nullptr) return noMemory(sizeof(*word));
+    if (word == nullptr) return noMemory(sizeof(std::string_view));
     *word = {start, static_cast<size_t>(splitter.target - start)};
     *splitter.target++ = 0;
   }
@@ -104,7 +104,7 @@ int32_t splitTokens(SessionMemory& memory, std::string_view text, const std::str
       while (at + length < text.size() && !isBlank(text[at + length]) && text[at + length] != '"' &&
              symbolAt(at + length) == 0);
     std::string_view* const token = tokens.add(memory);
-    if (token == nullptr) return noMemory(sizeof(*token));
+    if (token == nullptr) return noMemory(sizeof(std::string_view));
     *token = text.substr(at, length);
     at += length;
   }
