@@ -121,22 +121,25 @@ class Generator {
       writer.traits[unit] = classes[unit] == illegal ? holdsIllegal : noTraits;
     for (const char character : std::string_view("<>&'\""))
       writer.traits[writer.ascii[static_cast<uint8_t>(character)]] = holdsMarkup;
-    contents.decimal = call.options->flags & QRT_XGF_DECIMAL_COMMA ? ',' : '.';
+    contents.decimal = (call.options->flags & QRT_XGF_DECIMAL_COMMA) != 0 ? ',' : '.';
     if (!isWide)  // an image isn't in the page of an EBCDIC document
       contents.imageClasses =
           (target.kind == QRT_XGF_EBCDIC ? blockOf(latin1Ccsid, Family::ascii) : target.block)->lexClass;
     return true;
   }
 
-  // A name may grow to three bytes a character.
+  // Tags beyond the room for them are made anew each time. A name may grow to three bytes a character.
   bool readTables() {
-    uint32_t count = 1, tagUnits = 0;
+    constexpr uint64_t mostTagUnits = 1 << 24;
+    uint32_t count = 1;
+    uint64_t tagsLength = 0;
     const uint8_t* name = call.names + 1 + call.names[0];
     for (const QrtXmlDescriptor* entry = call.descriptors; entry->level != 0; ++entry, ++count) {
       if (!itemOf(*entry, call.counts).hasName()) continue;
-      tagUnits += 2 * (*name * (isWide ? 1u : 3u) + static_cast<uint32_t>(prefix.length)) + 7;
+      tagsLength += 2 * (*name * (isWide ? 1u : 3u) + static_cast<uint32_t>(prefix.length)) + 7;
       name += 1 + *name;
     }
+    const auto tagUnits = static_cast<uint32_t>(std::min(tagsLength, mostTagUnits));
     const size_t itemBytes = count * sizeof(Item);
     itemBlock.reset(
         static_cast<uint8_t*>(_qrtCheckMalloc(static_cast<uint32_t>(itemBytes + tagUnits * sizeof(Unit)))));

@@ -8,14 +8,21 @@ namespace qrt::xml {
 
 inline constexpr char16_t ideographicSpace = 0x3000;
 
-// What the text of a number says that isn't one.
-template <typename Unit>
-std::string_view specialNumber(Text<Unit> text) {
-  if (text.length < 3 || (text.units[0] != ' ' && text.units[0] != '-' && text.units[0] != 'N')) return {};
+// The unit of a character of ASCII in native text; a writer's table is its like for the document.
+struct NativeUnits {
+  constexpr uint8_t operator[](uint8_t character) const { return character; }
+};
+
+// What the text of a number says that isn't one. `ascii` gives the units of characters in that text.
+template <typename Unit, typename Ascii>
+std::string_view specialNumber(Text<Unit> text, const Ascii& ascii) {
+  if (text.length < 3 || (text.units[0] != ascii[asciiBlank] && text.units[0] != ascii[uint8_t{'-'}] &&
+                          text.units[0] != ascii[uint8_t{'N'}]))
+    return {};
   const auto begins = [&](std::string_view with) {
     return static_cast<size_t>(text.length) >= with.size() &&
            std::equal(with.begin(), with.end(), text.units,
-                      [](char a, auto b) { return static_cast<uint8_t>(a) == b; });
+                      [&](char a, Unit b) { return ascii[static_cast<uint8_t>(a)] == b; });
   };
   if (begins(" INF") || begins("-INF")) return "INF";
   if (begins("N.N") || begins("-N.N")) return "NaN";
@@ -48,7 +55,6 @@ Text<Unit> withoutBlanks(Text<Unit> text, bool leading, bool trailing, Unit blan
 template <typename Unit>
 struct Content {
   const uint8_t* source;  // in storage; of a number, its image
-  Text<Unit> whole;       // of a text that is written as a number
   Text<Unit> kept;        // without the blanks that pad it; not of a number
   uint8_t traits;         // of what is kept
   bool isHexadecimal;
@@ -60,15 +66,14 @@ struct ContentWriter {
 
   Form<Unit>& form;
   Writer<Unit>& writer;
-  Unit decimal;                 // the decimal character
+  uint8_t decimal;              // the decimal character
   const uint8_t* imageClasses;  // LexClass of the bytes of images; null for UTF-16
 
   // Valid until the next text is asked for.
   Content<Unit> contentOf(const Item& item, const Cursors& at) {
-    if (item.kind == Kind::numeric)
-      return {at.image, {}, {}, noTraits, isIllegalImage(imageOf(item, at.image))};
+    if (item.kind == Kind::numeric) return {at.image, {}, noTraits, isIllegalImage(imageOf(item, at.image))};
     const bool leading = item.flags & QRT_XGF_JUSTIFIED;
-    if (item.isNative() && !(item.flags & QRT_XGF_AS_NUMBER) && item.length > 0 && form.native.isAscii)
+    if (item.isNative() && item.length > 0 && form.native.isAscii)
       return nativeContent({at.data, item.length}, leading);
     const Text<Unit> whole = form.textOf(item, at.data);
     const Unit blank = writer.ascii[asciiBlank];
@@ -77,7 +82,7 @@ struct ContentWriter {
     const uint8_t traits = writer.traitsOf(kept);
     const bool isIllegal = (traits & holdsIllegal) || (!isWide && item.kind == Kind::national &&
                                                        isIllegalNational(at.data, item.length));
-    return {at.data, whole, kept, traits, isIllegal};
+    return {at.data, kept, traits, isIllegal};
   }
 
   void put(const Item& item, const Content<Unit>& content) {
@@ -99,7 +104,7 @@ struct ContentWriter {
 
   bool isIllegalImage(Text<uint8_t> image) {
     if (isPlain(image.units, image.length) && (!isWide || form.native.isAscii)) return false;
-    if (!specialNumber(image).empty()) return false;
+    if (!specialNumber(image, NativeUnits{}).empty()) return false;
     if constexpr (isWide)
       return writer.traitsOf(convert(image)) & holdsIllegal;
     else
@@ -119,7 +124,7 @@ struct ContentWriter {
                 : Text<uint8_t>{text.units, lengthWithoutBlanks(text.units, text.length)};
     const Text<Unit> kept = plain ? plainText(source) : convert(source);
     const uint8_t traits = plain ? uint8_t{noTraits} : writer.traitsOf(kept);
-    return {text.units, {}, kept, traits, (traits & holdsIllegal) != 0};
+    return {text.units, kept, traits, (traits & holdsIllegal) != 0};
   }
 
   Text<Unit> plainText(Text<uint8_t> text) {
@@ -133,7 +138,7 @@ struct ContentWriter {
   }
 
   void putImage(Text<uint8_t> image, bool isHexadecimal) {
-    if (!isHexadecimal) return putNumber(image);
+    if (!isHexadecimal) return putNative(numberIn(image, NativeUnits{}));
     if constexpr (isWide) {
       const Text<Unit> values = convert(image);
       writer.template putHexadecimal<Unit>(values.units, values.length);
@@ -143,30 +148,31 @@ struct ContentWriter {
   }
 
   void putTextAsNumber(const Item& item, const Content<Unit>& content) {
-    const Text<Unit> image = form.imageOfText(item, content.source, content.whole);
-    const bool leading = item.flags & QRT_XGF_JUSTIFIED;
-    if (content.isHexadecimal)
-      writer.template putHexadecimal<Unit>(image.units, image.length);
-    else
-      putNumber(isWide ? content.kept : withoutBlanks<Unit>(image, leading, !leading, ' ', ' '));
+    if (!content.isHexadecimal)
+      return writer.putEscaped(numberIn(content.kept, writer.ascii), content.traits);
+    const Text<Unit> image = form.numericImageOf(item, content.source);
+    writer.template putHexadecimal<Unit>(image.units, image.length);
   }
 
-  // The text of a number, without blanks around it and without leading zeros ahead of another digit.
-  template <typename ImageUnit>
-  void putNumber(Text<ImageUnit> image) {
-    if (image.length == 0) return;
-    if (const std::string_view special = specialNumber(image); !special.empty()) return writer.put(special);
-    image = withoutBlanks<ImageUnit>(image, true, true, ' ', ' ');
-    if (image.units[0] == '-' || image.units[0] == '+') {
-      writer.put(image.units[0] == '-' ? "-" : "+");
-      image = {image.units + 1, image.length - 1};
+  // What is left to write of the text of a number: without blanks around it, its sign, which is written, and
+  // leading zeros ahead of another digit. Nothing is left of what isn't a number.
+  template <typename ImageUnit, typename Ascii>
+  Text<ImageUnit> numberIn(Text<ImageUnit> image, const Ascii& ascii) {
+    if (image.length == 0) return image;
+    if (const std::string_view special = specialNumber(image, ascii); !special.empty()) {
+      writer.put(special);
+      return {};
     }
-    while (image.length >= 2 && image.units[0] == '0' && image.units[1] != decimal)
+    image = withoutBlanks<ImageUnit>(image, true, true, ascii[asciiBlank], ascii[asciiBlank]);
+    for (const char sign : {'-', '+'}) {
+      if (image.units[0] != ascii[static_cast<uint8_t>(sign)]) continue;
+      writer.put(std::string_view(&sign, 1));
       image = {image.units + 1, image.length - 1};
-    if constexpr (sizeof(ImageUnit) == 1)
-      putNative(image);
-    else
-      writer.putEscaped(image, writer.traitsOf(image));
+      break;
+    }
+    while (image.length >= 2 && image.units[0] == ascii[uint8_t{'0'}] && image.units[1] != ascii[decimal])
+      image = {image.units + 1, image.length - 1};
+    return image;
   }
 
   void putNative(Text<uint8_t> text) {

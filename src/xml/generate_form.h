@@ -151,11 +151,10 @@ struct Form {
     }
   }
 
-  // The text of an item that is written as a number, in the ASCII form that is worked on. `text` is the item
-  // in the form of the document.
-  Text<Unit> imageOfText(const Item& item, const uint8_t* data, Text<Unit> text) {
+  // The text of an item that is written as a number in its digits: of native form, or UTF-16.
+  Text<Unit> numericImageOf(const Item& item, const uint8_t* data) {
     if constexpr (isWide) {
-      return text;
+      return textOf(item, data);
     } else {
       if (item.isNative()) return {data, item.length};
       if (settledRoute(native, target) == Route::none) return failed();

@@ -69,6 +69,13 @@ std::u16string hexadecimal(const Values& values, int digits) {
   return text;
 }
 
+// What converters make of text for a page of Latin letters.
+inline std::u16string nativeText(std::u16string text) {
+  for (char16_t& unit : text)
+    if (unit > 0xFF) unit = 0x1A;
+  return text;
+}
+
 inline std::u16string escaped(const Document& document, std::u16string_view text) {
   std::u16string all;
   for (size_t at = 0; at < text.size(); ++at) {
@@ -135,7 +142,8 @@ inline bool isHexadecimal(const Document& document, const Item& item, const Valu
 inline std::u16string contentOf(const Document& document, const Item& item, const Value& value) {
   const bool digits = isHexadecimal(document, item, value);
   if (item.kind == Kind::numeric || item.isNumber) {
-    if (digits) return hexadecimal(value.text, document.isWide ? 4 : 2);
+    if (digits && document.isWide) return hexadecimal(value.text, 4);
+    if (digits) return hexadecimal(nativeText(value.text), 2);
     return number(document, item.isNumber ? trimmed(document, item, value.text) : value.text);
   }
   if (!digits) return escaped(document, trimmed(document, item, value.text));

@@ -185,7 +185,8 @@ struct RandomTree {
     } else if (item.kind == Kind::numeric || item.isNumber) {
       constexpr std::u16string_view special[] = {u" INF", u"-INF", u"N.N", u"-N.N"};
       value.text = oneIn(5) ? std::u16string(special[random() % 4]) : u"";
-      value.text = (value.text + textFrom(numbers, u"<é\x02", length)).substr(0, length);
+      const std::u16string_view rare = item.kind == Kind::national ? u"<é\x02\x4E00" : u"<é\x02";
+      value.text = (value.text + textFrom(numbers, rare, length)).substr(0, length);
     } else {
       value.text = textFrom(oneIn(5) ? u" " : usual, u"\x01\t\x1F", length);
     }
@@ -423,6 +424,18 @@ TEST_F(XmlGenerate, ChecksNamesOfUtf16Documents) {
       EXPECT_EQ(Call{}(QRT_XGF_UTF16, tables).result, row.result) << row.name;
       EXPECT_EQ(Call{}(QRT_XGF_ASCII, tables).result, 0) << row.name;
     }
+}
+
+// The tags of all items would be longer than storage can be.
+TEST_F(XmlGenerate, TakesPrefixesOfAnyLength) {
+  Tables tables;
+  tables.add(1, 0, 0, "R");
+  for (int item = 0; item < 16384; ++item) tables.add(2, QRT_XGF_NATIVE_TEXT, 0, "A");
+  tables.add(0, 0, 0);
+  const std::string prefix(65536, 'p');
+  Call call;
+  call.qualify("urn", prefix.c_str());
+  EXPECT_EQ(call(QRT_XGF_UTF16, tables, 4 << 20).result, QRT_XGF_FULL);
 }
 
 TEST_F(XmlGenerate, LeavesNothingBehindWhenMemoryIsShort) {
