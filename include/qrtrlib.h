@@ -3008,8 +3008,9 @@ typedef struct QrtXmlProgram {
    QRT_XGF_OCCURS_DEPENDING, a count of 0 leaving out the item, which has no storage then. `workSize` is the
    length of the longest item. `names` is a run of texts, each behind a byte with its length: one that isn't
    used, then one for each item but the skipped, in the program's code set, or between shift bytes in the
-   EBCDIC page of the pair. Text with characters that XML can't hold is written as hexadecimal digits, two for
-   each byte of the item, in an element whose name has "hex." in front. Returns 0 or a code above. */
+   EBCDIC page of the pair. Text with characters that XML can't hold is written as hexadecimal digits in an
+   element whose name has "hex." in front: two for each byte of the item, or of the text of a number; four for
+   each unit of national items and of numbers in a UTF-16 document. Returns 0 or a code above. */
 QRT_API int32_t _qrtcXGF(int32_t version, void* output, uint32_t outputSize, uint8_t kind, const void* data,
                          const QrtXmlProgram* program, const uint8_t* numericImage, const int32_t* counts,
                          uint32_t reserved9, int32_t workSize, const QrtXmlDescriptor* descriptors,

@@ -4,6 +4,8 @@
 #include <emmintrin.h>
 #include <stdint.h>
 
+#include <algorithm>
+#include <bit>
 #include <string_view>
 
 #include "frame/unaligned.h"
@@ -63,12 +65,24 @@ inline void widen(const uint8_t* text, int32_t length, char16_t* to) {
   for (; at < length; ++at) to[at] = text[at];
 }
 
-// The length without trailing ASCII blanks, at least 1.
+// The length without trailing ASCII blanks, at least 1. Whole blocks are looked at from the end on.
 inline int32_t lengthWithoutBlanks(const uint8_t* text, int32_t length) {
-  constexpr uint32_t fourBlanks = 0x20202020;
-  while (length > 4 && frame::loadAs<uint32_t>(text + length - 4) == fourBlanks) length -= 4;
+  const auto lastKept = [](__m128i block) {  // -1 without one
+    const int others = ~_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8(' '))) & 0xFFFF;
+    return 31 - std::countl_zero(static_cast<uint32_t>(others));
+  };
+  for (; length >= 16; length -= 16) {
+    const int32_t last = lastKept(_mm_loadu_si128(reinterpret_cast<const __m128i*>(text + length - 16)));
+    if (last >= 0) return length - 15 + last;
+  }
+  if (length >= 8) {
+    const __m128i half = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(text + length - 8));
+    const int32_t last = lastKept(_mm_unpacklo_epi64(half, half));
+    if (last >= 0) return length - 15 + last;
+    length -= 8;
+  }
   while (length > 1 && text[length - 1] == ' ') --length;
-  return length;
+  return std::max(length, 1);
 }
 
 }  // namespace qrt::xml
