@@ -17,6 +17,10 @@
 #include <string>
 #include <vector>
 
+#include "file_program.h"
+
+using qrt::FileProgram;
+
 namespace {
 
 constexpr uint32_t recordLength = 100;
@@ -61,67 +65,17 @@ void fillRecord(uint8_t* record, uint32_t number) {
 
 // --- The record file --------------------------------------------------------------------------------------
 
-// One indexed file in one program, as the compiler lays them out.
-struct Program {
-  const std::string fileName = folder() + "/indexed_bench.dat";
-  uint8_t area[32 + recordLength + 2] = {};
-  uint8_t* recordArea = area;
-  char status[2] = {};
-  uint8_t* statusBase = reinterpret_cast<uint8_t*>(status);
-  uint8_t* noArea = nullptr;
-  QrtFileKey keys[2] = {{0, keyLength, 0, {}}, {keyLength, keyLength, QRT_KEY_DUPLICATES, {}}};
-  QrtFileDescription description{};
-  QrtFcb file{};
-  QrtFcb* files[1] = {&file};
-  QrtFileDescription* descriptions[1] = {&description};
-  QrtProgramEntry entry{};
-  QrtProgramBlock block{};
-
-  explicit Program(uint8_t access) {
-    description.fileIndex = 1;
-    description.organization = QRT_ORGANIZATION_INDEXED;
-    description.accessMode = access;
-    description.recordFormat = QRT_RECORD_FIXED;
-    description.attributes = QRT_FILE_ASSIGN_TEXT;
-    description.maxRecord = description.minRecord = recordLength;
+struct Program : FileProgram {
+  Program()
+      : FileProgram(folder() + "/indexed_bench.dat", QRT_ORGANIZATION_INDEXED, QRT_ACCESS_RANDOM,
+                    recordLength) {
     description.keyCount = 2;
-    description.keyBlockOffset =
-        static_cast<uint32_t>(reinterpret_cast<uint8_t*>(keys) - reinterpret_cast<uint8_t*>(&description));
-    description.assignName = fileName.c_str();
-    description.assignLength = static_cast<uint16_t>(fileName.size());
-    description.recordAreaSlot = &recordArea;
-    description.statusBase = &statusBase;
-    description.status2Base = &noArea;
-    entry.files = files;
-    entry.fileCount = 1;
-    entry.block = &block;
-    block.entries = &entry;
-    block.fileDescriptions = descriptions;
-    block.name = "BENCH";
-    block.nameLength = 5;
-    block.yearWindow = QRT_NO_YEAR_WINDOW;
-    _qrtPgmInit(&block);
-  }
-  ~Program() { _qrtPgmTerm(&block); }
-
-  bool succeeded() const { return status[0] == '0'; }
-  bool open(uint16_t mode) {
-    file.openRequest = mode;
-    file.openRoutine(&file, &entry);
-    return succeeded();
-  }
-  bool close() {
-    file.closeRoutine(&file, &entry);
-    return succeeded();
-  }
-  bool read() {
-    file.readRoutine(&file, &entry);
-    return succeeded();
+    described.keys[0] = {0, keyLength, 0, {}};
+    described.keys[1] = {keyLength, keyLength, QRT_KEY_DUPLICATES, {}};
   }
   bool write(uint32_t number) {
     fillRecord(file.record, number);
-    file.writeRoutine(&file, &entry);
-    return succeeded();
+    return FileProgram::write();
   }
 };
 
@@ -139,8 +93,8 @@ void finish(benchmark::State& state, uint32_t count) {
 void BM_Write(benchmark::State& state) {
   for (auto _ : state) {
     state.PauseTiming();
-    Program program(QRT_ACCESS_RANDOM);
-    removeFile(program.fileName);
+    Program program;
+    removeFile(program.name);
     state.ResumeTiming();
     if (!writeFile(program, state.range(0))) state.SkipWithError("a record wasn't written");
   }
@@ -150,8 +104,8 @@ void BM_Write(benchmark::State& state) {
 constexpr uint32_t readsInRound = 100'000;
 
 void BM_ReadRandom(benchmark::State& state) {
-  Program program(QRT_ACCESS_RANDOM);
-  removeFile(program.fileName);
+  Program program;
+  removeFile(program.name);
   if (!writeFile(program, state.range(0)) || !program.open(QRT_OPEN_INPUT | QRT_OPEN_CAN_READ))
     state.SkipWithError("no file");
   std::mt19937 random(3);
@@ -161,13 +115,13 @@ void BM_ReadRandom(benchmark::State& state) {
       if (!program.read()) state.SkipWithError("a record is missing");
     }
   program.close();
-  removeFile(program.fileName);
+  removeFile(program.name);
   finish(state, readsInRound);
 }
 
 void BM_ReadNext(benchmark::State& state) {
-  Program program(QRT_ACCESS_RANDOM);
-  removeFile(program.fileName);
+  Program program;
+  removeFile(program.name);
   if (!writeFile(program, state.range(0))) state.SkipWithError("no file");
   program.description.accessMode = QRT_ACCESS_SEQUENTIAL;
   for (auto _ : state) {
@@ -177,7 +131,7 @@ void BM_ReadNext(benchmark::State& state) {
     if (count != recordCount()) state.SkipWithError("records are missing");
     program.close();
   }
-  removeFile(program.fileName);
+  removeFile(program.name);
   finish(state, recordCount());
 }
 

@@ -7,6 +7,10 @@
 
 #include <string>
 
+#include "file_program.h"
+
+using qrt::FileProgram;
+
 namespace {
 
 constexpr uint32_t lineLength = 80;
@@ -20,49 +24,11 @@ void fillLine(uint8_t* line, uint32_t number) {
   memset(line, 'a' + static_cast<int>(number % 26), lineLength);
 }
 
-// One line sequential file in one program, as the compiler lays them out.
-struct Program {
-  uint8_t area[32 + lineLength + 2 + 64] = {};
-  uint8_t* recordArea = area;
-  char status[2] = {};
-  uint8_t* statusBase = reinterpret_cast<uint8_t*>(status);
-  uint8_t* noArea = nullptr;
-  QrtFileDescription description{};
-  QrtFcb file{};
-  QrtFcb* files[1] = {&file};
-  QrtFileDescription* descriptions[1] = {&description};
-  QrtProgramEntry entry{};
-  QrtProgramBlock block{};
-
-  Program() {
-    description.fileIndex = 1;
-    description.organization = QRT_ORGANIZATION_LINE_SEQUENTIAL;
-    description.accessMode = 0x80;
-    description.attributes = QRT_FILE_ASSIGN_TEXT;
-    description.maxRecord = lineLength;
-    description.assignName = fileName.c_str();
-    description.assignLength = static_cast<uint16_t>(fileName.size());
-    description.recordAreaSlot = &recordArea;
-    description.statusBase = &statusBase;
-    description.status2Base = &noArea;
-    file.advanceLines = 1;
+struct Program : FileProgram {
+  Program() : FileProgram(fileName, QRT_ORGANIZATION_LINE_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, lineLength) {
+    description.minRecord = 0;
     file.recordLength = lineLength;
-    entry.files = files;
-    entry.fileCount = 1;
-    block.entries = &entry;
-    block.fileDescriptions = descriptions;
-    block.name = "BENCH";
-    block.nameLength = 5;
-    block.yearWindow = QRT_NO_YEAR_WINDOW;
-    _qrtPgmInit(&block);
   }
-  ~Program() { _qrtPgmTerm(&block); }
-
-  void open(uint16_t mode) {
-    file.openRequest = mode;
-    file.openRoutine(&file, &entry);
-  }
-  void close() { file.closeRoutine(&file, &entry); }
 };
 
 void makeLines() {
@@ -86,11 +52,7 @@ void BM_Read(benchmark::State& state) {
   for (auto _ : state) {
     program.open(QRT_OPEN_INPUT | QRT_OPEN_CAN_READ);
     uint32_t count = 0;
-    for (;;) {
-      program.file.readRoutine(&program.file, &program.entry);
-      if (program.status[0] != '0') break;
-      ++count;
-    }
+    while (program.read()) ++count;
     if (count != lineCount) state.SkipWithError("lines are missing");
     program.close();
   }
@@ -118,10 +80,9 @@ void BM_Write(benchmark::State& state) {
     program.open(QRT_OPEN_OUTPUT | QRT_OPEN_CAN_WRITE);
     for (uint32_t number = 0; number < lineCount; ++number) {
       fillLine(program.file.record, number);
-      program.file.writeRoutine(&program.file, &program.entry);
+      program.write();
     }
-    program.close();
-    if (program.status[0] != '0') state.SkipWithError("a record wasn't written");
+    if (!program.close()) state.SkipWithError("a record wasn't written");
   }
   finish(state);
 }

@@ -40,7 +40,7 @@ void runJob(benchmark::State& state, const std::string& program) {
 }
 
 void BM_MainJob(benchmark::State& state) {
-  setenv("COBRTOPT", "UPSI=10000000", 1);  // without the file of operators, which the peer doesn't keep
+  setenv("COBRTOPT", "UPSI=10000000", 1);  // without operators, sorting and XML, as the peer
   runJob(state, programs + "qrtrun " QRT_BUILD_DIRECTORY "/samples/STRIKES.dll");
 }
 void BM_PlainC(benchmark::State& state) {

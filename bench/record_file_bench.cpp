@@ -11,6 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "file_program.h"
+
+using qrt::FileProgram;
+
 namespace {
 
 constexpr uint32_t recordLength = 100;
@@ -27,69 +31,21 @@ void fillRecord(uint8_t* record, uint32_t number) {
   memset(record, 'a' + static_cast<int>(number % 26), recordLength);
 }
 
-// One record file in one program, as the compiler lays them out.
-struct Program {
-  std::string name;
-  uint8_t area[32 + recordLength + 2] = {};
-  uint8_t* recordArea = area;
-  char status[2] = {};
-  uint8_t* statusBase = reinterpret_cast<uint8_t*>(status);
-  uint8_t* noArea = nullptr;
-  struct {
-    QrtFileDescription description;
-    QrtRelativeKey key;
-  } described{};
-  QrtFcb file{};
-  QrtFcb* files[1] = {&file};
-  QrtFileDescription* descriptions[1] = {&described.description};
-  QrtProgramEntry entry{};
-  QrtProgramBlock block{};
-
-  Program(uint8_t organization, uint8_t access, std::string assigned) : name(std::move(assigned)) {
-    QrtFileDescription& description = described.description;
-    description.fileIndex = 1;
-    description.organization = organization;
-    description.accessMode = access;
-    description.recordFormat = QRT_RECORD_FIXED;
-    description.attributes = QRT_FILE_ASSIGN_TEXT;
-    description.maxRecord = recordLength;
-    description.assignName = name.c_str();
-    description.assignLength = static_cast<uint16_t>(name.size());
-    description.recordAreaSlot = &recordArea;
-    description.statusBase = &statusBase;
-    description.status2Base = &noArea;
-    if (organization == QRT_ORGANIZATION_RELATIVE) description.relativeKeyOffset = sizeof(description);
-    entry.files = files;
-    entry.fileCount = 1;
-    block.entries = &entry;
-    block.fileDescriptions = descriptions;
-    block.name = "BENCH";
-    block.nameLength = 5;
-    block.yearWindow = QRT_NO_YEAR_WINDOW;
-    _qrtPgmInit(&block);
-  }
-  ~Program() { _qrtPgmTerm(&block); }
-
-  void open(uint16_t mode) {
-    file.openRequest = mode;
-    file.openRoutine(&file, &entry);
-  }
-  void read() { file.readRoutine(&file, &entry); }
-  void write() { file.writeRoutine(&file, &entry); }
-  void close() { file.closeRoutine(&file, &entry); }
-  bool failed() const { return status[0] != '0'; }
+struct Program : FileProgram {
+  Program(uint8_t organization, std::string assigned)
+      : FileProgram(std::move(assigned), organization, QRT_ACCESS_SEQUENTIAL, recordLength) {}
 };
 
 constexpr uint16_t input = QRT_OPEN_INPUT | QRT_OPEN_CAN_READ;
 constexpr uint16_t output = QRT_OPEN_OUTPUT | QRT_OPEN_CAN_WRITE;
 
-void writeAll(Program& program) {
+bool writeAll(Program& program) {
   program.open(output);
   for (uint32_t number = 0; number < recordCount; ++number) {
     fillRecord(program.file.record, number);
     program.write();
   }
-  program.close();
+  return program.close();
 }
 
 void writePlain(const std::string& name) {
@@ -108,12 +64,12 @@ void finish(benchmark::State& state, const std::string& name) {
 }
 
 void BM_Read(benchmark::State& state) {
-  Program program(QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, nameOf("sequential"));
+  Program program(QRT_ORGANIZATION_SEQUENTIAL, nameOf("sequential"));
   writeAll(program);
   for (auto _ : state) {
     program.open(input);
     uint32_t count = 0;
-    for (program.read(); !program.failed(); program.read()) ++count;
+    while (program.read()) ++count;
     if (count != recordCount) state.SkipWithError("records are missing");
     program.close();
   }
@@ -137,11 +93,10 @@ void BM_ReadPeer(benchmark::State& state) {
 BENCHMARK(BM_ReadPeer)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_Write(benchmark::State& state) {
-  Program program(QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, nameOf("sequential"));
+  Program program(QRT_ORGANIZATION_SEQUENTIAL, nameOf("sequential"));
   for (auto _ : state) {
     remove(program.name.c_str());
-    writeAll(program);
-    if (program.failed()) state.SkipWithError("a record wasn't written");
+    if (!writeAll(program)) state.SkipWithError("a record wasn't written");
   }
   finish(state, program.name);
 }
@@ -169,15 +124,14 @@ const std::vector<uint32_t>& someNumbers() {
 }
 
 void BM_ReadByKey(benchmark::State& state) {
-  Program program(QRT_ORGANIZATION_RELATIVE, QRT_ACCESS_SEQUENTIAL, nameOf("relative"));
+  Program program(QRT_ORGANIZATION_RELATIVE, nameOf("relative"));
   writeAll(program);
-  program.described.description.accessMode = QRT_ACCESS_RANDOM;
+  program.description.accessMode = QRT_ACCESS_RANDOM;
   program.open(input);
   for (auto _ : state)
     for (const uint32_t number : someNumbers()) {
-      program.described.key.value = number;
-      program.read();
-      if (program.failed()) state.SkipWithError("a record is missing");
+      program.described.relativeKey.value = number;
+      if (!program.read()) state.SkipWithError("a record is missing");
     }
   program.close();
   state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * randomReads);

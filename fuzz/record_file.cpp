@@ -3,7 +3,6 @@
 #include <qrtrlib.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,55 +10,27 @@
 #include <iterator>
 #include <string>
 
+#include "../bench/file_program.h"
+
 namespace {
 
 constexpr uint32_t longest = 24;
 constexpr uint8_t guard = 0xA5;
 
-// One program with one file, entered once.
-struct Program {
-  std::string name = std::string(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") + "/record_file_fuzz." +
-                     std::to_string(getpid());
-  uint8_t area[32 + longest + 2 + 8];
-  uint8_t* recordArea = area;
-  char status[2] = {};
-  uint8_t* statusBase = reinterpret_cast<uint8_t*>(status);
-  struct {
-    QrtFileDescription description;
-    QrtRelativeKey key;
-  } described{};
-  QrtFcb file{};
-  QrtFcb* files[1] = {&file};
-  QrtFileDescription* descriptions[1] = {&described.description};
-  QrtProgramEntry entry{};
-  QrtProgramBlock block{};
-
-  Program() {
-    QrtFileDescription& description = described.description;
-    description.fileIndex = 1;
-    description.attributes = QRT_FILE_ASSIGN_TEXT;
-    description.assignName = name.c_str();
-    description.assignLength = static_cast<uint16_t>(name.size());
-    description.recordAreaSlot = &recordArea;
-    description.statusBase = &statusBase;
-    description.relativeKeyOffset = sizeof(description);
-    description.maxRecord = longest;
-    entry.files = files;
-    entry.fileCount = 1;
-    block.entries = &entry;
-    block.fileDescriptions = descriptions;
-    block.name = "FUZZ";
-    block.nameLength = 4;
-    block.yearWindow = QRT_NO_YEAR_WINDOW;
-    _qrtPgmInit(&block);
-  }
+// One program with one file, entered once, and guard bytes behind its record.
+struct Program : qrt::FileProgram {
+  Program()
+      : FileProgram(std::string(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") + "/record_file_fuzz." +
+                        std::to_string(getpid()),
+                    QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, longest, 2 + 8) {}
   ~Program() { remove(name.c_str()); }
 
   void perform(QrtFileRoutine verb) {
-    verb(&file, &entry);
+    FileProgram::perform(verb);
     if (file.status < 0 || file.status > 99 || file.status != (status[0] - '0') * 10 + status[1] - '0')
       abort();
-    if (std::any_of(area + 32 + longest, std::end(area), [](uint8_t byte) { return byte != guard; })) abort();
+    if (std::any_of(area.begin() + 32 + longest, area.end(), [](uint8_t byte) { return byte != guard; }))
+      abort();
   }
 };
 
@@ -74,7 +45,7 @@ void perform(Program& program, uint8_t choice) {
   file.statementFlags = choice % 2 != 0 ? QRT_STATEMENT_READ_NEXT : 0;
   file.startRelation = choice / 8 % 6;
   file.recordLength = choice / 8;
-  program.described.key.value = choice / 16;
+  program.described.relativeKey.value = choice / 16;
   const QrtFileRoutine verbs[] = {file.readRoutine,  file.readRoutine,  file.readRoutine,
                                   file.readRoutine,  file.startRoutine, file.rewriteRoutine,
                                   file.writeRoutine, file.deleteRoutine};
@@ -93,7 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string content(data + 1 + statements, data + size);
   std::ofstream(program.name, std::ios::binary) << content;
 
-  QrtFileDescription& description = program.described.description;
+  QrtFileDescription& description = program.description;
   description.organization = kind % 2 != 0 ? QRT_ORGANIZATION_RELATIVE : QRT_ORGANIZATION_SEQUENTIAL;
   description.recordFormat = kind / 2 % 2 != 0 ? QRT_RECORD_VARIABLE : QRT_RECORD_FIXED;
   description.minRecord = kind / 2 % 2 != 0 ? 2 : longest;
@@ -104,7 +75,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const uint16_t mode = modes[kind / 8 % 4];
 
   QrtFcb& file = program.file;
-  memset(program.area + 32 + longest, guard, sizeof(program.area) - 32 - longest);
+  std::fill(program.area.begin() + 32 + longest, program.area.end(), guard);
   file.openRequest = mode;
   program.perform(file.openRoutine);
   if (file.openState == 0) return 0;

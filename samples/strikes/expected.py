@@ -1,12 +1,15 @@
 #!/usr/bin/env python3
-"""Works the report of the main job out from its data, independently of the library.
+"""Works the report of the main job out from its data, independently of the library, or holds the job's XML
+document to the data.
 
     expected.py STRIKES.csv > expected.txt
+    expected.py STRIKES.csv TOTALS.xml
 """
 import csv
 import datetime
 import itertools
 import sys
+import xml.etree.ElementTree
 from decimal import ROUND_HALF_UP, Decimal
 
 COLUMNS = (("Year", 0), ("Strikes", 8), ("Costly", 18), ("Other cost", 33), ("Repair cost", 51),
@@ -43,6 +46,24 @@ def add(*all_totals):
     return tuple(map(sum, zip(*all_totals)))
 
 
+def totals_of(strikes):
+    return (len(strikes), sum(row["Cost Total $"] != "0" for row in strikes),
+            sum(int(row["Cost Other"]) for row in strikes), sum(int(row["Cost Repair"]) for row in strikes))
+
+
+def of_data(rows):
+    groups = {"all": totals_of(rows)}
+    for year, strikes in itertools.groupby(rows, lambda row: row["Flight Date"][:4]):
+        groups[year] = totals_of(list(strikes))
+    return {key: dict(zip(("strikes", "costly", "other", "repair", "total"), (*totals, sum(totals[2:]))))
+            for key, totals in groups.items()}
+
+
+def of_document(path):
+    return {group.get("number", group.tag): {item.tag: int(item.text) for item in group}
+            for group in xml.etree.ElementTree.parse(path).getroot()}
+
+
 def region_line(name, rows):
     worst = max(rows, key=lambda row: int(row["Cost Total $"]))  # the first of equal ones
     airline = worst["Aircraft Airline Operator"].replace("*", " ").strip()
@@ -56,6 +77,12 @@ def region_line(name, rows):
 def main():
     with open(sys.argv[1], newline="") as stream:
         rows = list(csv.DictReader(stream))
+    if len(sys.argv) > 2:
+        sys.exit(None if of_document(sys.argv[2]) == of_data(rows) else f"{sys.argv[2]} isn't what the data comes to")
+    print_report(rows)
+
+
+def print_report(rows):
     heading = ""
     for name, column in COLUMNS:
         heading = heading.ljust(column) + name
@@ -64,10 +91,7 @@ def main():
     for _, period in itertools.groupby(rows, lambda row: int(row["Flight Date"][:4]) // 5):
         years = []
         for year, strikes in itertools.groupby(period, lambda row: row["Flight Date"][:4]):
-            strikes = list(strikes)
-            totals = (len(strikes), sum(row["Cost Total $"] != "0" for row in strikes),
-                      sum(int(row["Cost Other"]) for row in strikes),
-                      sum(int(row["Cost Repair"]) for row in strikes))
+            totals = totals_of(list(strikes))
             total = totals[2] + totals[3]
             print(line(year, totals, None if before is None else total - before))
             before = total
@@ -76,6 +100,7 @@ def main():
         print(line("Sum", everything[-1]))
         print()
     print(line("All", add(*everything)))
+    print(line("XML", add(*everything)))
     print("\nRegion        Strikes       Total cost  Costliest strike")
     for name, states in REGIONS.items():
         print(region_line(name, [row for row in rows if row["Origin State"] in states.split(",")]))

@@ -4,11 +4,14 @@
  *
  * Written as the compiler lays a program out: storage, control blocks and picture records are static, the
  * procedure below holds plain control flow, and all else is a call of the library. Reads the file assigned to
- * STRIKES, shows the report on SYSOUT and writes it to the file assigned to REPORT. Calls OPERATOR, which
- * keeps the operators in the file assigned to OPERATORS, unless the switch UPSI-0 is on. The return code is
- * the number of records whose costs don't add up, 16 when a file can't be used.
+ * STRIKES, shows the report on SYSOUT and writes it to the file assigned to REPORT. Unless the switch UPSI-0
+ * is on it also calls OPERATOR, which keeps the operators in the file assigned to OPERATORS, sorts the costly
+ * strikes, and writes the totals as XML to the file assigned to TOTALS, which it reads back. The return code
+ * is the number of records whose costs don't add up, 16 when a file can't be used or the totals read back
+ * aren't those of the report.
  */
 #include <qrtrlib.h>
+#include <stddef.h>
 #include <string.h>
 
 #include "operator.h"
@@ -80,10 +83,30 @@ COSTLY_FILE(costly, 3, "COSTLY", 0);
 COSTLY_FILE(older, 4, "OLDER", QRT_FILE_OPTIONAL);
 COSTLY_FILE(ranking, 5, "RANKING", 0);
 
-static QrtFcb strikes, report, costly, older, ranking;
-static QrtFcb* files[] = {&strikes, &report, &costly, &older, &ranking};
-static QrtFileDescription* descriptions[] = {&strikeDescription, &lineDescription, &costlyDescription,
-                                             &olderDescription, &rankingDescription};
+/* The totals as XML, in one line. */
+enum { DOCUMENT_LENGTH = 65536 };
+static uint8_t documentBuffer[RECORD_PREFIX + DOCUMENT_LENGTH + RECORD_SUFFIX],
+    *documentArea = documentBuffer;
+static uint8_t documentStatus[2], *documentStatusBase = documentStatus;
+static QrtFileDescription documentDescription = {
+    .fileIndex = 6,
+    .fileSystemCode = "9   ",
+    .organization = QRT_ORGANIZATION_LINE_SEQUENTIAL,
+    .accessMode = 0x80,
+    .maxRecord = DOCUMENT_LENGTH,
+    .minRecord = 0,
+    .externalName = "TOTALS",
+    .assignLength = 6,
+    .recordAreaSlot = &documentArea,
+    .assignName = "TOTALS",
+    .statusBase = &documentStatusBase,
+    .status2Base = &noStatus2,
+};
+
+static QrtFcb strikes, report, costly, older, ranking, document;
+static QrtFcb* files[] = {&strikes, &report, &costly, &older, &ranking, &document};
+static QrtFileDescription* descriptions[] = {&strikeDescription, &lineDescription,    &costlyDescription,
+                                             &olderDescription,  &rankingDescription, &documentDescription};
 
 /* ---------------------------------------------------------------------------------- WORKING-STORAGE */
 
@@ -292,11 +315,80 @@ static const uint_least16_t regionHeading[] = REGION_HEADING;
     char picture[sizeof(text) - 1];     \
   } name = {sizeof(text) - 1, '.', '$', kindOfSign, text}
 
-enum { KIND_UNSIGNED = 1, KIND_CURRENCY = 12, KIND_SIGNED_CURRENCY = 10 };
+enum { KIND_UNSIGNED = 1, KIND_SIGNED = 3, KIND_CURRENCY = 12, KIND_SIGNED_CURRENCY = 10 };
 PICTURE(countPicture, KIND_UNSIGNED, "Z,ZZZ,ZZ9");
 PICTURE(amountPicture, KIND_CURRENCY, "$$,$$$,$$$,$$9");
 PICTURE(averagePicture, KIND_CURRENCY, "$$,$$$,$$$,$$9.99");
 PICTURE(changePicture, KIND_SIGNED_CURRENCY, "$$,$$$,$$$,$$9.99CR");
+PICTURE(imagePicture, KIND_SIGNED, "-9999999999999");
+
+/* What XML GENERATE writes:
+ *   01 TOTALS.
+ *      02 ALL.
+ *         03 STRIKES PIC S9(7) PACKED-DECIMAL, ... TOTAL PIC S9(13) PACKED-DECIMAL.
+ *      02 YEAR OCCURS 0 TO 200 TIMES DEPENDING ON YEARS.
+ *         03 NUMBER PIC X(4), an attribute.
+ *         03 STRIKES, ... TOTAL as above.
+ */
+enum { MOST_YEARS = 200, PARTS = 5, IMAGE_LENGTH = 1 + AMOUNT };
+static struct {
+  Totals all;
+  struct {
+    uint8_t number[4];
+    Totals totals;
+  } years[MOST_YEARS];
+} yearTable;
+static int32_t years;
+
+/* The numeric items of a group of totals, and the text of an occurrence of each. */
+static const struct Part {
+  char name[8];
+  uint8_t offset, digits;
+} parts[PARTS] = {{"strikes ", offsetof(Totals, strikes), COUNT},
+                  {"costly  ", offsetof(Totals, costly), COUNT},
+                  {"other   ", offsetof(Totals, other), AMOUNT},
+                  {"repair  ", offsetof(Totals, repair), AMOUNT},
+                  {"total   ", offsetof(Totals, all), AMOUNT}};
+static uint8_t images[(1 + MOST_YEARS) * PARTS * IMAGE_LENGTH];
+
+#define NUMERIC_ITEM(bytes)     \
+  {                             \
+    3, QRT_XGF_NUMERIC, {       \
+      IMAGE_LENGTH, 0, bytes, 0 \
+    }                           \
+  }
+#define NUMERIC_ITEMS                                                               \
+  NUMERIC_ITEM(COUNT_BYTES), NUMERIC_ITEM(COUNT_BYTES), NUMERIC_ITEM(AMOUNT_BYTES), \
+      NUMERIC_ITEM(AMOUNT_BYTES), NUMERIC_ITEM(AMOUNT_BYTES)
+#define NUMERIC_NAMES "\7strikes\6costly\5other\6repair\5total"
+static const QrtXmlDescriptor documentItems[] = {
+    {1, 0, {0}}, /* TOTALS */
+    {2, 0, {0}}, /* ALL */
+    NUMERIC_ITEMS,
+    {2, QRT_XGF_OCCURS_DEPENDING, {0}},
+    {2, 0, {0}},                                       /* YEAR */
+    {3, QRT_XGF_NATIVE_TEXT | QRT_XGF_ATTRIBUTE, {4}}, /* NUMBER */
+    NUMERIC_ITEMS,
+    {0, 0, {0}},
+};
+static const char documentNames[] = "\6TOTALS\6totals\3all" NUMERIC_NAMES "\4year\6number" NUMERIC_NAMES;
+static const QrtXmlOptions asUtf8 = {.flags = QRT_XGF_DECLARATION, .encodingLength = 5, .encoding = "UTF-8"};
+
+/* XML PARSE: the special registers, the name of the element, and what its parts are added to. */
+static uint8_t xmlEvent[30];
+static const void* xmlText = &xmlText;
+static int32_t xmlTextLength, xmlNtextLength, xmlCode, xmlReturn;
+static void takeEvent(void* argument);
+static QrtXmlParseBlock parseDocument = {.ccsid = 1208,
+                                         .procedure = takeEvent,
+                                         .eventRegister = xmlEvent,
+                                         .textRegister = &xmlText,
+                                         .textLengthRegister = &xmlTextLength,
+                                         .ntextLengthRegister = &xmlNtextLength,
+                                         .codeRegister = &xmlCode,
+                                         .returnRegister = &xmlReturn};
+static char element[8];
+static Totals allRead, yearsRead, *reading;
 
 static QrtDisplayControl displayLine = {.itemCount = 1, .target = 1, .decimalPoint = '.'};
 
@@ -304,7 +396,7 @@ static QrtDisplayControl displayLine = {.itemCount = 1, .target = 1, .decimalPoi
 
 __attribute__((visibility("default"))) int32_t STRIKES(const QrtMainArguments* arguments);
 static QrtProgramBlock program;
-static QrtProgramEntry entries[1] = {{.entryPoint = (void*)STRIKES, .files = files, .fileCount = 5}};
+static QrtProgramEntry entries[1] = {{.entryPoint = (void*)STRIKES, .files = files, .fileCount = 6}};
 static QrtProgramBlock program = {
     .compilerLevel = {6, 1, 0},
     .entries = entries,
@@ -374,10 +466,22 @@ static void putText(int column, const char* text) {
 }
 
 /* MOVE of a packed item to a numeric-edited one. */
-static void edit(int column, const void* picture, const uint8_t* packed, int digits, int editedDigits) {
+static void moveEdited(uint8_t* to, const void* picture, const uint8_t* packed, int digits,
+                       int editedDigits) {
   uint8_t zoned[1 + AMOUNT + 2];
   _qrtcBCD_CONV_Pckd_To_ZndLS(packed, zoned, editedDigits, digits);
-  _qrtcMoveNumToNumEdit(picture, zoned, report.record + column);
+  _qrtcMoveNumToNumEdit(picture, zoned, to);
+}
+
+static void edit(int column, const void* picture, const uint8_t* packed, int digits, int editedDigits) {
+  moveEdited(report.record + column, picture, packed, digits, editedDigits);
+}
+
+/* The last line of a report that can't be finished. */
+static void stopWith(const char* text) {
+  putText(AT_LABEL, text);
+  putLine();
+  _qrtRunUnitTerm(16);
 }
 
 /* COMPUTE cents ROUNDED = amount / count. */
@@ -403,6 +507,16 @@ static void putTotals(const char* label, const Totals* totals) {
   }
 }
 
+static int withFiles(void) {
+  return program.upsi[0] == '0';
+}
+
+static void keepYear(const uint8_t* year) {
+  if (years == MOST_YEARS) stopWith("The table of years is full");
+  memcpy(yearTable.years[years].number, year, 4);
+  yearTable.years[years++].totals = ofYear;
+}
+
 static void endYear(const uint8_t* year) {
   char label[5] = {0};
   memcpy(label, year, 4);
@@ -416,6 +530,7 @@ static void endYear(const uint8_t* year) {
   putLine();
   memcpy(yearBefore, ofYear.all, AMOUNT_BYTES);
   haveYearBefore = 1;
+  if (withFiles()) keepYear(year);
   addTotals(&ofPeriod, &ofYear);
   clearTotals(&ofYear);
 }
@@ -436,15 +551,19 @@ static void periodOf(const uint8_t* year, uint8_t* period) {
   _qrtcBCD_DIV_Pckd(packed, five, period, 3, 1, 4);
 }
 
-/* MOVE FUNCTION NUMVAL (a field) to a packed item of AMOUNT digits; an empty field is 0. */
-static void moveAmount(int cost, uint8_t* amount) {
-  if (fields[COST_OTHER + cost].count == 0) {
-    clear(amount, AMOUNT_BYTES);
-    return;
-  }
+/* MOVE FUNCTION NUMVAL (text) to a packed item of AMOUNT digits. */
+static void moveNumval(const uint8_t* text, int length, uint8_t* amount) {
   double value;
-  _qrtcNumval(&numberForms, COST_LENGTH, costs[cost], &value);
+  _qrtcNumval(&numberForms, length, text, &value);
   _qrtcBCD_CONV_LFlt_To_Pckd(value, amount, AMOUNT, 0);
+}
+
+/* The same of a field; an empty one is 0. */
+static void moveAmount(int cost, uint8_t* amount) {
+  if (fields[COST_OTHER + cost].count == 0)
+    clear(amount, AMOUNT_BYTES);
+  else
+    moveNumval(costs[cost], COST_LENGTH, amount);
 }
 
 static void addToWeekday(const uint8_t* all) {
@@ -474,10 +593,6 @@ static void putWeekdays(void) {
     edit(AT_REGION_COST, &amountPicture, weekdays[weekday].cost, AMOUNT, 10);
     putLine();
   }
-}
-
-static int withFiles(void) {
-  return program.upsi[0] == '0';
 }
 
 static void sort(int32_t function, const QrtSortFileList* using) {
@@ -621,6 +736,97 @@ static void putRegions(void) {
   }
 }
 
+/* Puts the text of the numeric items of a group at `image`; returns the place behind it. */
+static uint8_t* putImages(const Totals* totals, uint8_t* image) {
+  for (const struct Part* part = parts; part < parts + PARTS; ++part, image += IMAGE_LENGTH)
+    moveEdited(image, &imagePicture, (const uint8_t*)totals + part->offset, part->digits, AMOUNT);
+  return image;
+}
+
+/* XML GENERATE DOCUMENT-RECORD FROM TOTALS COUNT IN its length, WITH XML-DECLARATION; WRITE DOCUMENT-RECORD.
+ */
+static void writeDocument(void) {
+  char locale[22], ebcdicPage[18];
+  const QrtXmlProgram codeSet = {locale};
+  int32_t length;
+  _qrtGetLocaleCP(locale, ebcdicPage);
+  yearTable.all = ofRun;
+  uint8_t* image = putImages(&yearTable.all, images);
+  for (int32_t year = 0; year < years; ++year) image = putImages(&yearTable.years[year].totals, image);
+  open(&document, QRT_OPEN_OUTPUT | QRT_OPEN_CAN_WRITE);
+  if (_qrtcXGF(200, document.record, DOCUMENT_LENGTH, QRT_XGF_ASCII, &yearTable, &codeSet, images, &years, 0,
+               IMAGE_LENGTH, documentItems, (const uint8_t*)documentNames, &asUtf8, 0, &length) != 0)
+    stopWith("The totals can't be written as XML");
+  document.recordLength = length;
+  writeTo(&document);
+  closeFile(&document);
+}
+
+static int isEvent(const char* name) {
+  return memcmp(xmlEvent, name, strlen(name)) == 0;
+}
+
+/* MOVE XML-TEXT TO ELEMENT: of "all" and "year" it says which totals the next parts belong to. */
+static void startElement(void) {
+  memset(element, ' ', sizeof element);
+  memcpy(element, xmlText, (size_t)xmlTextLength < sizeof element ? (size_t)xmlTextLength : sizeof element);
+  if (memcmp(element, "all     ", sizeof element) == 0) reading = &allRead;
+  if (memcmp(element, "year    ", sizeof element) == 0) reading = &yearsRead;
+}
+
+static void addContent(void) {
+  uint8_t amount[AMOUNT_BYTES];
+  for (const struct Part* part = parts; part < parts + PARTS; ++part) {
+    if (memcmp(element, part->name, sizeof element) != 0) continue;
+    uint8_t* sum = (uint8_t*)reading + part->offset;
+    moveNumval(xmlText, xmlTextLength, amount);
+    _qrtcBCD_ADD_Pckd(sum, amount, sum, part->digits, AMOUNT, part->digits);
+  }
+}
+
+/* The processing procedure. Its exit clears the cell of XML-TEXT. */
+static void takeEvent(void* argument) {
+  (void)argument;
+  if (isEvent("START-OF-ELEMENT "))
+    startElement();
+  else if (isEvent("CONTENT-CHARACTERS "))
+    addContent();
+  xmlText = NULL;
+}
+
+/* READ of the document; XML PARSE of it. */
+static void readDocument(void) {
+  clearTotals(&allRead);
+  clearTotals(&yearsRead);
+  reading = &allRead;
+  open(&document, QRT_OPEN_INPUT | QRT_OPEN_CAN_READ);
+  document.statementFlags = QRT_STATEMENT_AT_END;
+  document.readRoutine(&document, entries);
+  parseDocument.document = document.record;
+  parseDocument.documentLength = document.status < 10 ? (int32_t)document.readLength : 0;
+  _qrtcXML(&parseDocument);
+  closeFile(&document);
+}
+
+static int isTotal(const Totals* totals) {
+  int equal = 1;
+  for (const struct Part* part = parts; part < parts + PARTS; ++part)
+    if (_qrtcBCD_NEQ_Pckd((const uint8_t*)totals + part->offset, (const uint8_t*)&ofRun + part->offset,
+                          part->digits, part->digits))
+      equal = 0;
+  return equal;
+}
+
+/* The line under that of all: the sums of what is read back, which are the same. */
+static void putDocument(void) {
+  writeDocument();
+  readDocument();
+  if (xmlCode != 0 || !isTotal(&allRead) || !isTotal(&yearsRead))
+    stopWith("The totals read back as XML aren't those of the report");
+  putTotals("XML", &yearsRead);
+  putLine();
+}
+
 int32_t STRIKES(const QrtMainArguments* arguments) {
   (void)arguments;
   _qrtPgmInit(&program);
@@ -687,6 +893,7 @@ int32_t STRIKES(const QrtMainArguments* arguments) {
   }
   putTotals("All", &ofRun);
   putLine();
+  if (withFiles()) putDocument();
   putRegions();
   putWeekdays();
   if (withFiles()) {
