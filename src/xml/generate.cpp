@@ -16,8 +16,6 @@
 namespace qrt::xml {
 namespace {
 
-constexpr size_t codeSetAt = 6;  // in a locale name ll_CC.code-set
-
 // Levels rise along a stack of them, so that a byte's values bound it.
 constexpr int32_t mostLevels = 255;
 

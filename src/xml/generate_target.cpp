@@ -12,7 +12,6 @@ namespace qrt::xml {
 namespace {
 
 constexpr size_t longestEncodingName = 320;
-constexpr size_t codeSetAt = 6;  // in a locale name ll_CC.code-set
 constexpr int32_t utf16BigCcsid = 1200, utf16MarkedCcsid = 1204;
 
 struct IsoName {

@@ -8,6 +8,7 @@
 namespace qrt::xml {
 
 inline constexpr int32_t utf16Ccsid = 1202, utf8Ccsid = 1208, latin1Ccsid = 819;
+inline constexpr size_t codeSetAt = 6;  // in a locale name ll_CC.code-set
 
 struct Target {
   uint8_t kind = 0;  // QRT_XGF_...
