@@ -38,7 +38,8 @@ inline std::u16string toUnits(std::string_view bytes, const char* encoding) {
 }
 
 // Text in an encoding, from UTF-16.
-inline std::string inEncoding(const std::u16string& units, const char* encoding) {
+inline std::string inEncoding(std::u16string_view units, const char* encoding) {
+  if (units.empty()) return {};
   std::string bytes(units.size() * 4 + 4, 0);
   auto length = static_cast<int32_t>(bytes.size());
   EXPECT_EQ(qrtConvFromUnicode(units.data(), static_cast<int32_t>(units.size() * 2), bytes.data(), &length,

@@ -5,27 +5,19 @@
 #include <string.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <random>
 
 #include "support/guards.h"
 #include "support/process.h"
 #include "support/program.h"
+#include "xml/documents.h"
 #include "xml/plain_generate.h"
 
 using namespace qrt::test;
 using namespace qrt::xml::plain;
 
 namespace {
-
-std::string fromUnits(std::u16string_view text, const char* page) {
-  if (text.empty()) return {};
-  std::string bytes(text.size() * 3, 0);
-  auto length = static_cast<int32_t>(bytes.size());
-  EXPECT_EQ(qrtConvFromUnicode(text.data(), static_cast<int32_t>(text.size() * 2), bytes.data(), &length,
-                               page, static_cast<int32_t>(strlen(page))),
-            0);
-  return bytes.substr(0, static_cast<size_t>(length));
-}
 
 std::string bytesOf(std::u16string_view text) {
   return {reinterpret_cast<const char*>(text.data()), text.size() * 2};
@@ -36,7 +28,7 @@ struct Form {
   uint8_t kind;
   const char* page;  // null for UTF-16
   std::string encode(std::u16string_view text) const {
-    return page != nullptr ? fromUnits(text, page) : bytesOf(text);
+    return page != nullptr ? inEncoding(text, page) : bytesOf(text);
   }
   size_t unit() const { return page != nullptr ? 1 : 2; }
   bool isUnicode() const { return page == nullptr || strcmp(page, "UTF-8") == 0; }
@@ -59,6 +51,13 @@ struct Tables {
     if (!name.empty()) names += static_cast<char>(name.size()) + name;
   }
 };
+
+Tables onlyRoot() {
+  Tables tables;
+  tables.add(1, 0, 0, "R");
+  tables.add(0, 0, 0);
+  return tables;
+}
 
 struct Generated {
   int32_t result, count;
@@ -83,14 +82,17 @@ struct Call {
     options.prefixLength = static_cast<int32_t>(strlen(prefix));
   }
 
+  int32_t run(uint8_t kind, const Tables& tables, void* output, size_t room, int32_t* count) const {
+    return _qrtcXGF(version, output, static_cast<uint32_t>(room), kind, tables.data.data(), &program,
+                    reinterpret_cast<const uint8_t*>(tables.image.data()), tables.counts.data(), 0, workSize,
+                    tables.entries.data(), reinterpret_cast<const uint8_t*>(tables.names.data()), &options, 0,
+                    count);
+  }
+
   Generated operator()(uint8_t kind, const Tables& tables, size_t room = 20000) const {
     Generated made = {};
-    const std::string item = itemAfter(room, [&](uint8_t* output) {
-      made.result = _qrtcXGF(version, output, static_cast<uint32_t>(room), kind, tables.data.data(), &program,
-                             reinterpret_cast<const uint8_t*>(tables.image.data()), tables.counts.data(), 0,
-                             workSize, tables.entries.data(),
-                             reinterpret_cast<const uint8_t*>(tables.names.data()), &options, 0, &made.count);
-    });
+    const std::string item =
+        itemAfter(room, [&](uint8_t* output) { made.result = run(kind, tables, output, room, &made.count); });
     const size_t bytes = static_cast<size_t>(made.count) * (kind == QRT_XGF_UTF16 ? 2 : 1);
     made.text = item.substr(0, bytes);
     EXPECT_EQ(item.find_first_not_of('#', bytes), item.npos) << "behind the document";
@@ -167,7 +169,7 @@ struct RandomTree {
     tables.add(level,
                flags[static_cast<int>(item.kind)] | item.isNumber * QRT_XGF_AS_NUMBER |
                    item.isJustified * QRT_XGF_JUSTIFIED | item.isAttribute * QRT_XGF_ATTRIBUTE,
-               value, item.kind == Kind::skipped ? "" : fromUnits(item.name, "QMC-1252"));
+               value, item.kind == Kind::skipped ? "" : inEncoding(item.name, "QMC-1252"));
     for (Item& child : item.children) describe(child, level + 1);
     lengths.emplace_back(&item, item.values.size());
     item.values.clear();
@@ -191,8 +193,8 @@ struct RandomTree {
       value.text = textFrom(oneIn(5) ? u" " : usual, u"\x01\t\x1F", length);
     }
     value.storage = item.kind == Kind::national ? bytesOf(value.text)
-                    : item.kind == Kind::ebcdic ? fromUnits(value.text, "QMC-1140")
-                                                : fromUnits(value.text, "QMC-1252");
+                    : item.kind == Kind::ebcdic ? inEncoding(value.text, "QMC-1140")
+                                                : inEncoding(value.text, "QMC-1252");
     return value;
   }
 
@@ -286,7 +288,7 @@ TEST_F(XmlGenerate, TakesDoubleByteTextAndNamesFromTheHostSide) {
     _qrtCleanUp();
     _qrtPgmInit(nullptr);
     Tables tables;
-    const std::string name = fromUnits(u"\x4E00\x4E8C", "QMC-939");  // between shift bytes
+    const std::string name = inEncoding(u"\x4E00\x4E8C", "QMC-939");  // between shift bytes
     tables.add(1, 0, 0, name);
     tables.add(2, QRT_XGF_DOUBLE_BYTE_TEXT, 4, "D");
     tables.add(2, QRT_XGF_DOUBLE_BYTE_TEXT | QRT_XGF_ATTRIBUTE, 2, name);
@@ -297,7 +299,7 @@ TEST_F(XmlGenerate, TakesDoubleByteTextAndNamesFromTheHostSide) {
     Call call;
     EXPECT_EQ(call(QRT_XGF_UTF16, tables).text, bytesOf(start + end));
     call.encode("UTF-8", 0);
-    EXPECT_EQ(call(QRT_XGF_ASCII, tables).text, fromUnits(start + end, "UTF-8"));
+    EXPECT_EQ(call(QRT_XGF_ASCII, tables).text, inEncoding(start + end, "UTF-8"));
     EXPECT_EQ(Call{}(QRT_XGF_EBCDIC, tables).result, QRT_XGF_NOT_EBCDIC);
     exit(HasFailure() ? 1 : 0);
   });
@@ -322,9 +324,7 @@ TEST_F(XmlGenerate, NamesTheEncodingInTheDeclaration) {
               {QRT_XGF_EBCDIC, u"QMC-1047-kx70", "qmc-1047-kx70"},
               {QRT_XGF_UTF16, u"UTF-16", "UTF-16"},
               {QRT_XGF_UTF16, u"1200", "UTF-16"}};
-  Tables tables;
-  tables.add(1, 0, 0, "R");
-  tables.add(0, 0, 0);
+  const Tables tables = onlyRoot();
   for (const auto& row : rows)
     for (const bool isNational : {false, true}) {
       const std::u16string given = row.given != nullptr ? row.given : u"";
@@ -384,9 +384,7 @@ TEST_F(XmlGenerate, RefusesWhatItCannotWrite) {
               {QRT_XGF_PREFIX, 2, {u"UTF-8"}, 0, false, usual, "urn", "1p"},
               {QRT_XGF_PREFIX, 3, {u"QMC-1140"}, 0, false, usual, "urn", "p q"},
               {0, 3, {u"QMC-1140"}, 0, false, usual, "  ", "1p"}};
-  Tables tables;
-  tables.add(1, 0, 0, "R");
-  tables.add(0, 0, 0);
+  const Tables tables = onlyRoot();
   for (const auto& row : rows)
     for (const std::u16string& encoding : row.encodings) {
       const std::string bytes(encoding.begin(), encoding.end());
@@ -403,6 +401,33 @@ TEST_F(XmlGenerate, RefusesWhatItCannotWrite) {
       EXPECT_EQ(made.result, row.result) << row.kind + 0 << bytes << row.program << row.name << row.prefix;
       EXPECT_EQ(made.count > 0, row.result == 0);
     }
+}
+
+// The page of a locale made for it, which has no CCSID.
+TEST_F(XmlGenerate, RefusesALocalesPageWithoutCcsid) {
+  char folder[] = "/tmp/qrt-locale-XXXXXX";
+  ASSERT_NE(mkdtemp(folder), nullptr);
+  const std::string locale = std::string(folder) + "/en_US.ISO-8859-14";
+  // A warning about categories that aren't used here is no failure.
+  const int status =
+      system(("localedef --no-archive -c -i POSIX -f ISO-8859-14 " + locale + " 2>/dev/null").c_str());
+  const bool isMade = status != -1 && std::filesystem::exists(locale + "/LC_CTYPE");
+  const Ended ended = inChild([&] {
+    setenv("LOCPATH", folder, 1);
+    setenv("LC_ALL", "en_US.ISO-8859-14", 1);
+    _qrtCleanUp();
+    _qrtPgmInit(nullptr);
+    const Tables tables = onlyRoot();
+    Call call;
+    for (const auto& [version, result] : {std::pair(100, QRT_XGF_WRONG_FAMILY), {200, QRT_XGF_NOT_ASCII}}) {
+      call.version = version;
+      EXPECT_EQ(call(QRT_XGF_ASCII, tables).result, result) << version;
+    }
+    exit(HasFailure() ? 1 : 0);
+  });
+  std::filesystem::remove_all(folder);
+  if (!isMade) GTEST_SKIP() << "no localedef with the character map (package locales)";
+  EXPECT_EQ(ended.exitCode, 0) << ended.out << ended.err;
 }
 
 TEST_F(XmlGenerate, ChecksNamesOfUtf16Documents) {
@@ -450,12 +475,7 @@ TEST_F(XmlGenerate, LeavesNothingBehindWhenMemoryIsShort) {
   std::string output(20000, 0);
   std::vector<int32_t> results;
   results.reserve(100);
-  const auto run = [&] {
-    return _qrtcXGF(200, output.data(), 20000, QRT_XGF_ASCII, made.tables.data.data(), &call.program,
-                    reinterpret_cast<const uint8_t*>(made.tables.image.data()), made.tables.counts.data(), 0,
-                    0, made.tables.entries.data(), reinterpret_cast<const uint8_t*>(made.tables.names.data()),
-                    &call.options, 0, nullptr);
-  };
+  const auto run = [&] { return call.run(QRT_XGF_ASCII, made.tables, output.data(), 20000, nullptr); };
   const int32_t wanted = run(), blocks = liveBlocks();
   bool failed = true;
   for (int32_t n = 1; failed; ++n) {
