@@ -265,8 +265,10 @@ View refill(DataFile& data, uint64_t offset, uint32_t size) {
     if (got < 0) return {nullptr, 0, errno};
     window.offset = offset;
     window.length = clipped(*data.header, offset, static_cast<uint32_t>(got));
-    if (!overlayImage(data)) return {nullptr, 0, errno};
+    const bool overlaid = overlayImage(data);
+    // An image that a change has put there, and the end of it has taken away, is no fault.
     if (load(data.header->sequence) != sequence) continue;
+    if (!overlaid) return {nullptr, 0, errno};
     window.sequence = sequence;
     return {window.bytes, window.length};
   }
