@@ -1,6 +1,5 @@
 // The compiler of message catalogues: what it refuses and where, and what a reader of its own finds in the
 // result.
-#include <string.h>
 
 #include <fstream>
 #include <map>

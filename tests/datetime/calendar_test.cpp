@@ -1,6 +1,4 @@
 // The calendar from its first day to its last beside one that counts days; the check of dates; eras.
-#include <qrtrlib.h>
-#include <string.h>
 
 #include <memory>
 

@@ -1,10 +1,6 @@
 // Rendering and parsing by pictures: known texts, random pictures beside the plain reading of the language,
 // the tokens one by one, and the helpers.
-#include <qrtrlib.h>
 #include <time.h>
-
-#include <algorithm>
-#include <random>
 
 #include "datetime/plain_picture.h"
 #include "support/allocation.h"

@@ -1,11 +1,6 @@
 // The date services: every condition with its twelve bytes, random dates and times there and back, the clock
 // in several time zones, the century window, twins for host data, and memory that runs out.
-#include <qrtrlib.h>
-#include <string.h>
 #include <time.h>
-
-#include <random>
-#include <string_view>
 
 #include "datetime/clock.h"
 #include "support/allocation.h"

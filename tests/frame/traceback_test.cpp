@@ -1,5 +1,4 @@
 // Tracebacks, with a line-number reader that follows a script, and trapped signals.
-#include <qrtrlib.h>
 #include <signal.h>
 #include <unistd.h>
 

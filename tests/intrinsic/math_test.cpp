@@ -1,13 +1,6 @@
 // Numeric functions in both widths: values, the checks of arguments, RANDOM bit by bit, statistics beside
 // plain sorting and summing.
 #include <math.h>
-#include <qrtrlib.h>
-#include <stdio.h>
-#include <string.h>
-
-#include <algorithm>
-#include <random>
-#include <vector>
 
 #include "support/allocation.h"
 #include "support/catalogue_writer.h"

@@ -1,11 +1,6 @@
 // NUMVAL and NUMVAL-C through all their entries, under a catalogue in which no message ends the run;
 // LOWER-CASE, UPPER-CASE and REVERSE.
 #include <ctype.h>
-#include <qrtrlib.h>
-#include <stdio.h>
-
-#include <algorithm>
-#include <random>
 
 #include "intrinsic/plain_numval.h"
 #include "statement/pictures.h"

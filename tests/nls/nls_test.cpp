@@ -1,12 +1,7 @@
 // The pair of code pages from locale and environment, the conversions between its two sides beside those of
 // ICU alone, the shift bytes of double-byte text, and national text.
-#include <qrtrlib.h>
-#include <stdlib.h>
-#include <string.h>
 #include <unicode/ucnv.h>
 
-#include <algorithm>
-#include <random>
 #include <tuple>
 
 #include "support/process.h"

@@ -1,8 +1,4 @@
 // The program cache: its bookkeeping beside the plain twin, and its life across run units.
-#include <qrtrlib.h>
-#include <string.h>
-
-#include <random>
 
 #include "program/modules.h"
 #include "program/plain_cache.h"

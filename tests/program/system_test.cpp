@@ -1,6 +1,4 @@
 // EXTERNAL items, commands of the operating system, and the registry.
-#include <qrtrlib.h>
-#include <string.h>
 
 #include "program/modules.h"
 #include "support/allocation.h"

@@ -1,10 +1,8 @@
 // INSPECT: known statements, random ones against the plain rules, messages, and what a statement asks of the
 // heap.
-#include <stdlib.h>
 
 #include <deque>
 #include <optional>
-#include <random>
 
 #include "statement/pictures.h"
 #include "statement/plain_inspect.h"

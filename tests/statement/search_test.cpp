@@ -1,6 +1,5 @@
 // SEARCH ALL: known numbers in every form, and random records against their normal forms. And the refresh of
 // segments.
-#include <random>
 
 #include "statement/pictures.h"
 #include "statement/plain_search.h"

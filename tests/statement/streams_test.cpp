@@ -1,7 +1,6 @@
 // DISPLAY, ACCEPT and STOP as they meet the streams, a terminal and the clock.
 #include <fcntl.h>
 #include <math.h>
-#include <stdlib.h>
 #include <time.h>
 #include <unistd.h>
 

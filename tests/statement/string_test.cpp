@@ -1,5 +1,4 @@
 // STRING and UNSTRING: known statements, and random ones against the plain rules.
-#include <random>
 
 #include "statement/pictures.h"
 #include "statement/plain_string.h"
