@@ -1,4 +1,4 @@
-// STRING and UNSTRING: known statements, and random ones against the plain rules.
+// STRING and UNSTRING: random statements against the plain rules, and known ones of UNSTRING.
 
 #include "statement/pictures.h"
 #include "statement/plain_string.h"
@@ -30,38 +30,6 @@ struct Statement {
   QrtUnstringBlock* unstring() { return reinterpret_cast<QrtUnstringBlock*>(block.data()); }
   QrtUnstringReceiver* items() { return reinterpret_cast<QrtUnstringReceiver*>(receivers.data()); }
 };
-
-// The outcome of a STRING of groups "DELIMITER:FIELD:FIELD", separated by "|".
-std::string strung(const std::string& target, int pointer, std::string_view groups, uint32_t flags = 0x80) {
-  Statement statement{{}, {}, target};
-  std::vector<std::vector<std::string>> texts;
-  for (const std::string& group : split(groups, "|")) texts.push_back(split(group, ":"));
-  statement.block = {flags << 24, address(statement.storage.data()), uint32_t(target.size()),
-                     uint32_t(pointer), uint32_t(texts.size())};
-  for (const auto& group : texts) {
-    for (const std::string& text : group) {
-      add(statement.block, {text.empty() ? 0 : address(text.data()), uint32_t(text.size())});
-      if (&text == &group[0]) add(statement.block, {uint32_t(group.size() - 1)});
-    }
-  }
-  _qrtcString(statement.string(), nullptr, &statement.overflow);
-  return statement.storage + " " + std::to_string(statement.string()->pointer) +
-         (statement.overflow == 2 ? " over" : "");
-}
-
-TEST(String, KnownStatements) {
-  EXPECT_EQ(strung("------", 1, " :AB CD"), "AB---- 3");
-  EXPECT_EQ(strung("------", 2, ",:,AB:CD"), "-CD--- 4");
-  EXPECT_EQ(strung("------", 1, "ABC:AB|:A,|BC:ABC"), "ABA,A- 6");
-  EXPECT_EQ(strung("--", 1, ":ABC:D"), "AB 3 over");
-  EXPECT_EQ(strung("----", 4, ":A", 0), "A--- 2");
-  EXPECT_EQ(strung("----", 5, ",:,:"), "---- 5");
-  EXPECT_EQ(strung("----", 0, ":A"), "---- 0 over");
-  EXPECT_EQ(strung("----", -0x7FFFFFFF, ":"), "---- -2147483647");
-  EXPECT_EQ(strung("----", 0x7FFFFFFF, ":A", 0x88), "---- 2147483647 over");
-  EXPECT_EQ(strung("--------", 2, "bc:abcdbc", 0xC0), "--abcd-- 4");
-  EXPECT_EQ(strung("-----", 1, ":abcdefg", 0x88), "abcde 3 over");
-}
 
 // The outcome of an UNSTRING into items of `size` bytes, with two bytes of DELIMITER IN for each.
 std::string unstrung(std::string_view source, std::string_view delimiters, int items, uint32_t flags,
