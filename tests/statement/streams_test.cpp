@@ -75,19 +75,6 @@ TEST(Display, ItemsAndTargets) {
               "okQRT170W  DISPLAY: an item has an unknown type or s");
 }
 
-TEST(Display, GivesADebuggerTheFirstItemOnly) {
-  char buffer[] = "####";
-  _qrtDebugBuf = buffer;
-  QrtDisplayItem items[] = {text("one"), text("two")};
-  const Ended ended = answer("", [&] {
-    const QrtDisplayControl control{2, QRT_DISPLAY_SYSOUT, 0, '.'};
-    _qrtcDisplay(&control, items);
-    return buffer + std::to_string(_qrtDebugBufLen) + std::to_string(items[0].digits);
-  });
-  _qrtDebugBuf = nullptr;
-  EXPECT_EQ(ended.out, "one#33");
-}
-
 // The receiver behind an ACCEPT, "#" in what stayed untouched.
 std::string accepted(int flags, int32_t length) {
   return itemAfter(length, [&](uint8_t* receiver) { _qrtcAccept(uint8_t(flags), length, receiver); });
