@@ -119,14 +119,4 @@ TEST(Registry, Values) {
   expect("HKEY_USERS#k#v", "at home");
 }
 
-TEST(MethodName, EndsAtItsFirstBlank) {
-  for (const auto& [source, expected] :
-       {std::pair{"NAME    ", "NAME"}, {"FULLNAME", "FULLNAME"}, {" A      ", ""}}) {
-    const auto move = [from = source](uint8_t* item) {
-      _qrtMoveMethodName(reinterpret_cast<char*>(item), from, 8);
-    };
-    EXPECT_STREQ(itemAfter(9, move).c_str(), expected);
-  }
-}
-
 }  // namespace
