@@ -43,16 +43,6 @@ TEST_F(Concatenations, ListsHandOutTheirNames) {
   EXPECT_EQ(handedOut(repeated("a;", 257)), "1");
   EXPECT_EQ(handedOut("EMPTY(+1)", true), "0: EMPTY.g0001v00");
   EXPECT_EQ(liveBlocks(), before);
-
-  const Ended ended = inChild([] {
-    int32_t verdict;
-    QrtConcatenation* const list = _qrt_Concat_Check("a;G", &verdict, 0, nullptr);
-    for (int step = 0; step < 3; ++step) _qrt_Concat_Next(list);
-    _qrt_Concat_Print(list);
-  });
-  EXPECT_EQ(ended.out,
-            "Concatenation data:\n  Entries:    2\n  Next:       1\n  Generation: -1\n  Flags:      1\n"
-            "  Names:\n    a\n    G\n");
 }
 
 TEST_F(Concatenations, RefusalsTellTheirCode) {
