@@ -1,6 +1,5 @@
 // The compiler of message catalogues: what it refuses and where, and what a reader of its own finds in the
 // result.
-#include <string.h>
 
 #include <fstream>
 #include <map>
@@ -86,31 +85,24 @@ TEST(CatalogueCompiler, JoinsAndUnescapes) {
   EXPECT_EQ(compile("1 2 x" + full).errors.size(), 1u);
 }
 
-// The values that each message is written with: s a text, d a word. Its text may show less of them, but a
-// word must not be taken for a text.
+// The values that messages are written with, the others with none: s a text, d a word. A text may show less
+// of them, but a word must not be taken for a text.
 const struct {
   std::string values;
   std::vector<int> messages;  // number * 100 + variant
-} valuesOf[] = {
-    {"", {1'01,    12'01,   13'01,   39'01,   40'01,   48'01,   49'01,   50'01,   51'01,   53'01,
-          54'01,   55'01,   58'01,   59'01,   60'01,   61'01,   96'06,   168'01,  169'01,  170'01,
-          202'01,  216'01,  216'02,  242'01,  243'01,  813'01,  901'01,  901'02,  902'01,  903'01,
-          907'01,  2502'01, 2503'01, 2505'01, 2506'01, 2507'01, 2508'01, 2509'01, 2510'01, 2511'01,
-          2512'01, 2513'01, 2514'01, 2515'01, 2516'01, 2517'01, 2518'01, 2519'01, 2520'01, 2521'01,
-          2522'01, 2525'01, 2526'01, 2527'01, 2531'01, 2533'01, 9999'01}},
-    {"d", {206'01, 221'01, 222'01, 223'01, 225'01, 993'01}},
-    {"s",
-     {66'01, 76'01, 77'01, 97'01, 100'01, 151'01, 160'01, 161'01, 163'01, 171'01, 176'01, 177'01, 178'01,
-      180'01, 201'51}},
-    {"ds", {994'01}},
-    {"sd", {179'01, 200'02, 224'01, 995'02}},
-    {"ss", {172'01, 174'01, 181'01, 230'01, 230'02}},
-    {"dds", {152'01, 155'01, 241'01}},
-    {"sdd", {26'01, 240'01}},
-    {"ssd", {96'01, 96'03, 96'04, 96'05, 96'07, 173'01}},
-    {"sss", {75'01}},
-    {"ssdd", {182'01}},
-    {"ssds", {200'01}}};
+} valuesOf[] = {{"d", {206'01, 221'01, 222'01, 223'01, 225'01, 993'01}},
+                {"s",
+                 {66'01, 76'01, 77'01, 97'01, 100'01, 151'01, 160'01, 161'01, 163'01, 171'01, 176'01, 177'01,
+                  178'01, 180'01, 201'51}},
+                {"ds", {994'01}},
+                {"sd", {179'01, 200'02, 224'01, 995'02}},
+                {"ss", {172'01, 174'01, 181'01, 230'01, 230'02}},
+                {"dds", {152'01, 155'01, 241'01}},
+                {"sdd", {26'01, 240'01}},
+                {"ssd", {96'01, 96'03, 96'04, 96'05, 96'07, 173'01}},
+                {"sss", {75'01}},
+                {"ssdd", {182'01}},
+                {"ssds", {200'01}}};
 
 // The values that a text shows, in order of position; a blank for one that it leaves out.
 std::string shownValues(const std::string& text) {
@@ -140,7 +132,7 @@ TEST(ShippedCatalogue, HasATextForEachMessageThatFitsItsValues) {
       for (size_t position = 0; position < shown.size(); ++position)
         EXPECT_TRUE(shown[position] == ' ' || shown[position] == values[position]) << message.mapped();
     }
-  for (const auto& [key, text] : messages) ADD_FAILURE() << key.first << "." << key.second << ": " << text;
+  for (const auto& [key, text] : messages) EXPECT_EQ(shownValues(text), "") << key.first << "." << key.second;
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "datetime/clock.h"
 
-#include <stdlib.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>

@@ -1,8 +1,6 @@
 // A clock that stands where a test puts it, and a time zone, for the library and the C library.
 #pragma once
 
-#include <stdint.h>
-
 namespace qrt::test {
 
 // While this object lives, it is `seconds` and half a second past 1970 in Greenwich, in the zone of a TZ

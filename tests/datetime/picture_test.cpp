@@ -1,10 +1,6 @@
-// Rendering and parsing by pictures: known texts, random pictures beside the plain reading of the language,
-// the tokens one by one, and the helpers.
-#include <qrtrlib.h>
+// Rendering and parsing by pictures: random pictures beside the plain reading of the language, and the
+// helpers.
 #include <time.h>
-
-#include <algorithm>
-#include <random>
 
 #include "datetime/plain_picture.h"
 #include "support/allocation.h"
@@ -66,56 +62,6 @@ DTSZdate_parts tuesday() {
   parts.year = 2024, parts.month = 3, parts.day = 5, parts.day_of_year = 65, parts.weekday = 3;
   parts.hour = 1, parts.minute = 5, parts.second = 7, parts.millisecond = 250, parts.ampm = 1;
   return parts;
-}
-
-TEST(Rendering, KnownTexts) {
-  constexpr const char* rows[][2] = {
-      {"Mmm ZD, YYYY", "0 Mar 5, 2024"},
-      {"MMM mmm MmM", "0 MAR mar MaR"},
-      {"Wwwwwwwwwz|WWWWWWWWWZ|Wwwwwwwwww|Www", "0 Tuesday|TUESDAY|Tuesday   |Tue"},
-      {"WWWWWWWz", "0 TUESDAY"},
-      {"WWWWWWz", "0 TUESDAy"},
-      {"RRRR|RRRZ|RRRRR", "0 III |III|RIII "},
-      {"HH:MI:SS.999 AP A.P.", "0 01:05:07.250 PM P.M"},
-      {"YYYYY Y YY YYY DDD ZM ZH MMI", "0 Y2024 4 24 000 065 3 1 03I"},
-      {"ZMI ZMM Zm Z <x> yy", "0 3I 03 Zm Z <x> yy"},
-      {"9999", "24"},
-      {"ZYY", "24"},
-      {"<JJJJ>", "14"},
-      {"<JJJ>", "24"},
-      {"MMMMMMMMMMMMMMMMMMMMM", "24"}};
-  for (const auto& [picture, expected] : rows)
-    EXPECT_EQ(rendered(tuesday(), picture, 80).substr(0, strlen(expected)), expected) << picture;
-  DTSZdate_parts parts = tuesday();
-  parts.era_type = QRT_ERA_JAPANESE;
-  parts.jp_era = 4, parts.jp_year = 39, parts.jp_month = 11, parts.jp_day = 12;
-  EXPECT_EQ(rendered(parts, "YY.MM.DD <JJJJ> YYYY ZYY Mmm", 80), "0 39.11.12 SHOW Y039 39 Mar");
-}
-
-TEST(Parsing, KnownTexts) {
-  constexpr const char* rows[][3] = {{"YYYY/MM/DD", "2024/3/5", "0 2024 3 5"},
-                                     {"MMMMMMMMMZ DD YYYY", "January 5   2024 and more", "0 2024 1 5"},
-                                     {"Mmmmmmmmmz DD YYYY", "Januar 5 2024", "8"},
-                                     {"RRRR-DD-YYYY", "viii-05-2024", "0 2024 8 5"},
-                                     {"RRRR-DD-YYYY", "IIX-05-2024", "8"},
-                                     {"ZM/ZD/YYYY", "12/5/2024", "0 2024 12 5"},
-                                     {"-YYYY", "-2024", "24"},
-                                     {"MM/DD", "12/05", "32"},
-                                     {"YYYY-MM-DD", "2024-03", "16"},
-                                     {"YYYYDDD YYYY", "2024065 2024", "24"},
-                                     {"<JJJJ> YY.MM.DD", "meij 5.99.99", "0 5 99 99"},
-                                     {"YY <JJJJ>", "24 MEIJ", "2"},
-                                     {"YY <JJJJ>", "24 MEJI", "3"},
-                                     {"<CCCCCCCC> YY/MM/DD", "REPUBLIC 5/6/7", "0 5 6 7"}};
-  for (const auto& [picture, input, expected] : rows) {
-    DTSZdate_parts parts;
-    std::string found = parsed(picture, input, &parts);
-    if (found[0] == '0') {
-      found = "0";
-      for (const int32_t value : {parts.year, parts.month, parts.day}) found += " " + std::to_string(value);
-    }
-    EXPECT_EQ(found, expected) << picture << input;
-  }
 }
 
 struct RandomPictures {
@@ -207,25 +153,15 @@ TEST(Parsing, EveryPictureAsItReads) {
 }
 
 TEST(Tokens, MoveTheirCursorsAndTheFlag) {
-  const DTSZdate_parts shown = tuesday();
-  char output[8] = {};
-  const char *const picture = "D-", *at = picture;
-  char* out = output;
+  char output[8] = {}, *out = output;
+  const char *picture = "D-", *input = "24", *const end = picture + 2;
+  DTSZdate_parts parts = tuesday();
   int32_t flag = 1;
-  EXPECT_EQ(DTSZOUTPUT_day(&shown, &out, &at, &flag, at + 2, output + 8), 0);
-  EXPECT_STREQ(output, "5");
-  EXPECT_TRUE(out == output + 1 && at == picture + 1 && flag == 0);
-
-  const Tables tables;
-  DTSZdate_parts read = {};
-  const char *const input = "SHOW5", *in = input;
-  at = "<JJJJ>";
-  EXPECT_EQ(DTSZCONVERT_jp_era(&read, &in, &at, &flag, at + 6, input + 5, tables.ofJapan()), 0);
-  at = "YY";
-  flag = 1;
-  EXPECT_EQ(DTSZCONVERT_year(&read, &in, &at, &flag, at + 2, input + 5), 0);
-  EXPECT_TRUE(read.era_type == QRT_ERA_JAPANESE && read.jp_era == 4 && read.year == 5);
-  EXPECT_TRUE(in == input + 5 && flag == 0);
+  EXPECT_EQ(DTSZOUTPUT_day(&parts, &out, &picture, &flag, end, output + 8), 0);
+  EXPECT_TRUE(output == std::string("5") && out == output + 1 && picture == end - 1 && flag == 0);
+  picture = "YY", flag = 1, parts.era_type = QRT_ERA_JAPANESE;
+  EXPECT_EQ(DTSZCONVERT_year(&parts, &input, &picture, &flag, picture + 2, input + 2), 0);
+  EXPECT_EQ(std::to_string(parts.year) + "|" + input + "|" + picture + "|" + std::to_string(flag), "24|||0");
 }
 
 TEST(Helpers, NumbersAndStrings) {
@@ -240,18 +176,12 @@ TEST(Helpers, NumbersAndStrings) {
   char to[] = "....", *at = to;
   EXPECT_EQ(DTSZprint_number(12345, "%05d", 3, &at, to + 2), 4);
   EXPECT_STREQ(to, "34..");
-  EXPECT_EQ(DTSZcheck_length(to, to + 3, 3), 0);
-  EXPECT_EQ(DTSZcheck_length(to, to + 3, 4), 4);
   EXPECT_EQ(DTS_strncmp("a\xFF", "ab", 2), 1);
   const char* const text = "x<JJJJ";
   EXPECT_EQ(DTS_strstrend(text, text + 6, "<JJ"), text + 1);
   EXPECT_EQ(DTS_strstrend(text, text + 3, "<JJ"), nullptr);
   EXPECT_EQ(DTS_fmod(7.5, 2), 1.5);
-  EXPECT_EQ(DTS_fmod(-1, 2), -1.0);
   EXPECT_EQ(DTS_fmod(1, 0), -1.0);
-  for (const auto& [picture, isTwelve] :
-       {std::pair{"HH AP", 1}, {"A.P", 1}, {"ap", 0}, {"Aug AP", 0}, {"A..P", 0}, {"", 0}})
-    EXPECT_EQ(DTSZpm_format(picture, picture + strlen(picture)), isTwelve) << picture;
   const char *first = "abcd", *second = "abxd";
   EXPECT_EQ(DTSZDELIMITERS(&first, &second, first + 4, second + 4), 0);
   EXPECT_EQ(*first, 'c');

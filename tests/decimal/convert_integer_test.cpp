@@ -57,19 +57,4 @@ TEST(ConvertInteger, FollowsTheTextBothWaysInEveryWidth) {
   BOTH_WAYS(uint64_t, Uns8, returned)
 }
 
-TEST(ConvertInteger, EveryBadByteIsReported) {
-  const struct {
-    const char* item;
-    int32_t digits;
-    const char* numbers;
-  } cases[] = {{"1233", 3, "39 "},        {"12AC", 3, "903 "},      {"A01C", 2, "903 "},
-               {"1FA12C", 5, "903 903 "}, {"1F1230", 5, "903 39 "}, {"123A", 3, ""}};
-  for (const auto& [item, digits, numbers] : cases)
-    EXPECT_EQ(reportsOf([&] {
-                _qrtcBCD_CONV_Pckd_To_Int4(fromHexadecimal(item).data(), digits);
-                return std::string();
-              }).numbers,
-              numbers);
-}
-
 }  // namespace

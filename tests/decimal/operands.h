@@ -2,12 +2,6 @@
 // the messages that compiled code causes.
 #pragma once
 
-#include <qrtrlib.h>
-#include <stdio.h>
-
-#include <algorithm>
-#include <random>
-
 #include "support/catalogue_writer.h"
 #include "support/guards.h"
 #include "support/process.h"

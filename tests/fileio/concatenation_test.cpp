@@ -1,5 +1,4 @@
-// Concatenations: lists of names, and files that are opened and read through them.
-#include <random>
+// Concatenations: lists of names, and files that are opened through them.
 
 #include "generations.h"
 
@@ -44,55 +43,6 @@ TEST_F(Concatenations, ListsHandOutTheirNames) {
   EXPECT_EQ(handedOut(repeated("a;", 257)), "1");
   EXPECT_EQ(handedOut("EMPTY(+1)", true), "0: EMPTY.g0001v00");
   EXPECT_EQ(liveBlocks(), before);
-
-  const Ended ended = inChild([] {
-    int32_t verdict;
-    QrtConcatenation* const list = _qrt_Concat_Check("a;G", &verdict, 0, nullptr);
-    for (int step = 0; step < 3; ++step) _qrt_Concat_Next(list);
-    _qrt_Concat_Print(list);
-  });
-  EXPECT_EQ(ended.out,
-            "Concatenation data:\n  Entries:    2\n  Next:       1\n  Generation: -1\n  Flags:      1\n"
-            "  Names:\n    a\n    G\n");
-}
-
-TEST_F(Concatenations, ReadOnAcrossTheirMembers) {
-  makeFile("a", "a1\na2\n");
-  makeFile("b", "b1");
-  makeFile("empty", "");
-  makeGroup("G", {9999, 1, 2});
-  // Assigned names, "?" for an OPTIONAL file, with what is seen: status of the OPEN, the records, statuses of
-  // two READs at their end and of the CLOSE, USE procedures. A member that can't be opened ends the reading,
-  // and the file is closed.
-  const auto rows = rowsOf(
-      "a;b = 00 a1 a2 b1 1046 00 ii | NAT-;empty;a;;empty;NAT-b;empty; = 00 a1 a2 b1 1046 00 ii | "
-      "a;G(*) = 00 a1 a2 G2 G1 G9999 1046 00 ii | G = 00 G2 G1 G9999 1046 00 ii | "
-      "G(-1) = 00 G1 1046 00 ii | ?x;a;y;b;z = 00 a1 a2 b1 1046 00 ii | ?x;y = 05 1046 00 ii | "
-      "x;a = 35 4747 42 ifff | a;x;b = 00 a1 a2 3347 42 iff");
-  int32_t before = 0;
-  for (const bool warm : {false, true}) {
-    if (warm) before = liveBlocksAfterARun();
-    for (const auto& [assigned, expected] : rows) {
-      const bool optional = assigned[0] == '?';
-      File file(assigned.substr(optional), 8);
-      if (optional) file.description.attributes |= QRT_FILE_OPTIONAL;
-      file.noteUse();
-      used.clear();
-      FileProgram program("READER", {&file});
-      std::string seen;
-      run(program, [&] {
-        seen = program.open(input);
-        std::string status;
-        while ((status = program.read()) == "00")
-          seen += " " + program.record().substr(0, program.record().find_last_not_of(' ') + 1);
-        seen += " " + status;
-        seen += program.read();
-        seen += " " + program.close() + " " + used;
-      });
-      EXPECT_EQ(seen, expected) << assigned;
-    }
-  }
-  EXPECT_EQ(liveBlocks(), before) << "lists go with their CLOSE or their run unit";
 }
 
 TEST_F(Concatenations, RefusalsTellTheirCode) {

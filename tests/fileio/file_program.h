@@ -3,11 +3,7 @@
 #pragma once
 
 #include <dlfcn.h>
-#include <qrtrlib.h>
-#include <stdlib.h>
-#include <string.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>

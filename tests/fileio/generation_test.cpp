@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <numeric>
-#include <random>
 #include <span>
 
 #include "fileio/plain_generation.h"

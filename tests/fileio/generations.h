@@ -1,7 +1,6 @@
 // Generation groups in a folder of a test: names as the library resolves them, and catalogues word by word.
 #pragma once
 
-#include <algorithm>
 #include <array>
 
 #include "file_program.h"

@@ -2,8 +2,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <random>
-
 #include "file_program.h"
 
 using namespace qrt::test;
@@ -127,46 +125,6 @@ TEST_F(LineSequential, AdvancesAheadOfTheRecord) {
       });
       EXPECT_EQ(contentOf("out"), second ? row.second : row.first) << int(row.flags) << " " << row.count;
     }
-}
-
-TEST_F(LineSequential, OpensByModeAndPresence) {
-  constexpr uint8_t optional = QRT_FILE_OPTIONAL;
-  struct {
-    const char* name;
-    uint16_t mode;
-    uint8_t attributes;
-    const char *status, *content;  // the latter after one record and CLOSE; empty for no file
-  } const table[] = {
-      {"there", input, 0, "00", "old\n"},
-      {"there", output, 0, "00", "new\n"},
-      {"there", extend, 0, "00", "old\nnew\n"},
-      {"there", inputOutput, 0, "37", "old\n"},
-      {"absent", input, 0, "35", ""},
-      {"absent", extend, optional, "05", "new\n"},
-      {"absent", input, optional, "05", ""},
-      {"absent", inputOutput, optional, "05", ""},
-      {".", input, 0, "37", ""},
-      {"no/where", output, 0, "30", ""},
-  };
-  for (const auto& row : table) {
-    makeFile("there", "old\n");
-    std::filesystem::remove("absent");
-    File file(row.name);
-    file.description.attributes |= row.attributes;
-    FileProgram program("MAIN", {&file});
-    run(program, [&] {
-      EXPECT_EQ(program.open(row.mode), row.status) << row.name << row.mode;
-      const bool open = file.own.openState != 0;
-      if (open && file.own.stream == nullptr) {
-        EXPECT_EQ((Texts{program.read(), program.read()}), (Texts{"10", "46"}));
-      }
-      if (open && (row.mode & QRT_OPEN_CAN_WRITE) != 0) program.write("new");
-      EXPECT_EQ((Texts{program.close(), program.close()}), (Texts{open ? "00" : "42", "42"}));
-      EXPECT_EQ(file.own.flags, 0u);
-    });
-    EXPECT_EQ(std::filesystem::is_directory(row.name) ? "" : contentOf(row.name), row.content)
-        << row.name << row.mode;
-  }
 }
 
 TEST_F(LineSequential, FlushesWhatItIsAskedTo) {

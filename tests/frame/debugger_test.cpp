@@ -1,5 +1,4 @@
 // Severe messages under a debugger: they come back through the guard, and the debugger's module gets them.
-#include <qrtrlib.h>
 #include <unistd.h>
 
 #include "support/catalogue_writer.h"

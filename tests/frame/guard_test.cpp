@@ -1,6 +1,5 @@
 // Jump primitives, as a caller written in assembler meets them, the anchors of the guards, and path
 // splitting.
-#include <qrtrlib.h>
 
 // Sets the buffer, then changes all that it keeps and jumps. What came back goes to `out`: the result, EBX,
 // ESI, EDI, EBP and ESP less their values before, and the x87 control and status words.

@@ -2,11 +2,8 @@
 #include "frame/hash.h"
 
 #include <math.h>
-#include <qrtrlib.h>
 
-#include <algorithm>
 #include <deque>
-#include <random>
 
 // The bucket by the rule, byte by byte.
 static int32_t bucketOf(const std::string& key, int32_t buckets) {

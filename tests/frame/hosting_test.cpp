@@ -1,7 +1,5 @@
 // Hosts: nested run units of a transaction monitor, containers of both kinds, and registered stop-run
 // routines.
-#include <qrtrlib.h>
-#include <stdlib.h>
 
 #include "support/allocation.h"
 #include "support/process.h"

@@ -1,7 +1,5 @@
 // Processes, run units and programs: how they come up, and by which way they go down.
 #include <pthread.h>
-#include <qrtrlib.h>
-#include <stdlib.h>
 #include <time.h>
 
 #include "support/allocation.h"

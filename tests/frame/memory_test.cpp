@@ -1,7 +1,4 @@
 // The memory calls in plain and hosted mode.
-#include <qrtrlib.h>
-
-#include <random>
 
 #include "support/allocation.h"
 

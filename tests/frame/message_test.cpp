@@ -1,12 +1,7 @@
 // The message writer: heads, texts, wrap, ends of the run. Each test that writes does so in a child, where
 // the writer starts anew with the catalogue that the test has written.
-#include <qrtrlib.h>
-#include <string.h>
 #include <sys/mman.h>
 #include <unistd.h>
-
-#include <algorithm>
-#include <random>
 
 #include "support/catalogue_writer.h"
 #include "support/process.h"

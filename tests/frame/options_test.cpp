@@ -1,7 +1,5 @@
 // COBRTOPT: what each text leaves in the records, whether signals are trapped, and what is reported.
-#include <qrtrlib.h>
 #include <signal.h>
-#include <stdlib.h>
 
 #include <regex>
 

@@ -1,6 +1,4 @@
 // The standard COBOL files: which variable names them, how they are opened, what stands in for them.
-#include <qrtrlib.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <fstream>

@@ -1,6 +1,4 @@
 // The intrinsic functions on dates.
-#include <qrtrlib.h>
-#include <stdlib.h>
 #include <time.h>
 
 #include "support/process.h"

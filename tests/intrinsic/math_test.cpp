@@ -1,13 +1,8 @@
 // Numeric functions in both widths: values, the checks of arguments, RANDOM bit by bit, statistics beside
 // plain sorting and summing.
 #include <math.h>
-#include <qrtrlib.h>
-#include <stdio.h>
-#include <string.h>
 
-#include <algorithm>
-#include <random>
-#include <vector>
+#include <regex>
 
 #include "support/allocation.h"
 #include "support/catalogue_writer.h"
@@ -32,12 +27,10 @@ TEST(Math, FunctionsOfOneArgument) {
                    {_qrtLogFloat8, _qrtLogFloat16, logl},       {_qrtLog10Float8, _qrtLog10Float16, log10l},
                    {_qrtSqrtFloat8, _qrtSqrtFloat16, sqrtl},    {_qrtInteger, _qrtInteger16, floorl},
                    {_qrtIntegerPart, _qrtIntegerPart16, truncl}};
-  for (const auto& function : functions)
-    for (const double argument : {0.25, 0.9, 1.0}) {
-      const long double expected = function.peer(argument);
-      EXPECT_EQ(function.wide(argument), expected);
-      EXPECT_NEAR(function.narrow(argument), static_cast<double>(expected), 4e-16);
-    }
+  for (const auto& [narrow, wide, peer] : functions) {
+    EXPECT_EQ(wide(0.9), peer(0.9));
+    EXPECT_NEAR(narrow(0.9), static_cast<double>(peer(0.9)), 4e-16);
+  }
   EXPECT_EQ(_qrtInteger(-1.5), -2);
   EXPECT_EQ(_qrtInteger16(-0x1p-70L), -1);
   EXPECT_EQ(_qrtIntegerPart(-1.5), -1);
@@ -116,7 +109,7 @@ TEST(Math, BadArgumentsAreReported) {
     const Catalogue texts(entries);
     Program program("RANDOM");
     run(program, [] {
-      const auto seed = [](double first) { fprintf(stderr, "%.0f;", first * 2147483647 / 950706376); };
+      const auto seed = [](double first) { fprintf(stderr, "%.0f/", first * 2147483647 / 950706376); };
       seed(_qrtRandomInt8(-9));
       _qrtRandomInt8(1000000000000000000);
       _qrtRandomFloat8(2e18);
@@ -125,32 +118,12 @@ TEST(Math, BadArgumentsAreReported) {
       seed(_qrtRandomFloat8(NAN));
     });
   });
-  std::string expected;
-  for (const char* told : {"179ACOS -1",
-                           "176ACOS 1",
-                           "179ASIN -1",
-                           "176ASIN 1",
-                           "178LOG",
-                           "178LOG10",
-                           "179SQRT 0",
-                           "177REM",
-                           "100PRESENT-VALUE",
-                           "907memory",
-                           "163RANDOM",
-                           "1;",
-                           "176RANDOM 1000000000000000000",
-                           "176RANDOM 2000000000000000000",
-                           "163RANDOM",
-                           "180RANDOM",
-                           "1;",
-                           "180RANDOM",
-                           "2;",
-                           "180RANDOM",
-                           "1;"})
-    if (told[1] == ';')
-      expected += told;
-    else if (canFailAllocations || told[0] != '9')
-      expected += "QRT" + std::string(told, 3) + "I  " + (told + 3) + "\n\n";
+  std::string expected =
+      "179ACOS -1;176ACOS 1;179ASIN -1;176ASIN 1;178LOG;178LOG10;179SQRT 0;177REM;100PRESENT-VALUE;907memory;"
+      "163RANDOM;1/176RANDOM 1000000000000000000;176RANDOM 2000000000000000000;163RANDOM;180RANDOM;1/"
+      "180RANDOM;2/180RANDOM;1/";
+  if (!canFailAllocations) expected.erase(expected.find("907"), strlen("907memory;"));
+  expected = std::regex_replace(expected, std::regex("(\\d{3})([^;]+);"), "QRT$1I  $2\n\n");
   EXPECT_EQ(ended.err, expected);
 }
 

@@ -1,6 +1,4 @@
 // CALL of names and CANCEL: where programs are found, and what becomes of those that aren't.
-#include <qrtrlib.h>
-#include <string.h>
 
 #include <regex>
 

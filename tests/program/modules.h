@@ -2,12 +2,9 @@
 #pragma once
 
 #include <dlfcn.h>
-#include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
-#include <string>
 
 #include "support/process.h"
 

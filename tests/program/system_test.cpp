@@ -1,6 +1,4 @@
 // EXTERNAL items, commands of the operating system, and the registry.
-#include <qrtrlib.h>
-#include <string.h>
 
 #include "program/modules.h"
 #include "support/allocation.h"
@@ -119,16 +117,6 @@ TEST(Registry, Values) {
     expect(key, untouched);
   unsetenv("QRT_REGISTRY");
   expect("HKEY_USERS#k#v", "at home");
-}
-
-TEST(MethodName, EndsAtItsFirstBlank) {
-  for (const auto& [source, expected] :
-       {std::pair{"NAME    ", "NAME"}, {"FULLNAME", "FULLNAME"}, {" A      ", ""}}) {
-    const auto move = [from = source](uint8_t* item) {
-      _qrtMoveMethodName(reinterpret_cast<char*>(item), from, 8);
-    };
-    EXPECT_STREQ(itemAfter(9, move).c_str(), expected);
-  }
 }
 
 }  // namespace

@@ -1,14 +1,9 @@
 // What goes wrong around plain record files: disks that fill up, processes that are killed or run at once.
 #include <sched.h>
-#include <signal.h>
-#include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <random>
 
 #include "record_program.h"
 
@@ -115,21 +110,12 @@ struct Scene {
   }
 };
 
-// A process that does the work until it is killed; comes back once it has begun.
-pid_t startWork(Scene& scene, const Work& work) {
-  auto* const begun = static_cast<volatile uint32_t*>(
-      mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-  const pid_t child = fork();
-  if (child == 0) {
+// What a process does without end.
+auto endless(Scene& scene, const Work& work) {
+  return [&](std::atomic<uint32_t>& turns) {
     scene.program.open(work.mode);
-    for (uint32_t turn = 0;; ++turn) {
-      work.once(scene.program, turn);
-      *begun = 1;
-    }
-  }
-  while (*begun == 0) usleep(20);
-  munmap(const_cast<uint32_t*>(begun), 4096);
-  return child;
+    for (;; ++turns) work.once(scene.program, turns);
+  };
 }
 
 // Reads the file through; the number of records, or -1 for one that isn't whole or a READ that fails.
@@ -151,10 +137,10 @@ TEST_F(Faults, KilledInTheMiddleOfEachVerb) {
       Scene scene(work);
       run(scene.program, [&] {
         scene.begin();
-        const pid_t child = startWork(scene, work);
+        const Worker worker(endless(scene, work));
+        worker.await(1);
         usleep(random() % 3000);
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
+        worker.kill();
         // As a reader finds it; after the next writer has put it in order; and with what that one does.
         const int count = recordsOf(scene, input);
         EXPECT_GE(count, work.keeps ? static_cast<int>(numbers) : 0);
@@ -187,7 +173,8 @@ TEST_F(Faults, ReadersAlwaysSeeWholeRecords) {
       Scene scene(work);
       run(scene.program, [&] {
         scene.begin();
-        const pid_t child = startWork(scene, work);
+        const Worker worker(endless(scene, work));
+        worker.await(1);
         const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(250);
         while (std::chrono::steady_clock::now() < end) EXPECT_GE(recordsOf(scene, input), 0);
         // Between two of the writer's sessions this one may get the file.
@@ -195,8 +182,7 @@ TEST_F(Faults, ReadersAlwaysSeeWholeRecords) {
         for (; scene.program.open(extend, 1) != "61" && tries < 100; ++tries)
           scene.program.close(0, 1), usleep(2000);
         EXPECT_LT(tries, 100);
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
+        worker.kill();
       });
     }
   recordLength = large;

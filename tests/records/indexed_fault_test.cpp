@@ -1,10 +1,6 @@
 // Indexed files when things go wrong: writers that are killed, other users of the file, full disks, foreign
 // files, memory that runs out.
-#include <signal.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <map>
 
@@ -75,42 +71,26 @@ Customer contentBy(uint8_t key) {
   return found;
 }
 
-// Lets a child perform statements, and kills it when it has done `deadline` of them, or a moment later.
-// Returns the count of those that had come back.
-uint32_t killedAfter(uint32_t deadline, useconds_t moment) {
-  auto* const done = static_cast<volatile uint32_t*>(
-      mmap(nullptr, sizeof(uint32_t), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-  const pid_t child = fork();
-  if (child == 0) {
-    Customers file;
-    IndexedProgram program("MAIN", {&file});
-    run(program, [&] {
-      program.open(output);
-      program.close();
-      program.open(inputOutput);
-      for (;;) {
-        performStatement(program, *done);
-        *done = *done + 1;
-      }
-    });
-    _exit(1);
-  }
-  while (*done < deadline) usleep(20);
-  usleep(moment);
-  kill(child, SIGKILL);
-  int status;
-  waitpid(child, &status, 0);
-  EXPECT_TRUE(WIFSIGNALED(status));
-  const uint32_t count = *done;
-  munmap(const_cast<uint32_t*>(done), sizeof(uint32_t));
-  return count;
+// Performs statements without end.
+void performAll(std::atomic<uint32_t>& done) {
+  Customers file;
+  IndexedProgram program("MAIN", {&file});
+  run(program, [&] {
+    program.open(output);
+    program.close();
+    program.open(inputOutput);
+    for (;; ++done) performStatement(program, done);
+  });
 }
 
 TEST_F(IndexedFaults, AKilledWriterLeavesWholeBursts) {
   for (uint32_t round = 0; round < 100 && !HasFailure(); ++round) {
     const uint32_t burst = round % 2 == 0 ? 1 : 40;
     setenv("QRT_INDEXED_COMMIT", std::to_string(burst).c_str(), 1);
-    const uint32_t done = killedAfter(1 + round * 3, round * 13 % 211);
+    const Worker worker(performAll);
+    worker.await(1 + round * 3);
+    usleep(round * 13 % 211);
+    const uint32_t done = worker.kill();
     EXPECT_EQ(queryOn("customers", "PRAGMA integrity_check"), "ok");
     const Customer found = contentBy(0);
     EXPECT_EQ(contentBy(1), found);
@@ -297,23 +277,6 @@ TEST_F(IndexedFaults, OtherFilesAreRefused) {
     EXPECT_EQ(openedAs(output, otherFile).substr(0, 2), other.replaceStatus) << other.name;
   }
   EXPECT_EQ(contentOf("foreign"), foreign);
-}
-
-TEST_F(IndexedFaults, ReplacedFilesGiveTheirSpaceBack) {
-  Customers file(QRT_ACCESS_RANDOM);
-  IndexedProgram program("MAIN", {&file});
-  run(program, [&] {
-    program.open(output);
-    for (uint32_t number = 0; number < 5000; ++number) program.write(customer(number, number % 90, 0));
-    program.close();
-    const auto before = std::filesystem::file_size("customers");
-    EXPECT_EQ(program.open(output), "00");
-    EXPECT_EQ(program.write(customer(1, 1, 0)), "00");
-    EXPECT_EQ(program.close(), "00");
-    EXPECT_LT(std::filesystem::file_size("customers"), before / 10);
-    EXPECT_FALSE(std::filesystem::exists("customers-wal"));
-  });
-  EXPECT_EQ(contentBy(1).size(), 1u);
 }
 
 // With each request for memory that fails in turn a verb fails, and nothing is left open or lost.

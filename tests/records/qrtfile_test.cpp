@@ -1,8 +1,6 @@
 // qrtfile as its users run it: text and back for any bytes, faults found, exit codes.
 #include <sys/wait.h>
 
-#include <random>
-
 #include "record_program.h"
 
 using namespace qrt::test;

@@ -1,6 +1,13 @@
 // Compiled programs with record files: statements of every verb and access mode.
 #pragma once
 
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+
 #include "fileio/file_program.h"
 
 namespace qrt::test {
@@ -56,6 +63,34 @@ struct RecordProgram : FileProgram {
     memcpy(file.record, record.data(), std::min<size_t>(record.size(), room));
     file.recordLength = static_cast<uint32_t>(record.size());
   }
+};
+
+// A child process that does one turn of its work after the other until it is killed.
+class Worker {
+ public:
+  // The work counts the turns that have come back, and doesn't come back itself.
+  explicit Worker(const std::function<void(std::atomic<uint32_t>& turns)>& work) {
+    if (process_ = fork(); process_ == 0) work(*turns_);
+  }
+  Worker(const Worker&) = delete;
+  ~Worker() { munmap(turns_, sizeof *turns_); }
+
+  void await(uint32_t turns) const {
+    while (*turns_ < turns) usleep(20);
+  }
+  // Returns how many turns had come back.
+  uint32_t kill() const {
+    int status;
+    ::kill(process_, SIGKILL);
+    waitpid(process_, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    return *turns_;
+  }
+
+ private:
+  std::atomic<uint32_t>* const turns_ = static_cast<std::atomic<uint32_t>*>(
+      mmap(nullptr, sizeof *turns_, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  pid_t process_;
 };
 
 }  // namespace qrt::test

@@ -1,7 +1,9 @@
 // Sequential record files: the bytes on disk and concatenations; and OPEN with its statuses for both plain
 // organizations.
 #include <map>
+#include <regex>
 
+#include "fileio/generations.h"
 #include "record_program.h"
 
 using namespace qrt::test;
@@ -47,13 +49,29 @@ TEST_F(Sequential, LayoutOnDisk) {
   });
 }
 
-// What a program sees of an assignment: the status of OPEN, records, statuses of two READs at the end and of
-// CLOSE, the USE procedures, and the extended status of the first of these READs.
-std::string readThrough(const std::string& assigned, bool optional, bool variable) {
-  RecordFile file(assigned, QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, 2);
-  if (variable) file.makeVariable(1);
+// The kinds of files that are read through concatenations, with the letters of their file system.
+const struct Kind {
+  uint8_t organization;
+  bool variable;
+  const char* letters;
+} kinds[] = {{QRT_ORGANIZATION_LINE_SEQUENTIAL, false, "NAT"},
+             {QRT_ORGANIZATION_SEQUENTIAL, false, "PLT"},
+             {QRT_ORGANIZATION_SEQUENTIAL, true, "PLT"}};
+
+struct Member : RecordFile {
+  Member(const std::string& name, const Kind& kind)
+      : RecordFile(name, kind.organization, QRT_ACCESS_SEQUENTIAL, 2) {
+    if (kind.variable) makeVariable(1);
+    noteUse();
+  }
+};
+
+// What a program sees of an assignment, "?" ahead of an OPTIONAL one: the status of OPEN, records, statuses
+// of two READs at the end and of CLOSE, the USE procedures, and the extended status of a member's failure.
+std::string readThrough(const std::string& assigned, const Kind& kind) {
+  const bool optional = assigned[0] == '?';
+  Member file(assigned.substr(optional), kind);
   if (optional) file.description.attributes |= QRT_FILE_OPTIONAL;
-  file.noteUse();
   used.clear();
   RecordProgram program("MAIN", {&file});
   std::string seen, extended;
@@ -62,82 +80,87 @@ std::string readThrough(const std::string& assigned, bool optional, bool variabl
     std::string status;
     while ((status = program.read()) == "00") seen += " " + program.taken();
     EXPECT_EQ(verbSeen, QRT_VERB_READ);
-    extended = file.extendedArea.text();
+    if (status == "33") extended = " " + file.extendedArea.text();
     seen += " " + status + program.read();
     seen += " " + program.close();
   });
-  return seen + " " + used + " " + extended.substr(0, extended.find(' '));
+  return seen + " " + used + extended.substr(0, extended.find(' ', 1));
 }
 
 TEST_F(Sequential, ReadsOnAcrossMembers) {
-  const struct {
-    const char *assigned, *seen;
-    bool optional = false;
-  } table[] = {{"a;b", "00 a1 a2 b1 1046 00 ii 000010"},
-               {"empty;a;;empty;PLT-b;empty", "00 a1 a2 b1 1046 00 ii 000010"},
-               {"x;a;y;b;z", "00 a1 a2 b1 1046 00 ii 000010", true},
-               {"x;y", "05 1046 00 ii 000000", true},
-               {"a;text;b", "00 a1 a2 3347 42 iff 000039,text"},
-               {"a;x", "00 a1 a2 3347 42 iff 000035,x"}};
+  // A member that can't be opened ends the reading, and the file is closed. %- for the file system.
+  const auto rows = rowsOf(
+      "a;b = 00 a1 a2 b1 1046 00 ii | %-;empty;a;;empty;%-b;empty; = 00 a1 a2 b1 1046 00 ii | "
+      "a;G(*) = 00 a1 a2 g2 g1 g9 1046 00 ii | G = 00 g2 g1 g9 1046 00 ii | G(-1) = 00 g1 1046 00 ii | "
+      "?x;a;y;b;z = 00 a1 a2 b1 1046 00 ii | ?x;y = 05 1046 00 ii | x;a = 35 4747 42 ifff | "
+      "a;x;b = 00 a1 a2 3347 42 iff 000035,x | a;text;b = 00 a1 a2 3347 42 iff 000039,text");
+  const std::map<std::string, Texts> members = {{"a", {"a1", "a2"}},    {"b", {"b1"}},
+                                                {"empty", {}},          {"G.g9999v00", {"g9"}},
+                                                {"G.g0001v00", {"g1"}}, {"G.g0002v00", {"g2"}}};
+  makeGroup("G", {9999, 1, 2});
   makeFile("text", std::string(500, 'x'));
-  for (const bool variable : {false, true}) {
-    for (const auto& [name, records] :
-         std::map<std::string, Texts>{{"a", {"a1", "a2"}}, {"b", {"b1"}}, {"empty", {}}}) {
-      RecordFile file(name, QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, 2);
-      if (variable) file.makeVariable(1);
+  for (const Kind& kind : kinds) {
+    for (const auto& [name, records] : members) {
+      Member file(name, kind);
       RecordProgram program("MAIN", {&file});
       run(program, [&] {
-        program.open(output);
+        EXPECT_EQ(program.open(output), "00");
         for (const std::string& record : records) program.write(record);
       });
     }
+    readThrough("a;G;x", kind);  // what is kept for good
     const int32_t before = liveBlocks();
-    for (const auto& row : table)
-      EXPECT_EQ(readThrough(row.assigned, row.optional, variable), row.seen) << row.assigned;
-    EXPECT_EQ(liveBlocks(), before);
+    for (const auto& [assigned, seen] : rows) {
+      if (kind.organization == QRT_ORGANIZATION_LINE_SEQUENTIAL && assigned == "a;text;b") continue;
+      EXPECT_EQ(readThrough(std::regex_replace(assigned, std::regex("%"), kind.letters), kind), seen)
+          << assigned;
+    }
+    EXPECT_EQ(liveBlocks(), before) << "lists go with their CLOSE or their run unit";
   }
 }
 
-// --- OPEN, for both plain organizations
-// --------------------------------------------------------------------------
-
 TEST_F(Files, OpenByModeAndPresence) {
+  enum Kinds { all, records, lines };
+  constexpr uint16_t both = QRT_OPEN_INPUT | QRT_OPEN_OUTPUT, noRewind = input | QRT_OPEN_NO_REWIND;
+  // A file there holds "0"; what may be written writes "a". The last: statuses of two READs where the file is
+  // open for them; and what another OPEN INPUT finds behind the CLOSE.
   struct {
+    Kinds kinds;
     const char* name;
     uint16_t mode;
-    bool optional;
-    const char* open;
-    const char* extended;
-    const char* read;  // the first two READs, of a file open for them
+    const char *open, *extended, *read, *left;
+    bool optional = false;
   } const table[] = {
-      {"there", input, false, "00", "000000", "0010"},
-      {"there", input, true, "00", "000000", "0010"},
-      {"there", extend, false, "00", "000000", ""},
-      {"there", output, false, "00", "000000", ""},
-      {"there", inputOutput, false, "00", "000000", "0010"},
-      {"there", QRT_OPEN_INPUT | QRT_OPEN_OUTPUT, false, "37", "000037", ""},
-      {"there", input | QRT_OPEN_NO_REWIND, false, "07", "000000", "0010"},
-      {"absent", input, false, "35", "000035,absent", ""},
-      {"absent", inputOutput, false, "35", "000035,absent", ""},
-      {"absent", extend, false, "35", "000035,absent", ""},
-      {"absent", output, false, "00", "000000", ""},
-      {"absent", input, true, "05", "000005", "1046"},
-      {"absent", inputOutput, true, "05", "000005", "1046"},
-      {"absent", extend, true, "05", "000005", ""},
-      {"empty", input, false, "00", "000000", "1046"},
-      {"empty", inputOutput, false, "00", "000000", "1046"},
-      {"empty", extend, false, "00", "000000", ""},
-      {".", input, false, "37", "000021", ""},
-      {"/dev/null", output, false, "37", "000021", ""},
-      {"no/where", output, false, "30", "000002", ""},
-      {"there/in", input, false, "30", "000003", ""},
-      {"text", input, false, "39", "000039", ""},
-      {"short", extend, false, "39", "000039", ""},
-      {"future", input, false, "39", "000039", ""},
+      {all, "there", input, "00", "000000", "0010", "00 0"},
+      {all, "there", extend, "00", "000000", "", "00 0a"},
+      {all, "there", output, "00", "000000", "", "00 a"},
+      {records, "there", inputOutput, "00", "000000", "0010", "00 0"},
+      {lines, "there", inputOutput, "37", "000037", "", "00 0"},
+      {records, "there", both, "37", "000037", "", "00 0"},
+      {all, "there", noRewind, "07", "000000", "0010", "00 0"},
+      {all, "absent", input, "35", "000035,absent", "", "35 "},
+      {all, "absent", extend, "35", "000035,absent", "", "35 "},
+      {all, "absent", output, "00", "000000", "", "00 a"},
+      {all, "absent", input, "05", "000005", "1046", "05 ", true},
+      {records, "absent", inputOutput, "05", "000005", "1046", "00 ", true},
+      {lines, "absent", inputOutput, "05", "000005", "1046", "05 ", true},
+      {all, "absent", extend, "05", "000005", "", "00 a", true},
+      {all, "empty", input, "00", "000000", "1046", "00 "},
+      {all, "empty", extend, "00", "000000", "", "00 a"},
+      {all, ".", input, "37", "000021", "", "37 "},
+      {records, "/dev/null", output, "37", "000021", "", "37 "},
+      {all, "no/where", output, "30", "000002", "", "35 "},
+      {records, "there/in", input, "30", "000003", "", "30 "},
+      {records, "text", input, "39", "000039", "", "39 "},
+      {records, "short", extend, "39", "000039", "", "39 "},
+      {records, "future", input, "39", "000039", "", "39 "},
   };
-  for (const int organization : {QRT_ORGANIZATION_SEQUENTIAL, 0x80, QRT_ORGANIZATION_RELATIVE})
+  for (const int organization :
+       {QRT_ORGANIZATION_SEQUENTIAL, 0x80, QRT_ORGANIZATION_RELATIVE, QRT_ORGANIZATION_LINE_SEQUENTIAL})
     for (const auto& row : table) {
       SCOPED_TRACE(testing::Message() << row.name << " " << row.mode << " organization " << organization);
+      const bool isLines = organization == QRT_ORGANIZATION_LINE_SEQUENTIAL;
+      if (row.kinds == (isLines ? records : lines)) continue;
       const auto as = static_cast<uint8_t>(organization);
       RecordFile made("there", as, QRT_ACCESS_SEQUENTIAL, 10);
       RecordFile file(row.name, as, QRT_ACCESS_SEQUENTIAL, 10);
@@ -151,66 +174,30 @@ TEST_F(Files, OpenByModeAndPresence) {
         makeFile("empty", "");
         makeFile("text", std::string(500, 'x'));
         std::string header = contentOf("there").substr(0, 128);
-        makeFile("short", header.substr(0, 127));
+        makeFile("short", header.substr(0, header.size() - 1));
         header[8] = 2;
         makeFile("future", header);
         EXPECT_EQ(program.open(row.mode, 1), row.open);
-        EXPECT_EQ(file.extendedArea.text(), (row.extended + std::string(24, ' ')).substr(0, 24));
+        if (!isLines) {
+          EXPECT_EQ(file.extendedArea.text(), (row.extended + std::string(24, ' ')).substr(0, 24));
+        }
         const bool open = file.own.openState != 0;
         EXPECT_EQ(open, *row.open == '0');
         if (*row.read != 0) {
           const std::string first = program.read(1);
           EXPECT_EQ(first + program.read(1), row.read);
         }
-        if ((row.mode & QRT_OPEN_CAN_WRITE) != 0 && open && (row.mode & QRT_OPEN_IO) == 0) {
+        if ((row.mode & (QRT_OPEN_CAN_WRITE | QRT_OPEN_IO)) == QRT_OPEN_CAN_WRITE && open) {
           EXPECT_EQ(program.write("abcdefghij", 1), "00");
         }
         EXPECT_EQ(program.close(0, 1), open ? "00" : "42");
-        // What has been made by an OPEN is a file.
-        if (row.optional && row.mode != input) {
-          EXPECT_EQ(program.open(input, 1), "00");
-        }
+        std::string left = program.open(input, 1) + " ";
+        while (program.read(1) == "00") left += program.record(1)[0];
+        EXPECT_EQ(left, row.left);
       });
-      const auto left = std::distance(std::filesystem::directory_iterator("."), {});
-      EXPECT_LE(left, 6) << "OPEN leaves nothing behind";
+      const auto files = std::distance(std::filesystem::directory_iterator("."), {});
+      EXPECT_LE(files, 6) << "OPEN leaves nothing behind";
     }
-}
-
-TEST_F(Files, StatusAreasInEachForm) {
-  struct {
-    uint8_t flags;
-    std::string status, extended;
-  } const table[] = {
-      {0, "43##", "000043  "},
-      {0x80, "\xf4\xf3##", "000043  "},
-      {0x40, "43##", "\xf0\xf0\xf0\xf0\xf4\xf3\x40\x40"},
-      {0x10, {"4\0003\0", 4}, "000043  "},
-  };
-  for (const auto& row : table) {
-    GuardedArea status(4), extended(8);
-    RecordFile file("data", QRT_ORGANIZATION_SEQUENTIAL, QRT_ACCESS_SEQUENTIAL, 10);
-    file.noteUse();
-    file.description.statusBase = &status.base;
-    file.description.status2Base = &extended.base;
-    file.description.status2Length = 8;
-    file.description.statusFlags = row.flags;
-    RecordProgram program("MAIN", {&file});
-    used.clear();
-    run(program, [&] {
-      program.open(output);
-      program.close();
-      program.open(inputOutput);
-      program.rewrite("x");
-      EXPECT_EQ(verbSeen, QRT_VERB_REWRITE);
-      EXPECT_EQ(status.text(), row.status);
-      EXPECT_EQ(extended.text(), row.extended);
-      file.own.statementFlags = QRT_STATEMENT_AT_END;
-      program.read();
-      program.close();
-      EXPECT_EQ(extended.text(), (row.flags & 0x40) != 0 ? "\xf0\xf0\xf0\xf0\xf0\xf0\x40\x40" : "000000  ");
-    });
-    EXPECT_EQ(used, "x") << "one USE procedure, of I-O; AT END is the statement's own";
-  }
 }
 
 }  // namespace

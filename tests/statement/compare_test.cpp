@@ -1,9 +1,5 @@
 // Comparison of text, and class conditions: against plain rules, and over every sign byte and character.
 // Double-byte text in the C locale, its classes in a process whose code pages are UTF-8 and QMC-1399.
-#include <stdlib.h>
-
-#include <algorithm>
-#include <random>
 
 #include "statement/pictures.h"
 #include "statement/plain_compare.h"

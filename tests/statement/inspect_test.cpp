@@ -1,10 +1,7 @@
-// INSPECT: known statements, random ones against the plain rules, messages, and what a statement asks of the
-// heap.
-#include <stdlib.h>
+// INSPECT: random statements against the plain rules, messages, and what a statement asks of the heap.
 
 #include <deque>
 #include <optional>
-#include <random>
 
 #include "statement/pictures.h"
 #include "statement/plain_inspect.h"
@@ -28,9 +25,9 @@ struct Block {
   }
 };
 
-// A statement as text. Its phrases stand between "; ": T, R or C; A, L, F or C for ALL, LEADING, FIRST or
-// CHARACTERS; then what is compared behind ":", the replacement behind "=" or a figurative one behind "*",
-// the BEFORE and AFTER delimiters behind "<" and ">".
+// A statement as text. Its phrases stand between "; ": T, R or C; A or C for ALL or CHARACTERS; then
+// what is compared behind ":", the replacement behind "=" or a figurative one behind "*", the BEFORE
+// delimiter behind "<".
 struct Statement {
   std::string item;
   std::deque<std::string> operands;
@@ -45,57 +42,24 @@ struct Statement {
     const auto operand = [&](char mark) -> QrtInspectOperand {
       const size_t start = text.find(mark);
       if (start == text.npos) return {};
-      const size_t end = std::min(text.find_first_of(":=*<>", start + 1), text.size());
+      const size_t end = std::min(text.find_first_of(":=*<", start + 1), text.size());
       operands.push_back(text.substr(start + 1, end - start - 1));
       return {0, 0, 0, 0, int32_t(operands.back().size()), operands.back().data()};
     };
     const bool figurative = text.find('*') != text.npos;
-    QrtInspectPhrase phrase{operand(figurative ? '*' : '='), operand(':'), operand('<'), operand('>')};
+    QrtInspectPhrase phrase{operand(figurative ? '*' : '='), operand(':'), operand('<'), {}};
     int flags = text[0] == 'T'   ? QRT_INSPECT_TALLYING
                 : text[0] == 'R' ? QRT_INSPECT_REPLACING
                                  : QRT_INSPECT_CONVERTING;
-    flags |= text[1] == 'L'   ? QRT_INSPECT_LEADING
-             : text[1] == 'F' ? QRT_INSPECT_FIRST
-             : text[1] == 'C' ? QRT_INSPECT_CHARACTERS
-                              : 0;
+    if (text[1] == 'C') flags |= QRT_INSPECT_CHARACTERS;
     if (phrase.before.length != 0) flags |= QRT_INSPECT_HAS_BEFORE;
     phrase.replacement.phraseFlags = static_cast<uint8_t>(flags);
-    phrase.replacement.itemFlags = static_cast<uint8_t>(
-        (figurative ? QRT_INSPECT_FIGURATIVE : 0) | (phrase.after.length != 0 ? QRT_INSPECT_HAS_AFTER : 0));
+    if (figurative) phrase.replacement.itemFlags = QRT_INSPECT_FIGURATIVE;
     if (text[0] == 'T') phrase.replacement.address = &counters.emplace_back(0);
     block.add(phrase);
   }
-  // The item and the counters.
-  std::string run() {
-    _qrtcInspect(block.record());
-    std::string result = item;
-    for (const uint32_t counter : counters) result += " " + std::to_string(counter);
-    return result;
-  }
+  std::string run() { return _qrtcInspect(block.record()), item; }
 };
-
-TEST(Inspect, KnownStatements) {
-  // Item, phrases, the item and the counters afterwards.
-  constexpr std::string_view cases =
-      "ABCABC|TA:BC|ABCABC 2\nAAAA|TA:AA|AAAA 2\nAABAA|TL:A|AABAA 2\nABCD|TC<C|ABCD 2\nABCD|TC>X|ABCD 0\n"
-      "CABC|TC<C|CABC 0\nAXA|RF:A=Z|ZXA\nABAB|RA:A* | B B\nCAB|CA:ABC=XYZ|ZXY\nABA|CA:AAB=XYZ|XZX\n"
-      "AAB|TA:A; RA:A=C; TA:A|CCB 2 0\nAAB|TA:A; CA:A=B; TA:B|BBB 2 0\nAB|RA:A=B; "
-      "RA:B=C|BC\nABA|RA:ABAB=XXXX; RA:A=C|CBC\n"
-      // A BEFORE delimiter ahead of the AFTER delimiter; an operand that runs past a BEFORE delimiter; one
-      // that another phrase takes the first place of; LEADING behind its AFTER delimiter, and cut off.
-      "AXBYA|TC>Y<X|AXBYA 0\nABCAB|TA:AB<B|ABCAB 1\nXABB|TA:XA; TL:B>X|XABB 1 0\nXBBAB|TL:B>X; TA:B|XBBAB 2 "
-      "1\n"
-      "BAB|TA:A; TL:B|BAB 1 1\nAAXAA|RL:A*-<X; RA:A=b|--Xbb\nABCDEF|RA:C=c; RC*.|..c...\n"
-      "ABCDEF|RC*.<C; CA:DEF=def|..Cdef\nA-B-C|RF:-=+>B; RA:-=/|A/B+C";
-  for (const std::string& row : split(cases, "\n")) {
-    const auto column = split(row, "|");
-    EXPECT_EQ(Statement(column[0], column[1]).run(), column[2]) << row;
-  }
-  // -123 keeps its sign.
-  Statement signedItem("12s", "RA:3=4");
-  signedItem.block.record()->item.itemFlags = QRT_INSPECT_NUMERIC | QRT_INSPECT_SIGNED;
-  EXPECT_EQ(signedItem.run(), "12t");
-}
 
 // An area that holds item, operands and counters at random places; operands may lie in the item.
 struct Arena {

@@ -1,7 +1,4 @@
 // Moves of characters, numeric editing and de-editing: known items, and random ones against plain rules.
-#include <stdlib.h>
-
-#include <random>
 
 #include "statement/pictures.h"
 #include "statement/plain_edit.h"

@@ -1,13 +1,6 @@
 // Records laid out as a compiler does, and tables of cases as one text.
 #pragma once
 
-#include <qrtrlib.h>
-#include <string.h>
-
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "support/guards.h"
 
 namespace qrt::test {

@@ -1,5 +1,4 @@
-// STRING and UNSTRING: known statements, and random ones against the plain rules.
-#include <random>
+// STRING and UNSTRING: random statements against the plain rules.
 
 #include "statement/pictures.h"
 #include "statement/plain_string.h"
@@ -7,7 +6,6 @@
 namespace {
 
 using namespace qrt::test;
-using namespace std::literals;
 
 // Records as words; flags are the high byte of theirs.
 using Words = std::vector<uint32_t>;
@@ -31,78 +29,6 @@ struct Statement {
   QrtUnstringBlock* unstring() { return reinterpret_cast<QrtUnstringBlock*>(block.data()); }
   QrtUnstringReceiver* items() { return reinterpret_cast<QrtUnstringReceiver*>(receivers.data()); }
 };
-
-// The outcome of a STRING of groups "DELIMITER:FIELD:FIELD", separated by "|".
-std::string strung(const std::string& target, int pointer, std::string_view groups, uint32_t flags = 0x80) {
-  Statement statement{{}, {}, target};
-  std::vector<std::vector<std::string>> texts;
-  for (const std::string& group : split(groups, "|")) texts.push_back(split(group, ":"));
-  statement.block = {flags << 24, address(statement.storage.data()), uint32_t(target.size()),
-                     uint32_t(pointer), uint32_t(texts.size())};
-  for (const auto& group : texts) {
-    for (const std::string& text : group) {
-      add(statement.block, {text.empty() ? 0 : address(text.data()), uint32_t(text.size())});
-      if (&text == &group[0]) add(statement.block, {uint32_t(group.size() - 1)});
-    }
-  }
-  _qrtcString(statement.string(), nullptr, &statement.overflow);
-  return statement.storage + " " + std::to_string(statement.string()->pointer) +
-         (statement.overflow == 2 ? " over" : "");
-}
-
-TEST(String, KnownStatements) {
-  EXPECT_EQ(strung("------", 1, " :AB CD"), "AB---- 3");
-  EXPECT_EQ(strung("------", 2, ",:,AB:CD"), "-CD--- 4");
-  EXPECT_EQ(strung("------", 1, "ABC:AB|:A,|BC:ABC"), "ABA,A- 6");
-  EXPECT_EQ(strung("--", 1, ":ABC:D"), "AB 3 over");
-  EXPECT_EQ(strung("----", 4, ":A", 0), "A--- 2");
-  EXPECT_EQ(strung("----", 5, ",:,:"), "---- 5");
-  EXPECT_EQ(strung("----", 0, ":A"), "---- 0 over");
-  EXPECT_EQ(strung("----", -0x7FFFFFFF, ":"), "---- -2147483647");
-  EXPECT_EQ(strung("----", 0x7FFFFFFF, ":A", 0x88), "---- 2147483647 over");
-  EXPECT_EQ(strung("--------", 2, "bc:abcdbc", 0xC0), "--abcd-- 4");
-  EXPECT_EQ(strung("-----", 1, ":abcdefg", 0x88), "abcde 3 over");
-}
-
-// The outcome of an UNSTRING into items of `size` bytes, with two bytes of DELIMITER IN for each.
-std::string unstrung(std::string_view source, std::string_view delimiters, int items, uint32_t flags,
-                     uint32_t digits = 0, uint32_t size = 5) {
-  Statement statement{{}, {}, std::string(items * 10u, '#')};
-  const auto texts = delimiters.empty() ? std::vector<std::string>() : split(delimiters, "|");
-  statement.block = {0x88u << 24, address(source.data()), uint32_t(source.size()), 1,
-                     10,          uint32_t(texts.size()), uint32_t(items)};
-  for (const std::string& text : texts) {
-    const uint32_t all = text.starts_with("ALL ") ? 4 : 0;
-    add(statement.block, {address(text.data() + all), uint32_t(text.size()) - all, all << 29});
-  }
-  for (const char* item = statement.storage.data(); items > 0; --items, item += 10)
-    add(statement.receivers, {address(item), size, digits, flags << 24, address(item + 8), 2,
-                              (flags & QRT_RECEIVER_RIGHT) << 24, 77});
-  _qrtcUnString(statement.unstring(), statement.items(), nullptr, &statement.overflow);
-  std::string outcome;
-  for (size_t at = 0; at * 10 < statement.storage.size(); ++at)
-    outcome += statement.storage.substr(at * 10, size) + "[" + statement.storage.substr(at * 10 + 8, 2) +
-               "]" + std::to_string(statement.items()[at].count) + " ";
-  return outcome + std::to_string(statement.unstring()->pointer) + " " +
-         std::to_string(statement.unstring()->tally) + (statement.overflow == 2 ? " over" : "");
-}
-
-TEST(Unstring, KnownStatements) {
-  EXPECT_EQ(unstrung("A,B,,C", ",", 4, 0), "A    [, ]1 B    [, ]1      [, ]0 C    [  ]1 7 14");
-  EXPECT_EQ(unstrung("A,,B", "ALL ,", 2, 0), "A    [, ]1 B    [  ]1 5 12");
-  EXPECT_EQ(unstrung("A,", ",", 2, 0), "A    [, ]1 #####[##]77 3 11");
-  EXPECT_EQ(unstrung("ABCDEFG", "", 2, 0), "ABCDE[##]5 FG   [##]2 8 12");
-  EXPECT_EQ(unstrung("1234567", "", 2, 0x80, 3), "12300[##]3 45600[##]3 7 12 over");
-  EXPECT_EQ(unstrung("AB;CDEFGHI,X", ",|;", 2, 0x10), "   AB[ ;]2 EFGHI[ ,]7 12 12 over");
-  EXPECT_EQ(unstrung("A<>B<C", "<|<>|<<>", 2, 0), "A    [< ]1 >B   [< ]2 6 12 over");
-  EXPECT_EQ(unstrung("AxyzB", "|xyz", 1, 0), "A    [xy]1 5 11 over");
-  EXPECT_EQ(unstrung("", ",", 1, 0), "#####[##]77 1 10");
-  EXPECT_EQ(unstrung("ABC", ",", 1, 0x80, 5), "00ABC[  ]3 4 11");
-  EXPECT_EQ(unstrung("12345", ",", 1, 0x80, 3, 3), "345[  ]5 6 11");
-  EXPECT_EQ(unstrung("12345", ",", 1, 0xC0, 3), "3450+[  ]5 6 11");
-  EXPECT_EQ(unstrung("12345", ",", 1, 0xE0, 4), "+2345[  ]5 6 11");
-  EXPECT_EQ(unstrung("12345", "", 1, 0x68, 1, 6), "+\000120\000[##]2 3 11 over"s);
-}
 
 // Numbers, texts of few letters and programs with a collating table.
 struct Random {

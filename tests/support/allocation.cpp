@@ -1,7 +1,6 @@
 #include "support/allocation.h"
 
 #include <errno.h>
-#include <stddef.h>
 
 #include <atomic>
 

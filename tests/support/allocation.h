@@ -2,8 +2,6 @@
 // The library and what it calls share that heap. Tests that need it skip where `canFailAllocations` is false.
 #pragma once
 
-#include <stdint.h>
-
 namespace qrt::test {
 
 #ifdef QRT_SANITIZE

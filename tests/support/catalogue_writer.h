@@ -2,14 +2,9 @@
 #pragma once
 
 #include <locale.h>
-#include <qrtrlib.h>
-#include <stdint.h>
-#include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
-#include <string>
-#include <vector>
 
 namespace qrt::test {
 

@@ -1,11 +1,6 @@
 // Results with guard bytes around them.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <stdint.h>
-
-#include <string>
-
 namespace qrt::test {
 
 // An item of `size` bytes of '#' behind work on it; the test fails when bytes around it have been touched.

@@ -1,7 +1,5 @@
 #include "support/process.h"
 
-#include <stdio.h>
-#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <functional>
-#include <string>
 
 namespace qrt::test {
 

@@ -1,11 +1,6 @@
 // Programs as a compiler lays them out, and the start of a plain run.
 #pragma once
 
-#include <qrtrlib.h>
-#include <string.h>
-
-#include <vector>
-
 #include "support/allocation.h"
 
 namespace qrt::test {
