@@ -71,6 +71,16 @@ int32_t longestCharacter() {
   return static_cast<int32_t>(MB_CUR_MAX);
 }
 
+int32_t longestCharacter(const char* locale) {
+  locale_t const named = newlocale(LC_CTYPE_MASK, locale, nullptr);
+  if (named == nullptr) return longestCharacter();
+  locale_t const previous = uselocale(named);
+  const int32_t longest = longestCharacter();
+  uselocale(previous);
+  freelocale(named);
+  return longest;
+}
+
 char toUpper(char letter) {
   return static_cast<char>(toupper(static_cast<unsigned char>(letter)));
 }

@@ -26,6 +26,8 @@ const char* characterLocale();
 
 // Bytes of the longest character in the process's locale.
 int32_t longestCharacter();
+// The same in the locale of that name; the process's for one that the system doesn't know.
+int32_t longestCharacter(const char* locale);
 
 // By the process's locale.
 char toUpper(char letter);

@@ -287,6 +287,12 @@ TEST(Engine, EndsWithTheMessageOfWhatWentWrong) {
        "268 Truncated record (1 bytes) ignored at end of file <@/in>", "aabb"},
       {"-o @/out -z 3 @/in", "abc\nabcd\n", 32, "032 Record number 2 within <@/in> is too long"},
       {"-o @/out -z 3 @/in", "abc\nabcdefgh", 32, "032 Record number 2 within <@/in> is too long"},
+      {"-o @/out -x 'format rlength2 char 3' @/in",
+       "b",
+       32,
+       "032 Record number 1 within <input> is too long",
+       "",
+       {{2, 0, 8}}},
       {"-o @/out -x 'format rlength2 char 3' @/in", std::string("\5\0abc\1\0", 7), 31,
        "031 Record number 2 within <@/in> is too short"},
       {"-o @/out @", "", 34, "034 Read error on file <@>, rc=21"},
@@ -413,6 +419,9 @@ TEST(Engine, FillsTargetBuffersWithWholeRecords) {
                 target.rows.data()),
             0);
   EXPECT_EQ(blocks, (std::vector<std::string>{"a3", "b1", "c4", ""}));
+  blocks.clear();
+  EXPECT_EQ(run("-s copy -x 'format char 2'", nullptr, note, source.rows.data(), target.rows.data()), 0);
+  EXPECT_EQ(blocks, (std::vector<std::string>{"a1", "a2", "b1", "c1", "c3", ""}));
 }
 
 // Sources of a run behind each other: names, numbers and the rests of records are those of each source.
@@ -625,6 +634,7 @@ TEST(Engine, RefusesMoreSessionsThanItsTableHolds) {
 // Memory that runs out at any request: code 73 (49 for a block index), nothing left behind.
 TEST(Engine, SurvivesEveryFailingAllocation) {
   if (!canFailAllocations) GTEST_SKIP();
+  keepLocale();
   const Place place;
   const std::string source = place.file("in", manyLines(1000000));
   for (const std::string& function : {std::string("-k 1"), "-m " + source, std::string("-s copy")}) {

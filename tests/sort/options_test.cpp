@@ -387,6 +387,7 @@ TEST(Options, MemoryThatRunsOutIsMessage73OrNoSession) {
   if (!qrt::test::canFailAllocations) GTEST_SKIP();
   const std::string options =
       "-T a -k 1 -x 'format int char 5' -x 'select 1 = 0d5 or 2 = \"x\"' -x 'reformat 1 5*\"a\"' f";
+  qrt::test::keepLocale();
   { Prepared warm(options); }
   const int32_t before = qrt::test::liveBlocks();
   for (int32_t n = 1, code = 73; code != 0; ++n) {
@@ -438,6 +439,18 @@ TEST(Options, OptionFileAndTrace) {
                         "   tdir=<tmp>\r\n\r\n"))
       << trace;
   EXPECT_NE(trace.find("X/Open Specifications structure"), std::string::npos);
+  // The directory that the registry names comes first, where it has the file.
+  const std::string key = "HKEY_CURRENT_USER/Software/QMC/Lumasift/1.2.0";
+  std::filesystem::create_directories(key);
+  std::filesystem::create_directory("named");
+  Folder::write(key + "/INIPATH", folder.path + "/named\n");
+  setenv("QRT_REGISTRY", folder.path.c_str(), 1);
+  EXPECT_EQ(limits("").second.t2, 100000);
+  std::filesystem::rename("lumasift.ini", "named/lumasift.ini");
+  write(0, 1, 300000, "tmp");
+  EXPECT_EQ(limits("").second.t2, 100000);
+  unsetenv("QRT_REGISTRY");
+  EXPECT_EQ(limits("").second.t2, 300000);
   for (const auto& spoil :
        {+[](decltype(write)& w) { w(0, 0, 1, "."); }, +[](decltype(write)& w) { w(2, 0, 1, "."); },
         +[](decltype(write)& w) { w(1, 0, 1, std::string(261, 'x')); },

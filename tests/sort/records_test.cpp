@@ -526,7 +526,7 @@ TEST(Extract, SkipsStopsAndCounts) {
 
 TEST(Extract, LinesTooLongAreRefused) {
   Extraction extraction("-z 5");
-  EXPECT_EQ(extraction.extract("12345\n1234\r\n123456\n").size(), 2U);
+  EXPECT_EQ(extraction.extract("12345\n12345\r\n123456\r\n").size(), 2U);
   EXPECT_EQ(extraction.code, 32);
   EXPECT_NE(extraction.prepared.told.find("number 3 within"), std::string::npos);
 }

@@ -40,6 +40,8 @@ TEST(MemorySizes, FollowFromTheOptions) {
       {"-x 'format char 99'", false, {209716, 4096, 104858, 104940, 1}},
       // E = 34 + 3 x 65543, and Z follows it
       {"-k 1 -z 65535", false, {393328, 4096, 196664, 196664, 1}},
+      // E = 36 + 2 x 6 x 2 x 65543, by the characters of the locale named
+      {"-x 'locale C.utf8' -k 1 -k 2 -z 65535", false, {3146136, 4096, 1573068, 1573068, 1}},
       // u + 2 + 2 + 2 shares
       {"-m -k 1", false, {349524, 349524, 174762, 174764, 1}},
       // E = 34 + 2 x 4104

@@ -1,6 +1,7 @@
 #include "support/allocation.h"
 
 #include <errno.h>
+#include <locale.h>
 
 #include <atomic>
 
@@ -31,6 +32,11 @@ int32_t FailingAllocation::requests() const {
 
 bool FailingAllocation::hasFailed() const {
   return requestThatFails > 0 && requestsMade >= requestThatFails;
+}
+
+void keepLocale() {
+  static const locale_t kept = newlocale(LC_ALL_MASK, "C.UTF-8", nullptr);
+  (void)kept;
 }
 
 int32_t liveBlocks() {

@@ -23,6 +23,10 @@ class FailingAllocation {
   bool hasFailed() const;    // whether the n-th request came
 };
 
+// Loads the locale of UTF-8 for good: the C library never tries again what it once had no memory for, and
+// later tests need it. To be called ahead of the first reading of liveBlocks().
+void keepLocale();
+
 // Blocks of the heap that are allocated now; the difference of two readings shows a leak.
 int32_t liveBlocks();
 

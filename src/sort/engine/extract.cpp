@@ -80,7 +80,11 @@ Turn storeEntry(SortSession& session, InputRun& run, uint32_t length, int32_t& f
 
 // For copy, the record alone.
 Turn storeBare(SortSession& session, SortBuffer& buffer, uint32_t length) {
-  const uint32_t prefix = session.options->outputPrefix ? prefixSize : 0;
+  const SortOptions& options = *session.options;
+  // With target buffers the exit sees each record as it comes.
+  const bool singly = options.outputExit != nullptr && options.outputKind == OutputKind::targetBuffers;
+  if (singly && buffer.cursor != buffer.start) return Turn::isFull;
+  const uint32_t prefix = options.outputPrefix ? prefixSize : 0;
   const int64_t needed = int64_t{boundOf(session, length)} + prefix;
   if (buffer.limit - buffer.cursor < needed) return Turn::isFull;
   // It may be the caller's buffer: nothing behind the record is touched.

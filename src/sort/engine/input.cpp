@@ -154,9 +154,7 @@ uint8_t* moveLeft(const SortOptions& options, const Block& block, uint8_t* next)
 }
 
 int32_t tellTooLong(SortSession& session, const InputRun& run) {
-  const char* const name =
-      session.options->inputExit != nullptr || run.currentSource < 0 ? "input" : currentSource(run).name;
-  return message(tooLong, run.sequence - run.sequenceBase + 1, name);
+  return message(tooLong, run.sequence - run.sequenceBase + 1, nameOfInput(session, run));
 }
 
 // What is left at the end of text becomes a line: a final 0x1A goes to the output instead, and a line end is
@@ -446,6 +444,11 @@ bool callsExitAgain(const SortOptions& options, const InputRun& run) {
 }
 
 }  // namespace
+
+const char* nameOfInput(const SortSession& session, const InputRun& run) {
+  return session.options->inputExit != nullptr || run.currentSource < 0 ? "input"
+                                                                        : run.sources[run.currentSource].name;
+}
 
 int32_t initInputRun(SortSession& session, InputRun& run, int32_t firstSource, int32_t sourceCount) {
   const SortOptions& options = *session.options;

@@ -12,6 +12,9 @@ int32_t initInputRun(SortSession& session, InputRun& run, int32_t firstSource, i
 // Opens the run's first source ahead of the first read; a failure is told to the error callback.
 int32_t openFirstSource(SortSession& session, InputRun& run);
 
+// What a message calls the source that the run reads now: with an input exit "input".
+const char* nameOfInput(const SortSession& session, const InputRun& run);
+
 // Reads and stores entries in the run's S_buf until the input ends or the S_buf is full; the record that
 // found no room stays in the input. `ended` tells whether the input is over.
 int32_t qsxExtractRead(SortSession& session, InputRun& run, bool& ended);

@@ -60,7 +60,8 @@ int32_t sizeEntries(const SortOptions& options, MemorySizes& sizes) {
   }
   int64_t factor = isCopy ? 0 : 2 * keys;
   if (options.reformat.count == 0 && options.mainFunction != MainFunction::check) ++factor;
-  const int64_t widest = 2 * int64_t{options.localeCollation ? platform::longestCharacter() : 0};
+  const int64_t widest =
+      2 * int64_t{options.localeCollation ? platform::longestCharacter(options.localeName) : 0};
   if (options.localeCollation && !isCopy) factor = widest + 1;
   factor += ranges;
 
@@ -74,8 +75,9 @@ int32_t sizeEntries(const SortOptions& options, MemorySizes& sizes) {
       overhead += 2;
   }
   const int64_t longest = options.recordLength + 8;
-  int64_t bound = overhead + longest * std::max(factor, options.localeCollation ? widest : 0);
-  if (isCopy) bound += constants;  // an output block takes the longest record
+  // Each key by a locale may be as long as the widest characters make it.
+  int64_t bound = overhead + longest * std::max(factor, widest * std::max<int64_t>(keys, 1));
+  if (isCopy) bound += constants + 8;  // an output block takes the longest record
   if (bound > INT32_MAX / 8) return noMemory(static_cast<size_t>(std::min<int64_t>(2 * bound, INT32_MAX)));
   sizes.keyFactor = static_cast<int32_t>(factor);
   sizes.entryOverhead = static_cast<int32_t>(overhead);

@@ -8,6 +8,7 @@
 #include "platform/files.h"
 #include "platform/modules.h"
 #include "platform/paths.h"
+#include "platform/registry.h"
 #include "sort/engine/messages.h"
 #include "sort/engine/parse.h"
 
@@ -29,6 +30,11 @@ platform::FileHandle openIn(std::string_view directory) {
 
 // Opens the file in the first place that has it.
 platform::FileHandle openOptionFile() {
+  platform::RegistryKey key;
+  char directory[longestTempDirText + 1];
+  if (platform::openRegistryKey("HKEY_CURRENT_USER", "Software\\QMC\\Lumasift\\1.2.0", key) &&
+      platform::queryRegistryValue(key, "INIPATH", directory, sizeof(directory)))
+    if (const platform::FileHandle file = openIn(directory); file != platform::noFile) return file;
   platform::NativePath library;
   if (!platform::findModule(libraryName, library)) return platform::noFile;
   const std::string_view path = library.text;

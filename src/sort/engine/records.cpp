@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "sort/engine/input.h"
 #include "sort/engine/messages.h"
 #include "sort/engine/work_state.h"
 
@@ -15,10 +16,9 @@ namespace {
 constexpr int32_t tooShort = 31, tooLong = 32, badFlength = 54, badLastField = 55,
                   badCharacter = 62;  // messages
 
-Scan complain(const RecordState& records, int32_t number) {
-  const InputRun& run = *records.run;
-  message(number, run.sequence - run.sequenceBase + 1,
-          run.currentSource >= 0 ? run.sources[run.currentSource].name : "input");
+Scan complain(const SortSession& session, int32_t number) {
+  const InputRun& run = *session.work->records->run;
+  message(number, run.sequence - run.sequenceBase + 1, nameOfInput(session, run));
   return Scan::failed;
 }
 
@@ -28,11 +28,12 @@ Scan takeLine(SortSession& session, RecordState& records, const uint8_t* at, con
   if (at >= limit) return Scan::needsMore;
   const auto* const feed = static_cast<const uint8_t*>(memchr(at, '\n', static_cast<size_t>(limit - at)));
   if (feed == nullptr) return Scan::needsMore;
-  if (feed - at > session.options->recordLength) return complain(records, tooLong);
+  const uint8_t* const end = feed > at && feed[-1] == '\r' ? feed - 1 : feed;
+  if (end - at > session.options->recordLength) return complain(session, tooLong);
   records.begin = at;
   records.end = feed + 1;
   records.blockEnd = limit;
-  records.start[session.options->largestField] = feed > at && feed[-1] == '\r' ? feed - 1 : feed;
+  records.start[session.options->largestField] = end;
   return Scan::record;
 }
 
@@ -107,7 +108,7 @@ Scan scanCharacters(SortSession& session, const uint8_t* at, const uint8_t* limi
   int32_t length;
   for (Walk walk{*records.collation, records.begin, records.start[options.largestField]}; !walk.ended();
        walk.at += length)
-    if (walk.look(length) < 0) return complain(records, badCharacter);
+    if (walk.look(length) < 0) return complain(session, badCharacter);
   markFields(records, options.largestField, [&](const uint8_t* field, const uint8_t* end, bool first) {
     Walk walk{*records.collation, field, end};
     int32_t bytes = 1;
@@ -158,14 +159,14 @@ struct Pending {
 
 // The last field read, at the end of a variable record: whether it may end there. `field` starts at `at`, and
 // has `length` bytes by format or flength; `following` is the length of the field behind.
-Scan checkLastField(const RecordState& records, const FormatField& field, bool hasFlength, const uint8_t* at,
+Scan checkLastField(const SortSession& session, const FormatField& field, bool hasFlength, const uint8_t* at,
                     int32_t length, int32_t following) {
-  const int64_t left = records.end - at;
-  if (hasFlength) return left == length ? Scan::record : complain(records, badFlength);
-  if (left > length) return complain(records, tooLong);
-  if (left < length && !isByteString(field.type)) return complain(records, tooShort);
+  const int64_t left = session.work->records->end - at;
+  if (hasFlength) return left == length ? Scan::record : complain(session, badFlength);
+  if (left > length) return complain(session, tooLong);
+  if (left < length && !isByteString(field.type)) return complain(session, tooShort);
   const bool announces = field.type == FieldType::flength || field.type == FieldType::null;
-  return announces && following != 0 ? complain(records, badLastField) : Scan::record;
+  return announces && following != 0 ? complain(session, badLastField) : Scan::record;
 }
 
 Scan walkFormat(SortSession& session, RecordState& records) {
@@ -190,14 +191,14 @@ Scan walkFormat(SortSession& session, RecordState& records) {
       case FieldType::flength:
         pending.flength = true;
         pending.length = left < layout.length ? 0 : static_cast<int32_t>(numberAt<uint16_t>(at));
-        if (pending.length > options.format[field + 1].length) return complain(records, badFlength);
+        if (pending.length > options.format[field + 1].length) return complain(session, badFlength);
         break;
       default:
         pending = {};
         break;
     }
     if ((length > 0 && left <= length) || field + 1 == count) {
-      if (const Scan scan = checkLastField(records, layout, hasFlength, at, length, pending.length);
+      if (const Scan scan = checkLastField(session, layout, hasFlength, at, length, pending.length);
           scan != Scan::record)
         return scan;
       at = records.end;
@@ -241,8 +242,8 @@ Scan scanVariable(SortSession& session, const uint8_t* at, const uint8_t* limit)
   const SortOptions& options = *session.options;
   if (limit - at < options.fixedLength) return Scan::needsMore;
   const uint64_t length = prefixedLength(options.format[0].type, at);
-  if (length < static_cast<uint64_t>(options.fixedLength)) return complain(records, tooShort);
-  if (length > static_cast<uint64_t>(options.recordLength) + 2) return complain(records, tooLong);
+  if (length < static_cast<uint64_t>(options.fixedLength)) return complain(session, tooShort);
+  if (length > static_cast<uint64_t>(options.recordLength) + 2) return complain(session, tooLong);
   if (static_cast<uint64_t>(limit - at) < length) return Scan::needsMore;
   records.begin = at;
   records.end = at + length;
