@@ -1,5 +1,4 @@
 // The program gdg, run as a user does.
-#include <unistd.h>
 
 #include "fileio/file_program.h"
 
