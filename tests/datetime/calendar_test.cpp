@@ -6,7 +6,6 @@
 
 #include "support/allocation.h"
 #include "support/catalogue_writer.h"
-#include "support/process.h"
 
 using namespace qrt::test;
 

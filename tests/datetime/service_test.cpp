@@ -3,8 +3,6 @@
 #include <time.h>
 
 #include "datetime/clock.h"
-#include "support/allocation.h"
-#include "support/process.h"
 #include "support/program.h"
 
 using namespace qrt::test;

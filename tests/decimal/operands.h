@@ -4,7 +4,6 @@
 
 #include "support/catalogue_writer.h"
 #include "support/guards.h"
-#include "support/process.h"
 
 namespace qrt::test {
 

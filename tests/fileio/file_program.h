@@ -8,8 +8,6 @@
 #include <fstream>
 #include <iterator>
 
-#include "support/allocation.h"
-#include "support/process.h"
 #include "support/program.h"
 
 namespace qrt::test {

@@ -1,6 +1,5 @@
 // Line sequential files, from OPEN to the bytes on disk and back.
 #include <fcntl.h>
-#include <unistd.h>
 
 #include "file_program.h"
 

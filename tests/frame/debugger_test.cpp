@@ -1,8 +1,6 @@
 // Severe messages under a debugger: they come back through the guard, and the debugger's module gets them.
-#include <unistd.h>
 
 #include "support/catalogue_writer.h"
-#include "support/process.h"
 
 using namespace qrt::test;
 

@@ -1,8 +1,6 @@
 // The hash table against a plain list of its nodes.
 #include "frame/hash.h"
 
-#include <math.h>
-
 #include <deque>
 
 // The bucket by the rule, byte by byte.
@@ -11,8 +9,7 @@ static int32_t bucketOf(const std::string& key, int32_t buckets) {
   const size_t words = key.size() / 4 * 4;
   for (size_t at = 0; at < words; ++at) x ^= uint32_t{static_cast<uint8_t>(key[at])} << (8 * (at % 4));
   for (size_t at = words; at < key.size(); ++at) y = y << 8 | static_cast<uint8_t>(key[at]);
-  double whole;
-  return static_cast<int32_t>(modf((x ^ y) * 0.6180339887, &whole) * buckets);
+  return qrt::frame::plainBucketOf(x ^ y, buckets);
 }
 
 TEST(Hash, BehavesAsAListOfNodesByBucketNewestFirst) {

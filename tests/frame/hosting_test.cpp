@@ -1,8 +1,6 @@
 // Hosts: nested run units of a transaction monitor, containers of both kinds, and registered stop-run
 // routines.
 
-#include "support/allocation.h"
-#include "support/process.h"
 #include "support/program.h"
 
 using namespace qrt::test;

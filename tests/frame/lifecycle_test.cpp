@@ -2,8 +2,6 @@
 #include <pthread.h>
 #include <time.h>
 
-#include "support/allocation.h"
-#include "support/process.h"
 #include "support/program.h"
 
 using namespace qrt::test;

@@ -1,10 +1,8 @@
 // The message writer: heads, texts, wrap, ends of the run. Each test that writes does so in a child, where
 // the writer starts anew with the catalogue that the test has written.
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include "support/catalogue_writer.h"
-#include "support/process.h"
 
 using namespace qrt::test;
 
@@ -12,12 +10,6 @@ namespace {
 
 __attribute__((noinline)) std::string letters(size_t count) {
   return std::string(count, 'a');
-}
-
-std::string writtenBy(const std::function<void()>& work) {
-  const Ended ended = inChild(work);
-  EXPECT_EQ(ended.exitCode, 0);
-  return ended.err;
 }
 
 // What text mode makes of message 40 with the catalogue that is now on NLSPATH.
@@ -37,7 +29,7 @@ TEST(Message, HeadHoldsPrefixNumberAndLetter) {
                              {2519, 1, "0 %d of %s"},
                              {41, 1, "7 Odd digit"},
                              {42, 1, "2"}});
-  EXPECT_EQ(writtenBy([] {
+  EXPECT_EQ(apart([] {
               qrtWriteERRmsg2(998, nullptr, 2);
               qrtWriteERRmsg(999, 0);
               _qrtWriteERRmsg(2519, 0, 3, "four");
@@ -97,9 +89,9 @@ TEST(Message, LongLinesAreWrapped) {
         {"aaaaaaaaa " + letters(70), "aaaaaaaaa \n" + gap + letters(70)},
         {letters(170), letters(69) + "\n" + gap + letters(69) + "\n" + gap + letters(32)},
         {"b\n" + letters(80), "b\n" + letters(78) + "\n" + gap + "aa"}})
-    EXPECT_EQ(writtenBy([&text] { qrtWriteERRmsg(40, 0, text.c_str()); }), "QRT040I  " + lines + "\n\n");
+    EXPECT_EQ(apart([&text] { qrtWriteERRmsg(40, 0, text.c_str()); }), "QRT040I  " + lines + "\n\n");
   // Where a character may have several bytes, a line may be cut nowhere.
-  EXPECT_EQ(writtenBy([] {
+  EXPECT_EQ(apart([] {
               if (setlocale(LC_ALL, "C.UTF-8") == nullptr) _exit(1);
               qrtWriteERRmsg(40, 0, letters(79).c_str());
             }),
@@ -110,7 +102,7 @@ TEST(Message, LongLinesAreWrapped) {
     for (size_t size = random() % 1500; text.size() < size;)
       text += std::string(random() % (round % 70 + 1), 'x') + " = \n   "[random() % 7];
     EXPECT_EQ(formatted((text + "z").c_str()), text + "z");  // for the caller nothing is wrapped
-    std::string done = writtenBy([&text] { qrtWriteERRmsg(40, 0, text.c_str()); });
+    std::string done = apart([&text] { qrtWriteERRmsg(40, 0, text.c_str()); });
     for (size_t at = 0, end; at < done.size(); at = end + 1)
       ASSERT_LE((end = std::min(done.find('\n', at), done.size())) - at, 79u) << text;
     done.erase(0, strlen("QRT040I  "));

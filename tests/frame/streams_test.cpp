@@ -1,5 +1,4 @@
 // The standard COBOL files: which variable names them, how they are opened, what stands in for them.
-#include <unistd.h>
 
 #include <fstream>
 #include <iterator>

@@ -1,9 +1,7 @@
 // Tracebacks, with a line-number reader that follows a script, and trapped signals.
 #include <signal.h>
-#include <unistd.h>
 
 #include "support/catalogue_writer.h"
-#include "support/process.h"
 
 using namespace qrt::test;
 

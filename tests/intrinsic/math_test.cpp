@@ -4,10 +4,8 @@
 
 #include <regex>
 
-#include "support/allocation.h"
 #include "support/catalogue_writer.h"
 #include "support/guards.h"
-#include "support/process.h"
 #include "support/program.h"
 
 using namespace qrt::test;

@@ -4,7 +4,6 @@
 
 #include "program/modules.h"
 #include "program/plain_cache.h"
-#include "support/allocation.h"
 #include "support/program.h"
 
 using namespace qrt::test;

@@ -3,7 +3,6 @@
 #include <regex>
 
 #include "program/modules.h"
-#include "support/allocation.h"
 #include "support/program.h"
 
 using namespace qrt::test;

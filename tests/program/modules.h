@@ -47,14 +47,4 @@ struct Folder {
   }
 };
 
-// Runs expectations in a process of their own. Returns what it wrote on standard error.
-inline std::string apart(const std::function<void()>& work) {
-  const Ended ended = inChild([&] {
-    work();
-    exit(testing::Test::HasFailure());
-  });
-  EXPECT_EQ(ended.exitCode, 0) << ended.out << ended.err;
-  return ended.err;
-}
-
 }  // namespace qrt::test

@@ -1,7 +1,6 @@
 // EXTERNAL items, commands of the operating system, and the registry.
 
 #include "program/modules.h"
-#include "support/allocation.h"
 #include "support/guards.h"
 #include "support/program.h"
 

@@ -1,8 +1,6 @@
 // qrtrun: which module and entry it runs, and the codes by which it ends.
-#include <unistd.h>
 
 #include "program/modules.h"
-#include "support/process.h"
 
 using namespace qrt::test;
 

@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <math.h>
 #include <time.h>
-#include <unistd.h>
 
 #include "statement/pictures.h"
 #include "support/process.h"

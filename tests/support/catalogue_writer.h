@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "support/process.h"
+
 namespace qrt::test {
 
 struct CatalogueEntry {

@@ -1,7 +1,6 @@
 #include "support/process.h"
 
 #include <sys/wait.h>
-#include <unistd.h>
 
 namespace qrt::test {
 namespace {
@@ -44,6 +43,15 @@ Ended inChild(const std::function<void()>& work, const std::string& input) {
   ended.out = out.text();
   ended.err = err.text();
   return ended;
+}
+
+std::string apart(const std::function<void()>& work) {
+  const Ended ended = inChild([&] {
+    work();
+    exit(testing::Test::HasFailure());
+  });
+  EXPECT_EQ(ended.exitCode, 0) << ended.out << ended.err;
+  return ended.err;
 }
 
 }  // namespace qrt::test

@@ -1,6 +1,8 @@
 // What the end of a process looks like from outside: code run in a child, its exit code and what it wrote.
 #pragma once
 
+#include <unistd.h>
+
 #include <functional>
 
 namespace qrt::test {
@@ -13,5 +15,8 @@ struct Ended {
 
 // Runs `work` in a forked child with standard input from `input`; a child that returns from `work` exits 0.
 Ended inChild(const std::function<void()>& work, const std::string& input = "");
+
+// Runs expectations in a process of their own. Returns what it wrote on standard error.
+std::string apart(const std::function<void()>& work);
 
 }  // namespace qrt::test

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "support/allocation.h"
+#include "support/process.h"
 
 namespace qrt::test {
 
