@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "support/process.h"
+#include "process.h"
 
 namespace qrt::test {
 
