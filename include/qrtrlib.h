@@ -2931,8 +2931,8 @@ typedef struct QrtXmlDescriptor {
   uint8_t level;    /* 0: nesting level; that of the first entry is the root's */
   uint8_t flags;    /* 1: 0 for a group, else QRT_XGF_* */
   uint8_t value[4]; /* 2: bytes in storage, 0 for a group; of a numeric item two 16-bit numbers, bytes of its
-                          text and bytes in storage; of an OCCURS clause the count, or an index into the counts
-                          of occurrences */
+                          text and bytes in storage; of an OCCURS clause the count, or an index into the
+                       counts of occurrences */
 } QrtXmlDescriptor;
 
 /* Flags of a descriptor: one of the first group, and any of the second with an item. */
@@ -3003,8 +3003,8 @@ typedef struct QrtXmlProgram {
 #define QRT_XGF_NATIONAL_ENCODING 611  /* ... and characters outside of Latin-1 */
 
 /* Guarded. Writes the document into `output` and its length, in bytes or UTF-16 units, into *countIn, which
-   may be null; with a result of 400 to 402 that of what was written. `version` of 200 or more brings `options`;
-   below it they aren't read. `numericImage` holds native text. `counts` may be null without a
+   may be null; with a result of 400 to 402 that of what was written. `version` of 200 or more brings
+   `options`; below it they aren't read. `numericImage` holds native text. `counts` may be null without a
    QRT_XGF_OCCURS_DEPENDING, a count of 0 leaving out the item, which has no storage then. `workSize` is the
    length of the longest item. `names` is a run of texts, each behind a byte with its length: one that isn't
    used, then one for each item but the skipped, in the program's code set, or between shift bytes in the
