@@ -6,23 +6,14 @@
 
 #include <vector>
 
+#include "input.h"
 #include "statement/plain_inspect.h"
 
 namespace {
 
 using Storage = std::vector<uint8_t>;
 
-// The bytes that are left of the input; zeros follow its end.
-struct Input {
-  const uint8_t* data;
-  size_t size;
-
-  uint8_t byte() {
-    if (size == 0) return 0;
-    --size;
-    return *data++;
-  }
-};
+using qrt::fuzz::Input;
 
 // A statement with storage of its own: the same input makes the same one again.
 struct Statement {

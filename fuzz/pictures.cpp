@@ -8,6 +8,8 @@
 #include <memory>
 #include <string_view>
 
+#include "input.h"
+
 namespace {
 
 // Blocks of exactly the size needed, so that a sanitizer sees the first byte beyond. Both start on the
@@ -36,17 +38,7 @@ struct Item {
   size_t size;
 };
 
-// The bytes that are left of the input; zeros follow its end.
-struct Input {
-  const uint8_t* data;
-  size_t size;
-
-  uint8_t byte() {
-    if (size == 0) return 0;
-    --size;
-    return *data++;
-  }
-};
+using qrt::fuzz::Input;
 
 // A record of a 16-bit number, `fixed` bytes from the input and `length` more.
 Block record(Input& input, int16_t number, size_t fixed, size_t length) {

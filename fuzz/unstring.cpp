@@ -6,22 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "input.h"
 #include "statement/plain_string.h"
 
 namespace {
 
 using Storage = std::vector<uint8_t>;  // of exactly the size needed: a sanitizer sees the first byte beyond
 
-// The bytes that are left of the input; zeros follow its end.
-struct Input {
-  const uint8_t* data;
-  size_t size;
-
-  uint8_t byte() {
-    if (size == 0) return 0;
-    --size;
-    return *data++;
-  }
+struct Input : qrt::fuzz::Input {
   // Now and then below 0.
   int32_t length(int32_t limit) {
     const bool negative = byte() == 1;

@@ -7,19 +7,11 @@
 #include <memory>
 #include <vector>
 
+#include "input.h"
+
 namespace {
 
-// The bytes that are left of the input; zeros follow its end.
-struct Input {
-  const uint8_t* data;
-  size_t size;
-
-  uint8_t byte() {
-    if (size == 0) return 0;
-    --size;
-    return *data++;
-  }
-};
+using qrt::fuzz::Input;
 
 // A block of exactly the size needed, so that a sanitizer sees the first byte beyond.
 std::unique_ptr<uint8_t[]> exactly(const void* bytes, size_t size) {

@@ -13,7 +13,7 @@ namespace qrt::plt {
 namespace {
 
 constexpr int64_t applicationId = 0x51525449;  // "QRTI"
-constexpr int64_t formatVersion = 2;
+constexpr int64_t formatVersion = 1;
 constexpr uint32_t mostKeys = 255;
 constexpr int lockWait = 2000;               // milliseconds that a statement waits for another process
 constexpr int sqliteErrors = 10000;          // what IndexedStore::error adds to a code of SQLite's own
@@ -254,7 +254,7 @@ void addTables(SqlText& sql, const IndexedStore& store) {
   sql.add(",rest BLOB);");
   for (uint32_t at = 0; at < store.keys.size(); ++at) {
     const bool ordered = store.keys[at].duplicates;
-    sql.add("CREATE %sINDEX by_key%u ON records(key%u", ordered ? "" : "UNIQUE ", at, at);
+    sql.add("CREATE UNIQUE INDEX by_key%u ON records(key%u", at, at);
     if (ordered) sql.add(",order%u", at);
     sql.add(");");
   }

@@ -25,8 +25,8 @@ int parameterOf(int column) {
   return column + 1;
 }
 
-// Columns of the statements that read by a key: the keys from 0 on, the rest, and for a key with duplicates
-// the order and the row's number.
+// Columns of the statements that read by a key: the keys from 0 on, the rest, and the order if the key has
+// one.
 int restRead(const IndexedStore& store) {
   return static_cast<int>(store.keys.size());
 }
@@ -35,22 +35,18 @@ int orderRead(const IndexedStore& store) {
   return restRead(store) + 1;
 }
 
-int idRead(const IndexedStore& store) {
-  return orderRead(store) + 1;
-}
-
 void addSelect(SqlText& sql, const IndexedStore& store, uint32_t number) {
   sql.add("SELECT ");
   for (uint32_t at = 0; at < store.keys.size(); ++at) sql.add("key%u,", at);
   sql.add("rest");
-  if (store.keys[number].duplicates) sql.add(",order%u,id", number);
+  if (store.keys[number].duplicates) sql.add(",order%u", number);
   sql.add(" FROM records WHERE ");
 }
 
 // ORDER BY of a key.
 void addOrder(SqlText& sql, const IndexedStore& store, uint32_t number, const char* direction) {
   sql.add(" ORDER BY key%u%s", number, direction);
-  if (store.keys[number].duplicates) sql.add(",order%u%s,id%s", number, direction, direction);
+  if (store.keys[number].duplicates) sql.add(",order%u%s", number, direction);
 }
 
 int prepareEqual(IndexedStore& store, uint32_t number) {
@@ -58,7 +54,7 @@ int prepareEqual(IndexedStore& store, uint32_t number) {
     addSelect(sql, store, number);
     sql.add("key%u=?1", number);
     // The one behind it tells whether the key has duplicates.
-    if (store.keys[number].duplicates) sql.add(" ORDER BY order%u,id LIMIT 2", number);
+    if (store.keys[number].duplicates) sql.add(" ORDER BY order%u LIMIT 2", number);
   });
 }
 
@@ -82,16 +78,16 @@ int prepareBelow(IndexedStore& store, uint32_t number) {
 int prepareAfter(IndexedStore& store, uint32_t number) {
   return prepare(store.database, store.keys[number].after, [&](SqlText& sql) {
     addSelect(sql, store, number);
-    sql.add(store.keys[number].duplicates ? "(key%u,order%u,id)>(?1,?2,?3)" : "key%u>?1", number, number);
+    sql.add(store.keys[number].duplicates ? "(key%u,order%u)>(?1,?2)" : "key%u>?1", number, number);
     addOrder(sql, store, number, "");
   });
 }
 
-// Gives a new record its order in an alternate key, and notes whether the key is there already.
+// Gives a new record its place in the order of an alternate key, and notes whether the key is there already.
 void giveOrder(sqlite3_context* context, int, sqlite3_value** arguments) {
   auto& store = *static_cast<IndexedStore*>(sqlite3_user_data(context));
   if (sqlite3_value_int(arguments[0]) != 0) store.repeated = true;
-  sqlite3_result_int64(context, store.counter);
+  sqlite3_result_int64(context, store.counter + 1);
 }
 
 int prepareInsert(IndexedStore& store) {
@@ -259,10 +255,7 @@ void positionAt(IndexedStore& store, sqlite3_stmt* row, uint32_t number, const u
   memcpy(position.bytes, bytes, key.length);
   position.key = number;
   position.length = key.length;
-  if (key.duplicates) {
-    position.order = sqlite3_column_int64(row, orderRead(store));
-    position.id = sqlite3_column_int64(row, idRead(store));
-  }
+  position.order = key.duplicates ? sqlite3_column_int64(row, orderRead(store)) : 0;
   position.inclusive = inclusive;
 }
 
@@ -307,10 +300,7 @@ int placeCursor(IndexedStore& store) {
   // The position changes while the cursor goes on.
   sqlite3_bind_text(store.cursor, 1, reinterpret_cast<const char*>(position.bytes),
                     static_cast<int>(position.length), SQLITE_TRANSIENT);
-  if (ordered) {
-    sqlite3_bind_int64(store.cursor, 2, position.order);
-    sqlite3_bind_int64(store.cursor, 3, position.id - (position.inclusive ? 1 : 0));
-  }
+  if (ordered) sqlite3_bind_int64(store.cursor, 2, position.order - (position.inclusive ? 1 : 0));
   return SQLITE_OK;
 }
 
@@ -464,6 +454,7 @@ StoreResult insertRecord(IndexedStore& store, const uint8_t* record, uint32_t le
   store.repeated = false;
   code = run(store.insert);
   if (code != SQLITE_OK) return failure(store, code);
+  ++store.counter;
   return changed(store, store.repeated ? StoreResult::duplicate : StoreResult::done);
 }
 
@@ -541,10 +532,7 @@ StoreResult eraseRecord(IndexedStore& store, const uint8_t* key) {
   bindKey(store.erase, 1, key, store.keys[0].length);
   code = run(store.erase);
   if (code != SQLITE_OK) return failure(store, code);
-  if (sqlite3_changes(store.database) == 0) return StoreResult::noRecord;
-  // The next record may get this one's number, but is to stand behind it.
-  ++store.counter;
-  return changed(store, StoreResult::done);
+  return sqlite3_changes(store.database) != 0 ? changed(store, StoreResult::done) : StoreResult::noRecord;
 }
 
 }  // namespace qrt::plt

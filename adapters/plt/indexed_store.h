@@ -2,11 +2,9 @@
 // keys and a position among them, but no verbs and no control blocks.
 //
 // A record lies in a row of the table `records`, cut into its keys (`key0`, the prime one, `key1`...) and
-// what no key covers (`rest`), so that the keys of a row and its record can't differ. Keys are compared as
-// bytes. Records with equal keys come in the order in which they got them: by the column that an alternate
-// key with duplicates has for it (`order1`...), then by the number of the row (`id`), which rises. New
-// records get the file's counter as their order, 0 in most files; it rises when a record gets another key,
-// and with that a higher order than all before it, or goes.
+// what no key covers (`rest`), so that the keys of a row and its record can't differ. An alternate key with
+// duplicates has a column of its own (`order1`...), a number from one counter for the whole file, that puts
+// records with equal keys in the order in which they got them. Keys are compared as bytes.
 //
 // Changes are gathered in transactions, bursts of them: a burst ends when it holds so many changes or is so
 // old, and at the end of the store. A process that is killed leaves the file as it was after a
@@ -55,7 +53,7 @@ struct StorePosition {
   uint32_t key;    // number of the key of reference
   bool inclusive;  // at the record with this key and order, else behind it
   uint32_t length;
-  int64_t order, id;  // for a key with duplicates
+  int64_t order;  // 0 where the key has no order
   uint8_t* bytes;
 };
 
@@ -78,7 +76,7 @@ struct IndexedStore {
   StorePosition position;
 
   bool repeated;            // the record being inserted has an alternate key that is there already
-  int64_t counter;          // order of new records
+  int64_t counter;          // last number given as an order
   bool inBurst;             // a transaction is open
   uint32_t changes;         // in the burst
   int64_t burstBegan;       // milliseconds

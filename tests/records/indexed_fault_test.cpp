@@ -258,7 +258,7 @@ TEST_F(IndexedFaults, OtherFilesAreRefused) {
   EXPECT_EQ(openedAs(inputOutput, file).substr(0, 2), "00");
   file.description.attributes &= ~QRT_FILE_OPTIONAL;
 
-  queryOn("customers", "PRAGMA user_version=3");
+  queryOn("customers", "PRAGMA user_version=2");
   for (const uint16_t mode : {input, inputOutput, output}) EXPECT_EQ(openedAs(mode, file), "39 000039");
   makeFile("text", std::string(5000, 'x'));
   makeFile("empty", "");
