@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Whole commands: lumasift beside GNU sort in the C locale, and cp for fixed records. For each work the commands
-take turns, the order reversed from round to round; medians of all rounds, ratios and peak memory are shown.
+take turns, the order reversed from round to round, each into a new file; medians of all rounds, ratios and peak
+memory are shown.
 
 Usage: lumasift_bench.py LUMASIFT [--rounds N] [--folder DIRECTORY] [--only WORK] [--records N]
 """
@@ -50,8 +51,11 @@ def make_fixed(folder, count):
                 + bytes(draw.choices(LETTERS, k=4)) + b'f' * 88 for _ in range(10000))
 
 
-def measure(command):
-    """Seconds, and peak memory in MB, of one command."""
+def measure(command, output):
+    """Seconds, and peak memory in MB, of one command. Its output is made anew: how long a file system takes to
+    drop an old one is neither's merit."""
+    if os.path.exists(output):
+        os.remove(output)
     start = time.perf_counter()
     # Not this process's child: that would count memory from before its exec.
     run = subprocess.run(['/usr/bin/time', '-f', '%M'] + command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
@@ -61,12 +65,12 @@ def measure(command):
     return seconds, int(run.stderr.split()[-1]) / 1024
 
 
-def compare(title, commands, rounds):
+def compare(title, commands, output, rounds):
     times = {name: [] for name in commands}
     peaks = dict.fromkeys(commands, 0)
     for turn in range(rounds):
         for name in (list(commands) if turn % 2 == 0 else reversed(list(commands))):
-            seconds, peak = measure(commands[name])
+            seconds, peak = measure(commands[name], output)
             times[name].append(seconds)
             peaks[name] = max(peaks[name], peak)
     own = statistics.median(times['lumasift'])
@@ -98,26 +102,26 @@ def main():
             'lumasift': by_key + [f'{folder}/random'],
             'sort -S 1M --parallel=1': peer + ['-S', '1M', '--parallel=1', f'{folder}/random'],
             'sort, all memory, two threads': peer + ['--parallel=2', f'{folder}/random'],
-        }, given.rounds)
+        }, output, given.rounds)
     if only in (None, 'orders'):
         orders = ['sorted', 'reversed', 'equal', 'thousand']
         compare('the same, by the order of the keys (random is "lumasift")', {
             'lumasift': by_key + [f'{folder}/random'],
             **{order: by_key + [f'{folder}/{order}'] for order in orders},
-        }, given.rounds)
+        }, output, given.rounds)
     if only in (None, 'merge'):
         parts = [f'{folder}/merge{part}' for part in range(16)]
         compare('merge of 16 files, 1,000,000 lines', {
             'lumasift': by_key + ['-m'] + parts,
             'sort -m': ['sort', '-o', output, '-k1,1', '-s', '-m'] + parts,
-        }, given.rounds)
+        }, output, given.rounds)
     if only in (None, 'fixed'):
         make_fixed(folder, given.records)
         layout = ['-x', 'format packed 8 char 4 char 88', '-k', '1,1', '-k', '2,2']
         compare(f'{given.records:,} fixed records, packed and char key', {
             'lumasift': own + layout + [f'{folder}/fixed'],
             'cp': ['cp', f'{folder}/fixed', output],
-        }, given.rounds)
+        }, output, given.rounds)
 
 
 if __name__ == '__main__':

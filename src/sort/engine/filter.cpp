@@ -66,9 +66,8 @@ Piece constantPiece(const Constant& constant) {
 
 Piece pieceOf(const SortSession& session, const Operand& operand) {
   if (operand.constant != nullptr) return constantPiece(*operand.constant);
-  const bool isText = operand.type == FieldType::character || operand.type == FieldType::numericText ||
-                      operand.type == FieldType::dateText;
-  return isText ? characterPiece(session, *operand.range) : plainPiece(session, *operand.range);
+  return isText(operand.type) ? characterPiece(session, *operand.range)
+                              : plainPiece(*session.options, *session.work->records, *operand.range);
 }
 
 bool isAbsent(const SortSession& session, const Operand& operand) {

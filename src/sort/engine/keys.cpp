@@ -50,9 +50,9 @@ constexpr auto printableTable = tableOf(keepsPrintable);
 
 // ---- Bodies of character keys
 
-// Whether 16 bytes at a time may be read of a piece: up to copySlack behind its end.
+// Whether 16 bytes at a time may be read of a piece, from its end too.
 bool readsWide(const RecordState& records, Piece piece) {
-  return records.blockEnd - piece.end >= static_cast<ptrdiff_t>(copySlack) && piece.first != piece.end;
+  return records.blockEnd - piece.end > static_cast<ptrdiff_t>(copySlack) && piece.first != piece.end;
 }
 
 uint8_t* copyBytes(const SortSession& session, const KeyStep&, Piece piece, uint8_t* to) {
@@ -71,18 +71,28 @@ uint8_t* translatedBytes(const SortSession&, const KeyStep& step, Piece piece, u
 
 // A field of a line without modifiers.
 uint8_t* lineBytes(const SortSession& session, const KeyStep&, Piece piece, uint8_t* to) {
+  if (!readsWide(*session.work->records, piece)) {
+    for (const uint8_t* at = piece.first; at < piece.end; ++at) *to++ = aboveTerminator(*at);
+    *to++ = 0;
+    return to;
+  }
+  // The words that the key is read in are stored whole, with the terminator and what lies behind it.
+  static constexpr uint8_t kept[32] = {255, 255, 255, 255, 255, 255, 255, 255,
+                                       255, 255, 255, 255, 255, 255, 255, 255};
   const __m128i highestLow = _mm_set1_epi8(9), one = _mm_set1_epi8(1);
   const uint8_t* at = piece.first;
-  const ptrdiff_t least = readsWide(*session.work->records, piece) ? 1 : 16;
-  for (; piece.end - at >= least; at += 16, to += 16) {
+  for (;; at += 16, to += 16) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
     const __m128i isLow = _mm_cmpeq_epi8(_mm_min_epu8(bytes, highestLow), bytes);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm_add_epi8(bytes, _mm_and_si128(isLow, one)));
+    const __m128i raised = _mm_add_epi8(bytes, _mm_and_si128(isLow, one));
+    const ptrdiff_t left = piece.end - at;
+    if (left < 16) {
+      const __m128i mask = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kept + 16 - left));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm_and_si128(raised, mask));
+      return to + left + 1;
+    }
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), raised);
   }
-  to -= std::max<ptrdiff_t>(at - piece.end, 0);
-  for (; at < piece.end; ++at) *to++ = aboveTerminator(*at);
-  *to++ = 0;
-  return to;
 }
 
 uint8_t* translatedLine(const SortSession& session, const KeyStep& step, Piece piece, uint8_t* to) {
@@ -352,17 +362,8 @@ bool addMarks(const SortOptions& options, const RecordState& records, const KeyS
 Piece pieceOf(const SortSession& session, const KeyStep& step) {
   const RecordState& records = *session.work->records;
   if (step.atFixedPlace) return {records.begin + step.place.first, records.begin + step.place.end};
-  if (step.isWhole) {
-    const uint8_t* const first = records.start[step.range->startField];
-    return {first, std::max(first, records.start[step.range->endField])};
-  }
-  return step.isCharacter ? characterPiece(session, *step.range) : plainPiece(session, *step.range);
-}
-
-bool isWholeFields(const SortOptions& options, const SortKey& range) {
-  const bool startsBehindSeparator = !options.binary && !options.separatorIsDefault && range.startField != 0;
-  return !startsBehindSeparator && range.startByte == 0 && range.endByte == 0 && !range.blankStart &&
-         !range.blankEnd && !range.trimEnd;
+  return step.isPlain ? plainPiece(*session.options, records, *step.range)
+                      : characterPiece(session, *step.range);
 }
 
 // What follows the key at `to`, or null when there is no room for it.
@@ -550,8 +551,7 @@ int32_t InitKeys(SortSession& session) {
     step.nullable = field != nullptr && field->nullable;
     step.tellsPresence = field != nullptr && (field->hasFlength || range.startByte != 0);
     step.hasMarks = step.nullable || (options.binary && options.variableLength);
-    step.isCharacter = range.type == FieldType::character || range.type == FieldType::numericText;
-    step.isWhole = isWholeFields(options, range);
+    step.isPlain = isPlain(options, range);
     step.atFixedPlace = hasFixedPlace(options, range);
     if (step.atFixedPlace) step.place = fixedPlaceOf(options, range);
     if (step.nullable) step.indicator = field->offset - 1;
@@ -578,11 +578,14 @@ uint32_t createKey(const SortSession& session, uint8_t* to, int32_t room, int32_
   const KeyStep* const end = records.keys + session.options->keys.count;
   for (const KeyStep* step = records.keys; step < end; ++step)
     if ((at = addKey<binary>(session, *step, at)) == nullptr) return 0;
-  at = aligned(at, 4);
-  // Logical bytes into words that a little-endian machine compares.
+  // Logical bytes into words that a little-endian machine compares, zeros behind the last byte.
   auto* words = reinterpret_cast<uint32_t*>(to);
-  auto* const wordEnd = reinterpret_cast<uint32_t*>(at);
-  for (; words < wordEnd; ++words) *words = __builtin_bswap32(*words);
+  auto* const wholeEnd = words + (at - to) / 4;
+  for (; words < wholeEnd; ++words) *words = __builtin_bswap32(*words);
+  if (const auto rest = static_cast<uint32_t>(at - to) % 4; rest != 0) {
+    *words = __builtin_bswap32(*words) & ~(~0U >> 8 * rest);
+    ++words;
+  }
   if (isMerge) *words++ = static_cast<uint32_t>(sourceNumber);
   *words++ = static_cast<uint32_t>(sequence >> 32);
   *words++ = static_cast<uint32_t>(sequence);

@@ -16,8 +16,7 @@ struct KeyStep {
   bool atFixedPlace;
   FixedPlace place;
   int32_t indicator;  // nullable and at a fixed place: the null indicator, from the record's start
-  bool isWhole;       // the piece goes from the start of one field to the start of another
-  bool isCharacter;   // the piece is found by characterPiece
+  bool isPlain;       // the piece is found by plainPiece
   bool hasMarks;      // there may be a mark in front of the body, or in its place
   bool nullable;
   bool tellsPresence;  // 0x44 in front of a body, in a variable record

@@ -24,9 +24,22 @@ Scan complain(const SortSession& session, int32_t number) {
 
 // ---- Text
 
-Scan takeLine(SortSession& session, RecordState& records, const uint8_t* at, const uint8_t* limit) {
-  if (at >= limit) return Scan::needsMore;
-  const auto* const feed = static_cast<const uint8_t*>(memchr(at, '\n', static_cast<size_t>(limit - at)));
+// The next line feed, or null.
+inline const uint8_t* findLineFeed(const uint8_t* at, const uint8_t* limit) {
+  const auto feedsAt = [](const uint8_t* bytes) {
+    const __m128i sixteen = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(sixteen, _mm_set1_epi8('\n'))));
+  };
+  for (; limit - at >= 32; at += 32)
+    if (const uint32_t feeds = feedsAt(at) | feedsAt(at + 16) << 16; feeds != 0)
+      return at + __builtin_ctz(feeds);
+  for (; at < limit; ++at)
+    if (*at == '\n') return at;
+  return nullptr;
+}
+
+inline Scan takeLine(SortSession& session, RecordState& records, const uint8_t* at, const uint8_t* limit) {
+  const uint8_t* const feed = findLineFeed(at, limit);
   if (feed == nullptr) return Scan::needsMore;
   const uint8_t* const end = feed > at && feed[-1] == '\r' ? feed - 1 : feed;
   if (end - at > session.options->recordLength) return complain(session, tooLong);
@@ -314,10 +327,6 @@ const uint8_t* passBlanks(const uint8_t* at, const uint8_t* end) {
   return at;
 }
 
-const uint8_t* forward(const uint8_t* at, int32_t bytes, const uint8_t* end) {
-  return end - at > bytes ? at + bytes : std::max(at, end);
-}
-
 }  // namespace
 
 Piece characterPiece(const SortSession& session, const SortKey& range) {
@@ -341,6 +350,14 @@ Piece characterPiece(const SortSession& session, const SortKey& range) {
   return {first, std::max(first, end)};
 }
 
+bool isPlain(const SortOptions& options, const SortKey& range) {
+  if (!isText(range.type)) return true;
+  const bool separated = !options.binary && !options.separatorIsDefault;
+  const bool passesSeparator =
+      separated && (range.startField != 0 || (range.endField != 0 && range.endByte != 0));
+  return !passesSeparator && !range.blankStart && !range.blankEnd && !range.trimEnd;
+}
+
 bool hasFixedPlace(const SortOptions& options, const SortKey& range) {
   return options.binary && !options.variableLength && !range.blankStart && !range.blankEnd && !range.trimEnd;
 }
@@ -357,14 +374,6 @@ bool isPresent(const SortOptions& options, const RecordState& records, const Sor
   const int32_t field = range.startField;
   if (field >= options.format.count || records.isAbsent[field]) return false;
   return range.startByte == 0 || records.start[field] + range.startByte < records.start[range.barrier];
-}
-
-Piece plainPiece(const SortSession& session, const SortKey& range) {
-  const RecordState& records = *session.work->records;
-  const uint8_t* const recordEnd = records.start[session.options->largestField];
-  const uint8_t* const first = forward(records.start[range.startField], range.startByte, recordEnd);
-  const uint8_t* const end = forward(records.start[range.endField], range.endByte, recordEnd);
-  return {first, std::max(first, end)};
 }
 
 }  // namespace qrt::sort

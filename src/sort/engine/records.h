@@ -4,6 +4,8 @@
 
 #include <stdint.h>
 
+#include <algorithm>
+
 #include "platform/collation.h"
 #include "sort/engine/options.h"
 #include "sort/engine/session.h"
@@ -58,8 +60,27 @@ void freeRecords(SortSession& session);
 // and e obeyed.
 Piece characterPiece(const SortSession& session, const SortKey& range);
 
-// The piece of any other type: start and end position, inside of the record.
-Piece plainPiece(const SortSession& session, const SortKey& range);
+// `bytes` further, but not beyond `end` unless it is there already.
+inline const uint8_t* forward(const uint8_t* at, int32_t bytes, const uint8_t* end) {
+  return end - at > bytes ? at + bytes : std::max(at, end);
+}
+
+// The piece of any other type, and of a plain range of type char: start and end position, inside of the
+// record.
+inline Piece plainPiece(const SortOptions& options, const RecordState& records, const SortKey& range) {
+  const uint8_t* const recordEnd = records.start[options.largestField];
+  const uint8_t* const first = forward(records.start[range.startField], range.startByte, recordEnd);
+  const uint8_t* const end = forward(records.start[range.endField], range.endByte, recordEnd);
+  return {first, std::max(first, end)};
+}
+
+// Whether a range of the type is one of characters.
+constexpr bool isText(FieldType type) {
+  return type == FieldType::character || type == FieldType::numericText || type == FieldType::dateText;
+}
+
+// Whether a range has no separators and blanks to pass over.
+bool isPlain(const SortOptions& options, const SortKey& range);
 
 // Whether a range lies at the same place in all records, and where then: bytes from the record's start.
 struct FixedPlace {

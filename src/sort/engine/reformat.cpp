@@ -39,13 +39,12 @@ bool isGone(const SortSession& session, const SortKey& range) {
 
 uint8_t* putRange(const SortSession& session, const SortKey& range, uint8_t* to) {
   if (isGone(session, range)) return to;
-  if (range.type != FieldType::character && range.type != FieldType::numericText &&
-      range.type != FieldType::dateText) {
-    const Piece piece = plainPiece(session, range);
+  const RecordState& records = *session.work->records;
+  if (!isText(range.type)) {
+    const Piece piece = plainPiece(*session.options, records, range);
     memcpy(to, piece.first, piece.size());
     return to + piece.size();
   }
-  const RecordState& records = *session.work->records;
   const Piece piece = characterPiece(session, range);
   if (!range.dictionary && !range.printable && !range.fold) {
     memcpy(to, piece.first, piece.size());

@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "sort/engine/entry_copy.h"
 #include "sort/engine/messages.h"
 #include "sort/engine/sum.h"
 
@@ -11,20 +12,22 @@ namespace {
 constexpr int32_t equalKeyedRecords = 2, sumOverflow = 257;  // messages
 constexpr uint32_t prefixSize = sizeof(uint32_t);
 
-uint8_t* putWithPrefix(const SortSession& session, uint8_t* to, const uint8_t* record, uint32_t length) {
-  if (session.options->outputPrefix) {
-    memcpy(to, &length, prefixSize);
-    to += prefixSize;
-  }
-  memcpy(to, record, length);
-  return to;
-}
-
 int32_t putRecord(SortSession& session, const uint8_t* record, uint32_t length, OutputRange& output) {
-  const uint64_t needed = uint64_t{length} + (session.options->outputPrefix ? prefixSize : 0);
-  while (static_cast<uint64_t>(output.limit - output.cursor) < needed)
+  const SortOptions& options = *session.options;
+  const uint32_t needed = length + (options.outputPrefix ? prefixSize : 0);
+  while (static_cast<uint32_t>(output.limit - output.cursor) < needed)
     if (const int32_t result = session.work->writeBlock(session, output, false); result != 0) return result;
-  uint8_t* const placed = putWithPrefix(session, output.cursor, record, length);
+  uint8_t* placed = output.cursor;
+  if (options.outputPrefix) {
+    memcpy(placed, &length, prefixSize);
+    placed += prefixSize;
+  }
+  // Nothing is written behind the last record in a buffer of the caller's.
+  const bool hasSlack = static_cast<uint32_t>(output.limit - placed) >= length + copySlack;
+  if (hasSlack && options.outputKind != OutputKind::targetBuffers)
+    copyWithSlack(placed, record, length);
+  else
+    memcpy(placed, record, length);
   output.cursor = placed + length;
   if (session.options->sums.count > 0) {
     session.work->held.record = placed;
