@@ -32,13 +32,14 @@ inline std::string catalogueBytes(const std::vector<CatalogueEntry>& entries) {
   return bytes + texts;
 }
 
-// A catalogue in a folder of its own, which the library finds in the default locale while this object lives.
+// A catalogue in the process's scratch folder, which the library finds in the default locale while this
+// object lives; one at a time.
 struct Catalogue {
-  std::string path = std::filesystem::exists("/dev/shm") ? "/dev/shm/qrtXXXXXX" : "/tmp/qrtXXXXXX";
+  std::string path = scratchFolder(getpid());
   std::string before = getenv("NLSPATH") != nullptr ? getenv("NLSPATH") : "";
 
   explicit Catalogue(const std::vector<CatalogueEntry>& entries) {
-    path = mkdtemp(path.data());
+    std::filesystem::create_directory(path);
     std::ofstream(path + "/qrtremsg.cat", std::ios::binary) << catalogueBytes(entries);
     for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) unsetenv(variable);
     setenv("NLSPATH", (path + "/%n").c_str(), 1);

@@ -2,6 +2,8 @@
 
 #include <sys/wait.h>
 
+#include <filesystem>
+
 namespace qrt::test {
 namespace {
 
@@ -20,6 +22,10 @@ struct Capture {
 
 }  // namespace
 
+std::string scratchFolder(pid_t process) {
+  return (std::filesystem::exists("/dev/shm") ? "/dev/shm/qrt." : "/tmp/qrt.") + std::to_string(process);
+}
+
 Ended inChild(const std::function<void()>& work, const std::string& input) {
   Capture in, out, err;
   fwrite(input.data(), 1, input.size(), in.file);
@@ -37,6 +43,7 @@ Ended inChild(const std::function<void()>& work, const std::string& input) {
   }
   int status = 0;
   waitpid(child, &status, 0);
+  std::filesystem::remove_all(scratchFolder(child));
   Ended ended;
   if (WIFEXITED(status)) ended.exitCode = WEXITSTATUS(status);
   if (WIFSIGNALED(status)) ended.signal = WTERMSIG(status);

@@ -13,7 +13,11 @@ struct Ended {
   std::string out, err;
 };
 
+// Where a process may make a folder of its own, in memory where the machine has such a place.
+std::string scratchFolder(pid_t process);
+
 // Runs `work` in a forked child with standard input from `input`; a child that returns from `work` exits 0.
+// Its scratch folder goes with it.
 Ended inChild(const std::function<void()>& work, const std::string& input = "");
 
 // Runs expectations in a process of their own. Returns what it wrote on standard error.
