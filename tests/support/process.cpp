@@ -2,8 +2,6 @@
 
 #include <sys/wait.h>
 
-#include <filesystem>
-
 namespace qrt::test {
 namespace {
 
@@ -21,10 +19,6 @@ struct Capture {
 };
 
 }  // namespace
-
-std::string scratchFolder(pid_t process) {
-  return (std::filesystem::exists("/dev/shm") ? "/dev/shm/qrt." : "/tmp/qrt.") + std::to_string(process);
-}
 
 Ended inChild(const std::function<void()>& work, const std::string& input) {
   Capture in, out, err;

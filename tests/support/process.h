@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <filesystem>
 #include <functional>
 
 namespace qrt::test {
@@ -14,7 +15,9 @@ struct Ended {
 };
 
 // Where a process may make a folder of its own, in memory where the machine has such a place.
-std::string scratchFolder(pid_t process);
+inline std::string scratchFolder(pid_t process) {
+  return (std::filesystem::exists("/dev/shm") ? "/dev/shm/qrt." : "/tmp/qrt.") + std::to_string(process);
+}
 
 // Runs `work` in a forked child with standard input from `input`; a child that returns from `work` exits 0.
 // Its scratch folder goes with it.
