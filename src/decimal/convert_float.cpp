@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "decimal/convert.h"
-#include "decimal/packed.h"
+#include "decimal/packed_integer.h"
 #include "decimal/packed_value.h"
 #include "decimal/powers_of_ten.h"
 
@@ -107,6 +107,12 @@ uint8_t* extendedToPacked(long double value, uint8_t* destination, int32_t desti
     return destination;
   }
   magnitude *= scalesOfExtended[scale + mostScale];
+  // A whole number that fits has no digits of noise, and quotients by ten and a hundred are never rounded up
+  // to another whole number: its digits are those of the integer.
+  if (magnitude < 1e18L && magnitude < extendedPowerOfTen(destinationDigits)) {
+    const auto whole = static_cast<int64_t>(magnitude);
+    return integerToPacked(value < 0 ? -whole : whole, destination, destinationDigits);
+  }
   writeDigits(magnitude, destination, destinationDigits);
   const uint8_t* const firstDigit =
       std::find_if(destination, destination + bytes, [](uint8_t byte) { return byte != 0; });

@@ -168,17 +168,23 @@ Scanned scan(const Grammar& grammar, bool pointIsComma, const Text<unit>& argume
   Scanned scanned;
   size_t ahead = none;  // digits ahead of the point
   uint8_t state = 0;
+  // In every grammar the state behind a digit stays for more digits, that behind a space for more spaces: a
+  // run takes one look into the table.
   for (const uint8_t* at = argument.start; at != end; at += unit) {
     const Cell cell = grammar.cells[state][classes[*at]];
     state = cell.state;
-    if (cell.action == Action::digit) {  // most characters: cheaper than a jump through a table
-      if (scanned.digits < text.mostDigits) text.start[1 + scanned.digits] = static_cast<char>(*at);
-      ++scanned.digits;
-      continue;
-    }
+    const auto goesOn = [&](auto isOfRun) { return at + unit != end && isOfRun(at[unit]); };
     switch (cell.action) {
-      case Action::none:
       case Action::digit:
+        for (;; at += unit) {
+          if (scanned.digits < text.mostDigits) text.start[1 + scanned.digits] = static_cast<char>(*at);
+          ++scanned.digits;
+          if (!goesOn([](uint8_t byte) { return byte >= '0' && byte <= '9'; })) break;
+        }
+        break;
+      case Action::none:
+        if (*at == ' ')
+          while (goesOn([](uint8_t byte) { return byte == ' '; })) at += unit;
         break;
       case Action::point:
         ahead = scanned.digits;
@@ -227,9 +233,10 @@ long double convert(char* text, const Scanned& scanned) {
   std::string_view digits(text + 1, scanned.digits);
   digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size()));
   if (digits.size() <= mostExactDigits && scanned.fraction <= mostExactPower) {
-    const long double whole = wholeNumber(digits);
-    const long double power = decimal::extendedPowerOfTen(static_cast<int32_t>(scanned.fraction));
-    return (scanned.negative ? -whole : whole) / power;
+    const long double magnitude = wholeNumber(digits), whole = scanned.negative ? -magnitude : magnitude;
+    return scanned.fraction == 0
+               ? whole
+               : whole / decimal::extendedPowerOfTen(static_cast<int32_t>(scanned.fraction));
   }
   // An exponent in the place of a point, which would have to be the locale's.
   text[0] = scanned.negative ? '-' : '+';
