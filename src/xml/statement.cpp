@@ -5,6 +5,7 @@
 
 #include <array>
 
+#include "frame/guard.h"
 #include "frame/message.h"
 
 namespace qrt::xml {
@@ -148,6 +149,13 @@ int32_t resolveCcsid(int32_t ccsid) {
   return ccsid;
 }
 
+// The registers as they stand outside of a parse.
+void leave(QrtXmlParseBlock& block) {
+  *block.textRegister = block.textRegister;
+  setLengths(block, 0, 0);
+  block.eventNames = nullptr;
+}
+
 int32_t runParse(QrtXmlParseBlock& block) {
   constexpr int32_t mustNotBeReleased = 560;
   const std::array<void*, 25> handlers = handlersOfStatement();
@@ -157,8 +165,16 @@ int32_t runParse(QrtXmlParseBlock& block) {
                                   block.documentLength, block.ccsid, QRT_XML_SPLIT_TABLE);
   if (failure != 0) return failure;
   *block.textRegister = nullptr;
-  const int32_t code = SAXPARSE(parser);
-  checkExit(block);
+  int32_t code = 0;
+  frame::underNestedGuard(
+      [&] {
+        code = SAXPARSE(parser);
+        checkExit(block);
+      },
+      [&] {
+        RLSEDOC(parser);
+        leave(block);
+      });
   if (code == mustNotBeReleased) return code;
   const int32_t released = RLSEDOC(parser);
   return code != 0 ? code : released;
@@ -184,10 +200,7 @@ int32_t parseStatement(QrtXmlParseBlock* statement) {
   block.code = runParse(block);
   *block.codeRegister = block.code;
   *block.returnRegister = block.code == 0 ? 0 : 2;
-  *block.textRegister = block.textRegister;
-  block.textLength = block.ntextLength = 0;
-  *block.textLengthRegister = *block.ntextLengthRegister = 0;
-  block.eventNames = nullptr;
+  leave(block);
   return block.code;
 }
 

@@ -537,4 +537,32 @@ TEST(XmlParse, TellsMisuse) {
   EXPECT_EQ(left.err.find("QRT242"), left.err.npos) << left.err;
 }
 
+// A severe error under a debugger unwinds to the entry, also where the procedure itself raises it.
+TEST(XmlParse, IsLeftInOrderByASevereError) {
+  const std::string told = apart([] {
+    _qrtPgmInit(nullptr);
+    _qrtIsDebuggerLoaded = 1;
+    setenv("PATH", "/nowhere", 1);
+    Statement statement;
+    statement.run("<a>&lt;</a>", 819);
+    using Procedure = void (*)(void*);
+    const Procedure raising = [](void* argument) {
+      const auto& self = *static_cast<Statement*>(argument);
+      if (self.event.starts_with("CONTENT")) qrtWriteERRmsg(40, 0, 1);
+      static_cast<Statement*>(argument)->text = nullptr;
+    };
+    int32_t blocks = -1;
+    for (const Procedure procedure : {raising, Procedure([](void*) {}), raising, raising}) {
+      statement.block.procedure = procedure;
+      _qrtcXML(&statement.block);
+      EXPECT_TRUE(statement.text == &statement.text && statement.textLength == 0);
+      EXPECT_EQ(threadStorage()->anchor, nullptr);
+      EXPECT_TRUE(blocks < 0 || liveBlocks() == blocks);
+      blocks = canFailAllocations ? liveBlocks() : -1;
+    }
+    EXPECT_EQ(statement.run("<a/>", 819), 0);
+  });
+  EXPECT_EQ(std::ranges::count(told, 'Q'), 4) << told;
+}
+
 }  // namespace
