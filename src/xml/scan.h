@@ -25,7 +25,8 @@ class Scan {
         at(reinterpret_cast<const Unit*>(parser.document)),
         limit(at + parser.length + 1),
         nameClass(parser.nameClass),
-        lexClass(parser.lexClass) {
+        lexClass(parser.lexClass),
+        isAsciiBased(!isSingleByte || parser.letters == lettersOf(Family::ascii)) {
     for (uint32_t byte = 0; byte < 256; ++byte) stops[byte] = stopsText(byte);
   }
 
@@ -37,6 +38,7 @@ class Scan {
   const Unit* const limit;
   const uint8_t* const nameClass;
   const uint8_t* const lexClass;
+  const bool isAsciiBased;
   bool stops[256];  // bytes that a run of text doesn't pass over
   int32_t depth = 0;
 

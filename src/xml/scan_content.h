@@ -13,7 +13,7 @@ template <typename Text>
 const typename Text::Unit* Scan<Text>::passText() {
   const Unit* unit = at;
   if constexpr (sizeof(Unit) == 1) {
-    if (!isSingleByte || parser.letters == lettersOf(Family::ascii)) {
+    if (isAsciiBased) {
       const __m128i lt = _mm_set1_epi8('<'), amp = _mm_set1_epi8('&'), bracket = _mm_set1_epi8(']'),
                     control = _mm_set1_epi8(0x1F);
       for (; limit - unit >= 16; unit += 16) {
