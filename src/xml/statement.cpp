@@ -29,20 +29,15 @@ constexpr EventName eventNames[eventCount] = {
 };
 static_assert(sizeof(eventNames) == 775);
 
-bool isWide(const QrtXmlParseBlock& block) {
-  return block.ccsid == utf16Ccsid;
-}
-
 void setLengths(QrtXmlParseBlock& block, int32_t textBytes, int32_t ntextBytes) {
   *block.textLengthRegister = block.textLength = textBytes;
   *block.ntextLengthRegister = block.ntextLength = ntextBytes;
 }
 
+// Text of a wide document, which is UTF-16, goes to XML-NTEXT.
+template <bool isWide>
 void setLength(QrtXmlParseBlock& block, int32_t units) {
-  if (isWide(block))
-    setLengths(block, 0, 2 * units);
-  else
-    setLengths(block, units, 0);
+  setLengths(block, isWide ? 0 : units, isWide ? 2 * units : 0);
 }
 
 // The procedure's exit clears the cell of the text. That is looked at ahead of the next event and at the end:
@@ -63,18 +58,18 @@ template <int32_t event>
   return *block.codeRegister;
 }
 
-template <int32_t event>
+template <bool isWide, int32_t event>
 int32_t tellText(void* user, const void* text, int32_t length) {
   auto& block = *static_cast<QrtXmlParseBlock*>(user);
-  setLength(block, length);
+  setLength<isWide>(block, length);
   return deliver<event>(block, text);
 }
 
-template <int32_t event>
+template <bool isWide, int32_t event>
 int32_t tellCharacter(void* user, uint32_t character) {
   auto& block = *static_cast<QrtXmlParseBlock*>(user);
   const auto unit = static_cast<uint16_t>(character);
-  setLength(block, 1);
+  setLength<isWide>(block, 1);
   return deliver<event>(block, &unit);
 }
 
@@ -97,10 +92,11 @@ int32_t tellEnd(void* user) {
   return deliver<endOfDocumentEvent>(block, nullptr);
 }
 
+template <bool isWide>
 int32_t tellException(void* user, const void* document, int32_t place, int32_t code) {
   constexpr int32_t exceptionEvent = 13;
   auto& block = *static_cast<QrtXmlParseBlock*>(user);
-  setLength(block, place);
+  setLength<isWide>(block, place);
   return deliver<exceptionEvent>(block, document, code);
 }
 
@@ -110,32 +106,33 @@ void* address(Handler* handler) {
 }
 
 // In the order of a table with split instructions.
+template <bool isWide>
 std::array<void*, 25> handlersOfStatement() {
-  return {address(tellText<18>),
-          address(tellText<22>),
-          address(tellText<9>),
-          address(tellText<16>),
-          address(tellText<8>),
+  return {address(tellText<isWide, 18>),
+          address(tellText<isWide, 22>),
+          address(tellText<isWide, 9>),
+          address(tellText<isWide, 16>),
+          address(tellText<isWide, 8>),
           address(tellEnd),
-          address(tellText<19>),
-          address(tellText<2>),
-          address(tellText<1>),
-          address(tellCharacter<0>),
+          address(tellText<isWide, 19>),
+          address(tellText<isWide, 2>),
+          address(tellText<isWide, 1>),
+          address(tellCharacter<isWide, 0>),
           address(tellReference<3>),
-          address(tellText<12>),
-          address(tellText<17>),
-          address(tellText<10>),
-          address(tellText<6>),
-          address(tellCharacter<5>),
+          address(tellText<isWide, 12>),
+          address(tellText<isWide, 17>),
+          address(tellText<isWide, 10>),
+          address(tellText<isWide, 6>),
+          address(tellCharacter<isWide, 5>),
           address(tellReference<7>),
-          address(tellText<15>),
-          address(tellText<14>),
-          address(tellText<4>),
-          address(tellText<21>),
-          address(tellText<20>),
+          address(tellText<isWide, 15>),
+          address(tellText<isWide, 14>),
+          address(tellText<isWide, 4>),
+          address(tellText<isWide, 21>),
+          address(tellText<isWide, 20>),
           nullptr,
           nullptr,
-          address(tellException)};
+          address(tellException<isWide>)};
 }
 
 // The CCSID that 0 and 1140 stand for.
@@ -158,7 +155,8 @@ void leave(QrtXmlParseBlock& block) {
 
 int32_t runParse(QrtXmlParseBlock& block) {
   constexpr int32_t mustNotBeReleased = 560;
-  const std::array<void*, 25> handlers = handlersOfStatement();
+  const std::array<void*, 25> handlers =
+      block.ccsid == utf16Ccsid ? handlersOfStatement<true>() : handlersOfStatement<false>();
   void* parser;
   int32_t info;
   const int32_t failure = PASSXML(&block, &parser, 1, &info, handlers.data(), block.document,
