@@ -25,8 +25,8 @@ constexpr char eventsOfSample[] =
     "<n.1 >n.1 <_-x >_-x C [<![CDATA[ t<&]]  ]]]> [<![CDATA[ ]]]> Pp D ttail <d <e @f =1 >e >d >r Cz Pq Dr }";
 
 std::string withName(std::string text, const Encoding& encoding) {
-  text.replace(text.find("%E"), 2, encoding.declared);
-  return text;
+  const size_t at = text.find("%E");
+  return at == text.npos ? text : text.replace(at, 2, encoding.declared);
 }
 
 TEST(Scanner, TellsEventsInEveryWidth) {
@@ -43,30 +43,9 @@ TEST(Scanner, TellsEventsInEveryWidth) {
   }
 }
 
-// A document that ends early tells what came before, then the code of the place where it ends.
-TEST(Scanner, EndsAtEveryCut) {
-  for (const Encoding& encoding : encodings) {
-    const std::string document = inEncoding(sample, encoding);
-    Events whole{encoding.ccsid};
-    whole.parse(document);
-    for (size_t size = 0; size < document.size(); ++size) {
-      Events cut{encoding.ccsid};
-      const int32_t code = cut.parse(std::string_view(document).substr(0, size));
-      if (code == 0) {
-        EXPECT_NE(std::find(cut.list.begin(), cut.list.end(), ">r"), cut.list.end()) << encoding.name << size;
-        continue;
-      }
-      const std::string place = std::to_string(size < 4 ? 0 : size / static_cast<size_t>(encoding.unit));
-      EXPECT_TRUE(size < 4 ? code == 317 : code >= 101 && code <= 121)
-          << encoding.name << size << ": " << code;
-      EXPECT_EQ(cut.list.back(), "!" + std::to_string(code) + "@" + place) << encoding.name << size;
-      cut.list.pop_back();
-      EXPECT_TRUE(std::equal(cut.list.begin(), cut.list.end(), whole.list.begin())) << encoding.name << size;
-    }
-  }
-}
-
-TEST(Scanner, StopsAtEveryEvent) {
+// A document that ends early tells what came before, then the code of the place where it ends. A handler that
+// wants no more gets no more.
+TEST(Scanner, EndsAtEveryCutAndEveryEvent) {
   for (const Encoding& encoding : encodings) {
     const std::string document = inEncoding(sample, encoding);
     Events whole{encoding.ccsid};
@@ -76,34 +55,45 @@ TEST(Scanner, StopsAtEveryEvent) {
       EXPECT_EQ(stopped.parse(document), -1);
       EXPECT_EQ(stopped.list.size(), number + 1) << encoding.name;
     }
+    for (size_t size = 0; size < document.size(); ++size) {
+      Events cut{encoding.ccsid};
+      const int32_t code = cut.parse(std::string_view(document).substr(0, size));
+      if (code != 0) {
+        const std::string place = std::to_string(size < 4 ? 0 : size / static_cast<size_t>(encoding.unit));
+        EXPECT_TRUE(size < 4 ? code == 317 : code >= 101 && code <= 121) << encoding.name << size;
+        EXPECT_EQ(cut.list.back(), "!" + std::to_string(code) + "@" + place) << encoding.name << size;
+        cut.list.pop_back();
+      }
+      EXPECT_TRUE(code == 0 ? std::ranges::count(cut.list, ">r") == 1
+                            : std::equal(cut.list.begin(), cut.list.end(), whole.list.begin()))
+          << encoding.name << size;
+    }
   }
 }
 
-// "^" stands before the unit that the exception names.
 struct Fault {
   int32_t code;
-  std::string document;
+  std::string document, exception, further;
 };
 
-// A code and a document in each line.
-std::vector<Fault> listed(std::string_view text) {
+// In each line a code and a document, where "^" stands before the unit that the exception names. Behind a
+// bar, the exceptions that come when the parse goes on.
+std::vector<Fault> listed(std::string_view text, const Encoding& encoding) {
   std::vector<Fault> faults;
   for (size_t end; (end = text.find('\n')) != text.npos; text.remove_prefix(end + 1)) {
-    const size_t blank = text.find(' ');
-    faults.push_back({atoi(text.data()), std::string(text.substr(blank + 1, end - blank - 1))});
+    const size_t blank = text.find(' ') + 1, bar = std::min(text.find('|'), end);
+    Fault fault = {atoi(text.data()), withName(std::string(text.substr(blank, bar - blank)), encoding), "",
+                   std::string(text.substr(bar, end - bar)).erase(0, 1)};
+    const size_t place = fault.document.find('^');
+    fault.document.erase(place, 1);
+    fault.exception =
+        "!" + std::to_string(fault.code) + "@" + std::to_string(std::min(place + 1, fault.document.size()));
+    faults.push_back(fault);
   }
   return faults;
 }
 
-// The document without "^", and the place.
-std::pair<std::string, size_t> placed(const Fault& fault) {
-  std::string text = fault.document;
-  const size_t at = text.find('^');
-  text.erase(at, 1);
-  return {text, std::min(at + 1, text.size())};
-}
-
-TEST(Scanner, RefusesWhatIsNotWellFormed) {
+TEST(Scanner, TellsExceptionsAndGoesOnAfterWarnings) {
   constexpr std::string_view faults =
       "101 <?xml version='1.0'^\n101 <?xml version='1.0' encoding='%E' ^\n"
       "101 <?xml version='1.0' standalone='no'?^\n102 <!--c-->^\n102   <!DOC^\n102 <!DOCTYPE a '>' [>^\n"
@@ -126,98 +116,61 @@ TEST(Scanner, RefusesWhatIsNotWellFormed) {
       "154 <?xml version='1.0' standalone=^no?><a/>\n155 <?xml version='1.0' standalone='ye^'?><a/>\n"
       "156 <?xml version='1.0' standalone='no^\"?><a/>\n157 <?xml version='1.0' standalone='no'^x?><a/>\n"
       "158 <?xml version='1.0' ^x?><a/>\n158 <?xml version='1.0'?^ ><a/>\n159 <a/><!^DOCTYPE a>\n"
-      "160 <a/> <^b/>\n";
-  for (const Fault& fault : listed(faults))
-    for (const Encoding& encoding : encodings) {
-      auto [text, place] = placed(fault);
-      if (text.find("%E") < place - 1) place += strlen(encoding.declared) - 2;
-      for (const int32_t answer : {0, 1}) {
-        Events events{encoding.ccsid};
-        events.answer = [&](int32_t code) { return code >= 100 && code < 800 ? answer : 0; };
-        EXPECT_EQ(events.parse(inEncoding(text, encoding)), fault.code) << encoding.name << text;
-        EXPECT_EQ(events.list.back(), "!" + std::to_string(fault.code) + "@" + std::to_string(place))
-            << encoding.name << fault.document;
-      }
-    }
-}
-
-TEST(Scanner, WarnsAndGoesOn) {
-  // Behind a bar, the exceptions that come when the parse goes on.
-  constexpr std::string_view warnings =
-      "1 <!--c-->^x<a/>\n2 <^ <a/>\n2 <!^x<a/>|!1@3 \n3 <a b='1' c='' b^='2'/>\n4 <a b='1^<2'/>\n5 <a></b^>\n"
+      "160 <a/> <^b/>\n"
+      "1 <!--c-->^x<a/>\n2 <^ <a/>\n2 <!^x<a/>| !1@3\n3 <a b='1' c='' b^='2'/>\n4 <a b='1^<2'/>\n5 <a></b^>\n"
       "5 <a><b></a^></a>\n6 <a>x^\x01y</a>\n6 <a><![CDATA[^\x1F]]></a>\n7 <a><^ b</a>\n7 <a><^<</a>\n"
-      "7 <a><^]]></a>\n8 <a>x^]]></a>\n9 <!--^\x01--><a/>\n10 <!--a--^b<a/>|!1@8 \n11 <?p ^\x0B?><a/>\n"
+      "7 <a><^]]></a>\n8 <a>x^]]></a>\n9 <!--^\x01--><a/>\n10 <!--a--^b<a/>| !1@8\n11 <?p ^\x0B?><a/>\n"
       "12 <?XmL v='1'?^><a/>\n13 <a b='&#x^g41;'/>\n14 <a>&#^a65;</a>\n"
       "15 <?xml version='1.0' encoding='^-'?><a/>\n15 <?xml version='1.0' encoding='^'?><a/>\n"
       "16 <a>&#1114112^;</a>\n16 <a>&#^;</a>\n16 <a>&#x^;</a>\n16 <a b='&#xDFFF^;'/>\n16 <a>&#65535^;</a>\n"
       "17 <a>&a^=;</a>\n18 <a b='^\x01'/>\n";
-  for (Fault fault : listed(warnings)) {
-    const size_t bar = fault.document.find('|');
-    const std::string further = bar == fault.document.npos ? "" : fault.document.substr(bar + 1);
-    fault.document.resize(std::min(bar, fault.document.size()));
-    for (const Encoding& encoding : encodings) {
-      const auto [text, place] = placed(fault);
-      const std::string document = inEncoding(text, encoding);
-      const std::string exception = "!" + std::to_string(fault.code) + "@" + std::to_string(place);
-      const auto isOurs = [](int32_t code) { return code < 70 || code > 92; };
+  for (const Encoding& encoding : encodings)
+    for (const Fault& fault : listed(faults, encoding)) {
+      const std::string document = inEncoding(fault.document, encoding);
       Events stopped{encoding.ccsid}, going{encoding.ccsid};
-      stopped.answer = [&](int32_t code) { return isOurs(code) ? code : 0; };
-      EXPECT_EQ(stopped.parse(document), fault.code) << encoding.name << text;
-      EXPECT_EQ(stopped.list.back(), exception) << encoding.name << text;
+      stopped.answer = [](int32_t code) { return code < 70 || (code > 92 && code < 800) ? code : 0; };
+      EXPECT_EQ(stopped.parse(document), fault.code) << encoding.name << fault.document;
+      EXPECT_EQ(stopped.list.back(), fault.exception) << encoding.name << fault.document;
       int32_t last = 0;
       going.answer = [&](int32_t code) { return last = code, 0; };
-      EXPECT_EQ(going.parse(document), last) << encoding.name << text;
-      std::string expected = stopped.all() + " " + further + "}";
-      EXPECT_EQ(going.all(), expected) << encoding.name << text;
+      EXPECT_EQ(going.parse(document), last) << encoding.name << fault.document;
+      EXPECT_EQ(going.all(), stopped.all() + fault.further + (fault.code >= 100 ? "" : " }"))
+          << encoding.name << fault.document;
     }
-  }
   Events many{singleByte.ccsid};
   EXPECT_EQ(many.parse("<a b='' c='' d='' e='' f='' g='' h='' i='' j='' k='' l='' l=''/>"), 0);
 }
 
 TEST(Scanner, RefusesMalformedUtf8) {
-  const struct {
-    std::string_view bytes;
-    int32_t code;
-  } rows[] = {{"\x80", 161},
-              {"\xC1\x80", 161},
-              {"\xC3", 161},
-              {"\xE0\x9F\x80", 161},
-              {"\xED\xA0\x80", 161},
-              {"\xF0\x8F\x80\x80", 161},
-              {"\xE2\x82", 161},
-              {"\xF4\x90\x80\x80", 161},
-              {"\xF5\x80\x80\x80", 161},
-              {"\xF0\x9F\x98\x80", 162},
-              {"\xEF\xBF\xBE", 6},
-              {"\xC3\xA9\xEF\xBF\xBD", 0}};
-  for (const auto& row : rows) {
+  const auto check = [](const std::string& bytes, int32_t expected) {
     Events events{utf8.ccsid};
-    const std::string text = "<a>" + std::string(25, 'x') + std::string(row.bytes) + "</a>";
-    EXPECT_EQ(events.parse(text), row.code) << text;
-    EXPECT_EQ(events.list.back(),
-              row.code == 0 || row.code == 6 ? "}" : "!" + std::to_string(row.code) + "@29")
-        << text;
+    EXPECT_EQ(events.parse("<a>" + std::string(25, 'x') + bytes + "</a>"), expected) << bytes;
+    EXPECT_EQ(events.list.back(), expected < 161 ? "}" : "!" + std::to_string(expected) + "@29") << bytes;
     // The same inside of a name and of a value, and at the very end.
     for (const char* before : {"<abc", "<a b='", "<a><!--", "<?pi", "<!DOCTYPE "}) {
-      Events cut{utf8.ccsid};
-      const int32_t code = cut.parse(before + std::string(row.bytes));
-      EXPECT_TRUE(code == row.code || (row.code < 161 && code > 100)) << before << text << code;
+      const int32_t code = Events{utf8.ccsid}.parse(before + bytes);
+      EXPECT_TRUE(code == expected || (code < 161 && code > 100)) << before << bytes << code;
     }
-  }
+  };
+  for (const char* malformed : {"\x80", "\xC1\x80", "\xC3", "\xE0\x9F\x80", "\xED\xA0\x80", "\xE2\x82",
+                                "\xF0\x8F\x80\x80", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80"})
+    check(malformed, 161);
+  check("\xF0\x9F\x98\x80", 162);
+  check("\xEF\xBF\xBE", 6);
+  check("\xC3\xA9\xEF\xBF\xBD", 0);
 }
 
 TEST(Scanner, LeavesAMarkOutOfTheText) {
   const std::string mark = "\xEF\xBB\xBF";
-  Events bytes{utf8.ccsid};
-  EXPECT_EQ(bytes.parse(mark + "<a>\xC3\x9F</a>"), 0);
-  EXPECT_EQ(bytes.all(), "{ <a t\xC3\x9F >a }");
-  Events fault{utf8.ccsid};
-  EXPECT_EQ(fault.parse(mark + "<a>&</a>"), 141);
-  EXPECT_EQ(fault.list.back(), "!141@8");
-  Events units{utf16.ccsid};
-  EXPECT_EQ(units.parse(inEncoding(u"\xFEFF<a>\x3B1\xD83D\xDE00&</a>", "UTF-16LE") + "!"), 141);
-  EXPECT_EQ(units.all(), "{ <a t\xCE\xB1\xF0\x9F\x98\x80 !141@9");
+  const auto check = [](int32_t ccsid, const std::string& document, const char* told) {
+    Events events{ccsid};
+    events.parse(document);
+    EXPECT_EQ(events.all(), told);
+  };
+  check(utf8.ccsid, mark + "<a>\xC3\x9F</a>", "{ <a t\xC3\x9F >a }");
+  check(utf8.ccsid, mark + "<a>&</a>", "{ <a !141@8");
+  check(utf16.ccsid, inEncoding(u"\xFEFF<a>\x3B1\xD83D\xDE00&</a>", "UTF-16LE") + "!",
+        "{ <a t\xCE\xB1\xF0\x9F\x98\x80 !141@9");
 }
 
 // ---- Classes
@@ -441,6 +394,7 @@ struct Statement {
   const void* text = &text;
   int32_t textLength = -1, ntextLength = -1, code = -1, returned = -1;
   std::function<void(Statement&)> procedure = [](Statement&) {};
+  const char* leftAt = "none";  // the event at which the procedure isn't left by its exit
   std::string log;
 
   int32_t run(std::string_view document, int32_t ccsid, uint32_t flags = 0) {
@@ -465,7 +419,7 @@ struct Statement {
         self.log += "0123456789ABCDEF"[bytes[at] >> 4 & 15], self.log += "0123456789ABCDEF"[bytes[at] & 15];
       self.log += self.code != 0 ? " " + std::to_string(self.code) + "\n" : "\n";
       self.procedure(self);
-      self.text = nullptr;
+      if (!self.event.starts_with(self.leftAt)) self.text = nullptr;
     };
     const int32_t result = _qrtcXML(&block);
     EXPECT_EQ(text, &text);
@@ -526,15 +480,17 @@ TEST(XmlParse, TellsMisuse) {
     nested.run("<a/>", 819);
   });
   EXPECT_NE(again.err.find("QRT242"), again.err.npos) << again.err;
-  const Ended left = inChild([] {
-    _qrtPgmInit(nullptr);
-    Statement statement;
-    statement.run("<a/>", 819);
-    statement.block.procedure = [](void*) {};
-    qrtcXML(&statement.block);
-  });
-  EXPECT_NE(left.err.find("QRT243"), left.err.npos) << left.err;
-  EXPECT_EQ(left.err.find("QRT242"), left.err.npos) << left.err;
+  for (const char* event : {"START-OF-DOCUMENT", "CONTENT-CHARACTER ", "EXCEPTION"}) {
+    const Ended left = inChild([=] {
+      _qrtPgmInit(nullptr);
+      Statement statement;
+      statement.leftAt = event;
+      statement.procedure = [](Statement& self) { printf("%s", self.event.c_str()); };
+      statement.run("<a>&lt;", 819);
+    });
+    EXPECT_TRUE(left.err.starts_with("QRT243")) << left.err;
+    EXPECT_EQ(left.out.find(event), left.out.size() - 31) << "no further event";
+  }
 }
 
 // A severe error under a debugger unwinds to the entry, also where the procedure itself raises it.
@@ -544,18 +500,14 @@ TEST(XmlParse, IsLeftInOrderByASevereError) {
     _qrtIsDebuggerLoaded = 1;
     setenv("PATH", "/nowhere", 1);
     Statement statement;
-    statement.run("<a>&lt;</a>", 819);
-    using Procedure = void (*)(void*);
-    const Procedure raising = [](void* argument) {
-      const auto& self = *static_cast<Statement*>(argument);
-      if (self.event.starts_with("CONTENT")) qrtWriteERRmsg(40, 0, 1);
-      static_cast<Statement*>(argument)->text = nullptr;
+    statement.run("<a/>", 819);
+    statement.procedure = [](Statement& self) {
+      if (self.event.starts_with("ATTRIBUTE")) qrtWriteERRmsg(40, 0, 1);
     };
     int32_t blocks = -1;
-    for (const Procedure procedure : {raising, Procedure([](void*) {}), raising, raising}) {
-      statement.block.procedure = procedure;
-      _qrtcXML(&statement.block);
-      EXPECT_TRUE(statement.text == &statement.text && statement.textLength == 0);
+    for (const char* leftAt : {"none", "START-OF-ELEMENT", "none", "none"}) {
+      statement.leftAt = leftAt;
+      statement.run("<a b='&lt;'/>", 819);
       EXPECT_EQ(threadStorage()->anchor, nullptr);
       EXPECT_TRUE(blocks < 0 || liveBlocks() == blocks);
       blocks = canFailAllocations ? liveBlocks() : -1;
