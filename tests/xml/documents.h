@@ -13,7 +13,24 @@
 #include <string_view>
 #include <vector>
 
+#include "support/allocation.h"
+
 namespace qrt::test {
+
+// The results of work whose n-th request for memory fails, for every n, and of one that lacks nothing.
+template <typename Work>
+std::vector<int32_t> resultsShortOfMemory(Work&& work) {
+  std::vector<int32_t> results;
+  results.reserve(1000);
+  const int32_t before = liveBlocks();
+  for (bool failed = true; failed && results.size() < 1000;) {
+    const FailingAllocation failing(static_cast<int32_t>(results.size()) + 1);
+    results.push_back(work());
+    failed = failing.hasFailed();
+  }
+  EXPECT_EQ(liveBlocks(), before);
+  return results;
+}
 
 struct Encoding {
   const char* name;      // a converter's
