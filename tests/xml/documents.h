@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include <algorithm>
 #include <array>
 #include <functional>
 #include <memory>
@@ -149,22 +150,18 @@ struct Events {
   }
   static std::array<void*, 25> handlers(int32_t tableKind) {
     std::array<void*, 25> table{};
-    const bool split = tableKind == QRT_XML_SPLIT_TABLE;
     fill(table.data(), std::make_index_sequence<21>());
     table[5] = address(end);
     table[9] = address(character<9>);
     table[10] = address(character<10>);
     table[15] = address(character<15>);
     table[16] = address(character<16>);
-    if (split) {
-      table[18] = address(data);
-      table[19] = address(text<18>);
-      table[20] = address(text<19>);
-      table[21] = address(text<20>);
-    } else {
-      table[17] = address(pair);
-    }
-    table[split ? 24 : 23] = address(exception);
+    table[17] = address(pair);
+    table[23] = address(exception);
+    if (tableKind != QRT_XML_SPLIT_TABLE) return table;
+    std::copy_backward(&table[18], &table[24], table.end());
+    table[17] = address(text<17>);
+    table[18] = address(data);
     return table;
   }
 

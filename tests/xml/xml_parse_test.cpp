@@ -30,15 +30,14 @@ std::string withName(std::string text, const Encoding& encoding) {
 
 TEST(Scanner, TellsEventsInEveryWidth) {
   for (const Encoding& encoding : encodings) {
-    Events events{encoding.ccsid};
-    EXPECT_EQ(events.parse(inEncoding(sample, encoding)), 0) << encoding.name;
-    EXPECT_EQ(events.all(), withName(eventsOfSample, encoding)) << encoding.name;
-    Events pairs{encoding.ccsid};
-    EXPECT_EQ(pairs.parse(inEncoding("<a/><?p q r?><?s?>", encoding), QRT_XML_SIMPLE_TABLE), 0);
-    EXPECT_EQ(pairs.all(), "{ <a >a Pp,q r Ps, }");
-    Events plain{encoding.ccsid};
-    EXPECT_EQ(plain.parse(inEncoding("<?xml version=''?><a></a>", encoding)), 0);
-    EXPECT_EQ(plain.all(), "{ V <a >a }");
+    const auto check = [&](const char* document, const std::string& told, int32_t tableKind) {
+      Events events{encoding.ccsid};
+      EXPECT_EQ(events.parse(inEncoding(document, encoding), tableKind), 0) << encoding.name;
+      EXPECT_EQ(events.all(), told) << encoding.name;
+    };
+    check(sample, withName(eventsOfSample, encoding), QRT_XML_SPLIT_TABLE);
+    check("<?xml version=''?><a></a>", "{ V <a >a }", QRT_XML_SPLIT_TABLE);
+    check("<a/><?p q r?><?s?>", "{ <a >a Pp,q r Ps, }", QRT_XML_SIMPLE_TABLE);
   }
 }
 
@@ -258,8 +257,8 @@ std::string telling(const std::string& name) {
 
 // The same in EBCDIC: 0 for page 273, 126 for page 37.
 std::string tellingEbcdic(const std::string& name) {
-  const std::string text = (name.empty() ? "" : "<?xml version='1.0' encoding='" + name + "'?>") + "<a";
-  return inEncoding(text, ebcdic) + "\x4A" + inEncoding("/>", ebcdic);
+  const std::string text = telling(name);
+  return inEncoding(text.substr(0, text.size() - 3), ebcdic) + "\x4A" + inEncoding("/>", ebcdic);
 }
 
 TEST(Encodings, AreAskedFor) {
@@ -359,8 +358,9 @@ TEST(Entries, RefuseTablesAndMissingStorage) {
   std::array<void*, 25> table = Events::handlers(QRT_XML_SPLIT_TABLE);
   void* parser;
   int32_t info = 0;
-  const auto pass = [&](int32_t count, int32_t kind, void* const* handlers) {
-    return PASSXML(nullptr, &parser, count, &info, handlers, "<a/>", 4, 819, kind);
+  const auto pass = [&](int32_t count, int32_t kind, void* const* handlers, std::string_view text = "<a/>") {
+    return PASSXML(nullptr, &parser, count, &info, handlers, text.data(), static_cast<int32_t>(text.size()),
+                   819, kind);
   };
   EXPECT_EQ(pass(2, 2, table.data()), 502);
   EXPECT_EQ(parser, nullptr);
@@ -370,9 +370,7 @@ TEST(Entries, RefuseTablesAndMissingStorage) {
   RLSEDOC(parser);
   table.fill(nullptr);
   for (const char* document : {"<?p q?><a b='&x;'>&#1;</a>", "<a>&"}) {
-    ASSERT_EQ(PASSXML(nullptr, &parser, 1, &info, table.data(), document,
-                      static_cast<int32_t>(strlen(document)), 819, 2),
-              0);
+    ASSERT_EQ(pass(1, 2, table.data(), document), 0);
     EXPECT_EQ(SAXPARSE(parser), document[1] == '?' ? 16 : 120);
     RLSEDOC(parser);
   }
@@ -423,16 +421,20 @@ struct Statement {
     EXPECT_TRUE(textLength == 0 && ntextLength == 0 && event.ends_with('|'));
     return result;
   }
+
+  // What a clean parse tells behind the start of the document.
+  std::string toldOf(std::string_view document, int32_t ccsid) {
+    EXPECT_EQ(run(document, ccsid), 0);
+    return log.substr(log.find('\n') + 1);
+  }
 };
 
 TEST(XmlParse, SetsTheRegisters) {
-  Statement bytes;
-  EXPECT_EQ(bytes.run("<?xml version='1.0'?><!DOCTYPE r><r a='' "
-                      "b='x&lt;&#65;&y;'>t&gt;&#x10000;&z;<![CDATA[]]><?p d?><!--c--></r>",
-                      819),
-            0);
+  constexpr char document[] =
+      "<?xml version='1.0'?><!DOCTYPE r><r a='' b='x&lt;&#65;&y;'>t&gt;&#x10000;&z;<![CDATA[]]><?p d?>"
+      "<!--c--></r>";
   EXPECT_EQ(
-      bytes.log.substr(bytes.log.find('\n') + 1),
+      Statement().toldOf(document, 819),
       "VERSION-INFORMATION 1.0/\nDOCUMENT-TYPE-DECLARATION <!DOCTYPE r>/\nSTART-OF-ELEMENT r/\n"
       "ATTRIBUTE-NAME a/\nATTRIBUTE-CHARACTERS /\nATTRIBUTE-NAME b/\nATTRIBUTE-CHARACTERS x/\n"
       "ATTRIBUTE-CHARACTER </\nATTRIBUTE-NATIONAL-CHARACTER /4100\nUNKNOWN-REFERENCE-IN-ATTRIBUTE y/\n"
@@ -440,9 +442,7 @@ TEST(XmlParse, SetsTheRegisters) {
       "UNKNOWN-REFERENCE-IN-CONTENT z/\nSTART-OF-CDATA-SECTION <![CDATA[/\nEND-OF-CDATA-SECTION ]]>/\n"
       "PROCESSING-INSTRUCTION-TARGET p/\nPROCESSING-INSTRUCTION-DATA d/\nCOMMENT c/\nEND-OF-ELEMENT r/\n"
       "END-OF-DOCUMENT /\n");
-  Statement units;
-  EXPECT_EQ(units.run(inEncoding("<a>&lt;t</a>", utf16), 1202), 0);
-  EXPECT_EQ(units.log.substr(units.log.find('\n') + 1),
+  EXPECT_EQ(Statement().toldOf(inEncoding("<a>&lt;t</a>", utf16), 1202),
             "START-OF-ELEMENT /6100\nCONTENT-CHARACTER /3C00\nCONTENT-CHARACTERS /7400\nEND-OF-ELEMENT "
             "/6100\nEND-OF-DOCUMENT /\n");
   Statement ebcdicNames;
