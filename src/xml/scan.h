@@ -208,32 +208,36 @@ class Scan {
     check(parser.instructionData(parser.user, data, dataLength));
   }
 
-  // ---- Parts
+  // ---- Parts: the prolog
 
-  const Unit* passText();
+  enum class Prolog : uint8_t { end, declaration, element };
   void declaration();
   void passEquals(int32_t code);
   uint32_t openQuote(int32_t code);
   void closeQuote(uint32_t quote, int32_t code);
   void whiteOrQuestion(int32_t code);
-
-  enum class Prolog : uint8_t { end, declaration, element };
   Prolog prolog();
   void doctype(const Unit* start);
-  void commentBehindHyphen();
-  void processingInstruction();
-  void reference(bool inAttribute);
-  void numericReference(bool inAttribute);
 
-  void push(const Unit* name, const Unit* nameEnd);
+  // ---- Elements
+
   void elements();
+  void push(const Unit* name, const Unit* nameEnd);
   bool startTag();
   void attribute(const Unit* (&names)[comparedAttributes], int32_t (&lengths)[comparedAttributes],
                  int32_t number);
   void attributeValue();
+  void endTag();
+
+  // ---- Content and references
+
+  const Unit* passText();
   bool contentUntilTag();
   void cdataSection(const Unit* start);
-  void endTag();
+  void commentBehindHyphen();
+  void processingInstruction();
+  void reference(bool inAttribute);
+  void numericReference(bool inAttribute);
 };
 
 }  // namespace qrt::xml
