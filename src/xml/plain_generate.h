@@ -24,6 +24,7 @@ struct Item {
   std::u16string name = {};
   bool isAttribute = false, isNumber = false, isJustified = false;
   int32_t occurs = 1;
+  size_t length = 0;  // characters of each value
   std::vector<Item> children = {};
   std::vector<Value> values = {};  // in the order of storage
   size_t next = 0;                 // the value that comes now

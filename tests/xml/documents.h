@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include <algorithm>
 #include <array>
 #include <functional>
 #include <memory>
@@ -13,7 +14,24 @@
 #include <string_view>
 #include <vector>
 
+#include "support/allocation.h"
+
 namespace qrt::test {
+
+// The results of work whose n-th request for memory fails, for every n, and of one that lacks nothing.
+template <typename Work>
+std::vector<int32_t> resultsShortOfMemory(Work&& work) {
+  std::vector<int32_t> results;
+  results.reserve(1000);
+  const int32_t before = liveBlocks();
+  for (bool failed = true; failed && results.size() < 1000;) {
+    const FailingAllocation failing(static_cast<int32_t>(results.size()) + 1);
+    results.push_back(work());
+    failed = failing.hasFailed();
+  }
+  EXPECT_EQ(liveBlocks(), before);
+  return results;
+}
 
 struct Encoding {
   const char* name;      // a converter's
@@ -132,22 +150,18 @@ struct Events {
   }
   static std::array<void*, 25> handlers(int32_t tableKind) {
     std::array<void*, 25> table{};
-    const bool split = tableKind == QRT_XML_SPLIT_TABLE;
     fill(table.data(), std::make_index_sequence<21>());
     table[5] = address(end);
     table[9] = address(character<9>);
     table[10] = address(character<10>);
     table[15] = address(character<15>);
     table[16] = address(character<16>);
-    if (split) {
-      table[18] = address(data);
-      table[19] = address(text<18>);
-      table[20] = address(text<19>);
-      table[21] = address(text<20>);
-    } else {
-      table[17] = address(pair);
-    }
-    table[split ? 24 : 23] = address(exception);
+    table[17] = address(pair);
+    table[23] = address(exception);
+    if (tableKind != QRT_XML_SPLIT_TABLE) return table;
+    std::copy_backward(&table[18], &table[24], table.end());
+    table[17] = address(text<17>);
+    table[18] = address(data);
     return table;
   }
 

@@ -3,7 +3,7 @@
 #include <dirent.h>
 #include <stdlib.h>
 
-#include <set>
+#include <algorithm>
 
 #include "xml/documents.h"
 
@@ -44,11 +44,6 @@ TEST(Conformance, AgreesWithTheSuite) {
   size_t documents = 0;
   for (const std::string folder :
        {"valid/sa", "valid/not-sa", "valid/ext-sa", "not-wf/sa", "not-wf/not-sa", "not-wf/ext-sa"}) {
-    std::set<std::string> expected, other;
-    for (const Exceptions& row : exceptions)
-      for (const char* number = row.numbers; folder == row.folder && *number != 0;
-           number += number[3] == ' ' ? 4 : 3)
-        expected.emplace(number, 3);
     const std::string path = std::string(suite) + "/" + folder;
     DIR* const directory = opendir(path.c_str());
     ASSERT_NE(directory, nullptr) << path;
@@ -60,11 +55,12 @@ TEST(Conformance, AgreesWithTheSuite) {
       events.answer = [](int32_t code) { return code < 70 || code > 92 ? code : 0; };
       const std::string text = fileText(path + "/" + name);
       if (text.starts_with("\xFF\xFE")) events.ccsid = utf16.ccsid;
-      const bool isAccepted = events.parse(text) == 0;
-      if (isAccepted != folder.starts_with("valid")) other.insert(name.substr(0, 3));
+      const bool isOther = std::ranges::any_of(exceptions, [&](const Exceptions& row) {
+        return folder == row.folder && strstr(row.numbers, name.substr(0, 3).c_str()) != nullptr;
+      });
+      EXPECT_EQ(events.parse(text) == 0, folder.starts_with("valid") != isOther) << folder << name;
     }
     closedir(directory);
-    EXPECT_EQ(other, expected) << folder;
   }
   EXPECT_EQ(documents, 361u) << "the suite isn't whole";
 }
