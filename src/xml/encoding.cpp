@@ -3,6 +3,8 @@
 #include <string.h>
 
 #include <algorithm>
+#include <array>
+#include <span>
 #include <string_view>
 
 #include "xml/parser.h"
@@ -110,18 +112,39 @@ bool isOfFamily(int32_t ccsid, Family family) {
   return kind == asciiSingle || kind == asciiDouble || kind == utf8;
 }
 
-struct Reader {
-  const char* at;
-  const char* end;
+using CharacterTable = std::array<char, 256>;  // of the bytes of a page
 
-  char look() const { return at < end ? *at : 0; }
+// Text of a document as characters of ASCII.
+struct Reader {
+  const uint8_t* at;
+  const uint8_t* end;
+  const CharacterTable& characters;
+
+  char look() const { return at < end ? characters[*at] : 0; }
   void skipBlanks() {
-    while (look() != 0 && isAsciiBlank(static_cast<uint8_t>(*at))) ++at;
+    while (look() != 0 && isAsciiBlank(static_cast<uint8_t>(look()))) ++at;
   }
-  bool take(const char* word) {
-    const size_t length = strlen(word);
-    if (static_cast<size_t>(end - at) < length || memcmp(at, word, length) != 0) return false;
-    at += length;
+  bool take(std::string_view word) {
+    for (const char character : word) {
+      if (look() != character) return false;
+      ++at;
+    }
+    return true;
+  }
+  // Takes what stands in quotes behind a name and "="; its characters go to `value` as far as there is room.
+  bool takeValue(std::string_view name, std::span<char> value, size_t& length) {
+    if (!take(name)) return false;
+    skipBlanks();
+    if (!take("=")) return false;
+    skipBlanks();
+    const char quote = look();
+    if (quote != '"' && quote != '\'') return false;
+    ++at;
+    for (length = 0; look() != 0 && look() != quote; ++at, ++length)
+      if (length < value.size()) value[length] = look();
+    if (look() != quote) return false;
+    ++at;
+    skipBlanks();
     return true;
   }
 };
@@ -135,66 +158,46 @@ constexpr bool isNameCharacter(char character) {
          character == '_' || character == '-';
 }
 
-// Passes over a value in quotes behind a name and "=".
-bool passValue(Reader& text, const char* name, const char** value, const char** valueEnd) {
-  if (!text.take(name)) return false;
-  text.skipBlanks();
-  if (!text.take("=")) return false;
-  text.skipBlanks();
-  const char quote = text.look();
-  if (quote != '"' && quote != '\'') return false;
-  *value = ++text.at;
-  while (text.look() != 0 && text.look() != quote) ++text.at;
-  *valueEnd = text.at;
-  if (text.look() != quote) return false;
-  ++text.at;
-  text.skipBlanks();
-  return true;
-}
-
-// The CCSID of the declared encoding in a text of ASCII characters.
-int32_t declaredIn(const char* start, const char* end) {
-  Reader text{start, end};
+// The CCSID of the encoding that a text declares.
+int32_t declaredIn(Reader text) {
+  char name[64];
+  size_t length;
   if (!text.take("<?xml") || !isAsciiBlank(static_cast<uint8_t>(text.look()))) return noDeclaration;
   text.skipBlanks();
-  const char *value, *valueEnd;
-  if (text.look() == 'v' && !passValue(text, "version", &value, &valueEnd)) return noEncoding;
-  if (text.look() != 'e' || !passValue(text, "encoding", &value, &valueEnd)) return noEncoding;
-  char name[64];
-  const auto length = static_cast<size_t>(valueEnd - value);
-  if (length == 0 || length >= sizeof(name) || !isLetter(*value) ||
-      !std::all_of(value, valueEnd, isNameCharacter))
+  if (text.look() == 'v' && !text.takeValue("version", name, length)) return noEncoding;
+  if (!text.takeValue("encoding", name, length)) return noEncoding;
+  if (length == 0 || length >= sizeof(name) || !isLetter(name[0]) ||
+      !std::all_of(name, name + length, isNameCharacter))
     return unknownEncoding;
-  memcpy(name, value, length);
   name[length] = 0;
   int32_t ccsid;
   return qrtGetCCSID(name, &ccsid) == 0 && ccsid > 0 ? ccsid : unknownEncoding;
 }
 
-// Bytes of a declaration that are looked at.
-constexpr int32_t longestDeclaration = 512;
+constexpr CharacterTable sameCharacters = [] {
+  CharacterTable table{};
+  for (size_t byte = 0; byte < table.size(); ++byte) table[byte] = static_cast<char>(byte);
+  return table;
+}();
+
+// The characters of EBCDIC text; false when there is no converter.
+bool readEbcdic(CharacterTable& characters) {
+  constexpr std::string_view page = "QMC-1140", plain = "ISO-8859-1";
+  char16_t units[256];
+  int32_t unitBytes = sizeof(units), bytes = sizeof(characters);
+  return qrtConvToUnicode(sameCharacters.data(), sizeof(sameCharacters), units, &unitBytes, page.data(),
+                          static_cast<int32_t>(page.size())) == 0 &&
+         qrtConvFromUnicode(units, unitBytes, characters.data(), &bytes, plain.data(),
+                            static_cast<int32_t>(plain.size())) == 0;
+}
 
 int32_t declaredEncoding(const Parser& parser, Family family) {
-  char text[longestDeclaration];
-  int32_t length = std::min(parser.length, longestDeclaration);
-  if (family == Family::ascii) {
-    memcpy(text, parser.document, static_cast<size_t>(length));
-    if ((parser.encodingFlags & hasMark) != 0) {
-      length -= 3;
-      memmove(text, text + 3, static_cast<size_t>(length));
-    }
-  } else {
-    constexpr std::string_view page = "QMC-1140", plain = "ISO-8859-1";
-    char16_t units[longestDeclaration];
-    int32_t unitBytes = sizeof(units), bytes = sizeof(text);
-    if (qrtConvToUnicode(parser.document, length, units, &unitBytes, page.data(),
-                         static_cast<int32_t>(page.size())) != 0 ||
-        qrtConvFromUnicode(units, unitBytes, text, &bytes, plain.data(),
-                           static_cast<int32_t>(plain.size())) != 0)
-      return noDeclaration;
-    length = bytes;
-  }
-  const int32_t declared = declaredIn(text, text + length);
+  CharacterTable ebcdicCharacters;
+  const bool isEbcdic = family == Family::ebcdic;
+  if (isEbcdic && !readEbcdic(ebcdicCharacters)) return noDeclaration;
+  const int32_t mark = (parser.encodingFlags & hasMark) != 0 ? 3 : 0;
+  const int32_t declared = declaredIn({parser.document + mark, parser.document + parser.length,
+                                       isEbcdic ? ebcdicCharacters : sameCharacters});
   return isGood(declared) && !isOfFamily(declared, family) ? unknownEncoding : declared;
 }
 

@@ -20,7 +20,8 @@ struct Source {
   nls::Converter converter = {};
   char16_t singles[256] = {};     // UTF-16 of each byte, of a single-byte page
   Unit table[256] = {};           // the document's unit for each byte, with Route::byTable
-  bool isAscii = false;           // bytes of printable ASCII are these characters, and part of no other
+  bool isAscii = false;           // bytes of printable ASCII are these characters, part of no other, and the
+                                  // document's page has them
   bool standsInDocument = false;  // and they are the same bytes in the document
 };
 
@@ -50,7 +51,9 @@ inline Route routeOf(Source<char16_t>& source, const Target&) {
 
 inline Route routeOf(Source<uint8_t>& source, const Target& target) {
   UErrorCode status = U_ZERO_ERROR;
-  const bool isTarget = ucnv_getCCSID(source.converter.get(), &status) == target.ccsid;
+  // Of pages of one CCSID, one may have line feed and new line exchanged.
+  const bool isTarget = strcmp(ucnv_getName(source.converter.get(), &status),
+                               ucnv_getName(target.converter.get(), &status)) == 0;
   const bool isSingle = readSingles(source.converter.get(), source.singles);
   source.isAscii = isSingle ? hasAscii(source.singles) : isTarget && target.ccsid == utf8Ccsid;
   source.standsInDocument = source.isAscii && (isTarget || target.ccsid == utf8Ccsid);
@@ -60,6 +63,9 @@ inline Route routeOf(Source<uint8_t>& source, const Target& target) {
   const bool isOneToOne =
       nls::fromUnicode(target.converter.get(), source.singles, 256, source.table, 256, status) == 256 &&
       U_SUCCESS(status);
+  source.isAscii &= std::none_of(source.table + ' ', source.table + 0x7F, [&](uint8_t byte) {
+    return target.block->lexClass[byte] == illegal;  // what stands for a character that isn't in the page
+  });
   source.standsInDocument = source.isAscii && isOneToOne && hasAscii(source.table);
   return isOneToOne ? Route::byTable : Route::byUnits;
 }

@@ -14,12 +14,15 @@ const typename Text::Unit* Scan<Text>::passText() {
   const Unit* unit = at;
   if constexpr (sizeof(Unit) == 1) {
     if (isAsciiBased) {
-      const __m128i lt = _mm_set1_epi8('<'), amp = _mm_set1_epi8('&'), bracket = _mm_set1_epi8(']'),
-                    control = _mm_set1_epi8(0x1F);
+      // DEL is a control character in the pages of the PC. It is found with the bracket, which two bits part
+      // from it.
+      constexpr char between = isSingleByte ? ']' ^ 0x7F : 0;
+      const __m128i lt = _mm_set1_epi8('<'), amp = _mm_set1_epi8('&'), control = _mm_set1_epi8(0x1F),
+                    apart = _mm_set1_epi8(between), bracket = _mm_set1_epi8(']' | between);
       for (; limit - unit >= 16; unit += 16) {
         const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(unit));
         __m128i found = _mm_or_si128(_mm_cmpeq_epi8(bytes, lt), _mm_cmpeq_epi8(bytes, amp));
-        found = _mm_or_si128(found, _mm_cmpeq_epi8(bytes, bracket));
+        found = _mm_or_si128(found, _mm_cmpeq_epi8(_mm_or_si128(bytes, apart), bracket));
         found = _mm_or_si128(found, _mm_cmpeq_epi8(_mm_min_epu8(bytes, control), bytes));
         if (isUtf8) found = _mm_or_si128(found, bytes);  // high bytes are looked at one by one
         unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(found));

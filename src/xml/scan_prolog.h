@@ -157,7 +157,7 @@ void Scan<Text>::doctype(const Unit* start) {
       ++brackets;
     } else if (character == punct(closeBracketAt)) {
       --brackets;
-    } else if (character == punct(greaterThanAt) && brackets <= 0) {
+    } else if (character == punct(greaterThanAt) && brackets == 0) {
       break;
     }
   }
