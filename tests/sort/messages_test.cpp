@@ -7,7 +7,7 @@
 #include <fstream>
 #include <thread>
 
-#include "engine.h"
+#include "fixture.h"
 #include "support/catalogue_writer.h"
 #include "support/process.h"
 
