@@ -300,9 +300,11 @@ struct LineCase {
       ranges.push_back(range);
     }
     for (size_t count = 20 + below(random, 30); count > 0; --count) {
-      std::string line;
+      const std::string_view letters =
+          below(random, 3) == 0 ? "0019 ,.-:" : std::string_view("abAB  \t::,.-+019\1\7~\xE9");
+      std::string line = below(random, 4) == 0 ? "-" : "";
       for (size_t length = below(random, below(random, 2) ? 6 : 24); length > 0; --length)
-        line += "abAB  \t::,.-+019\1\7~\xE9"[below(random, 20)];
+        line += letters[below(random, letters.size())];
       lines.push_back(line);
     }
   }
