@@ -246,7 +246,8 @@ TEST(Engine, TellsTotalsOfWhatItDid) {
        "258 input 10/5 260 skipped 2/1 261 filtered 2/1 262 sorted 6/3 266 non-unqiue 2/1 259 output 4/2 "},
       {"-o out -m", "a\nb\n", "258 input 4/2 265 merged 4/2 259 output 4/2 "},
       {"-o out -s copy", "b\na\n", "258 input 4/2 263 copied 4/2 259 output 4/2 "},
-      {"-c -u", "a\nb\n", "258 input 4/2 264 checked 4/2 "},
+      {"-c -u -x 'skiprec 1' -x 'select 1 ne \"c\"'", "q\na\nc\nd\n",
+       "258 input 8/4 260 skipped 2/1 261 filtered 2/1 264 checked 4/2 "},
       {"-o out -x 'format char 1 zoned 1' -k 1,1 -x 'sum 2'", "a1a2",
        "258 input 4/2 262 sorted 4/2 267 summed 2/1 259 output 2/1 "},
   };
