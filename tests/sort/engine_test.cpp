@@ -2,7 +2,6 @@
 // sort, and how runs end that can't be finished.
 #include <sched.h>
 #include <sys/mount.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <regex>

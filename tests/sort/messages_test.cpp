@@ -1,6 +1,5 @@
 // Messages: what an error does to its session, texts of catalogues, trace, signals, the session table.
 #include <signal.h>
-#include <unistd.h>
 
 #include <optional>
 #include <thread>

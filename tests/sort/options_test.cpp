@@ -1,6 +1,4 @@
 // Option texts: the message each mistake gives, and what valid ones come to.
-#include <unistd.h>
-
 #include "fixture.h"
 #include "sort/engine/option_file.h"
 
