@@ -221,6 +221,9 @@ TEST(Engine, EndsWithTheMessageOfWhatWentWrong) {
       {"-m -o out in none", "a\n", "036 Cannot open input file <none>, rc=2"},
       {"-o none/out in", "a\n", "057 Cannot open output file <none/out>, rc=2"},
       {"-o out -x ustop in", "b\na\nb\nc\n", "002 Equal-keyed records detected", "a\nb\n"},
+      {"-o out -x 'skiprec 1' -x 'stopaft 3' -x 'select 1 ne \"c\"' in", "q\na\nc\nb\nx\n",
+       "262 Total sorted: 4 bytes, 2 records", "a\nb\n"},
+      {"-o out -x 'stopaft 0' in", "a\n", "262 Total sorted: 0 bytes, 0 records"},
       {"-o out -c in", "b\na\n", "001 Record number 2 in <in> is not in order"},
       {"-o out -x 'outorg line_sequential' in", "b\na\n", "259 Total output: 4 bytes", "a\nb\n"},
       {"-o out -x 'outorg line_sequential' -x 'format char 2' in", "b.a.", "259 Total", "a.\nb.\n"},
@@ -387,104 +390,19 @@ TEST(Engine, CountsSourcesAndRecordsFromOne) {
   }
 }
 
-// Files of a caller's own, record by record, one of which fails at a given routine.
-struct Files {
-  std::vector<Records> sources;
-  Records output;
-  std::vector<size_t> next;
-  std::string failing;  // routine and file
-  std::string log;      // opens and closes
-
-  bool note(const char* routine, int32_t file, Direction direction) {
-    const std::string what =
-        routine + (direction == Direction::input ? std::to_string(file) : std::string("out"));
-    log += what + " ";
-    return what != failing;
-  }
-  static Files& of(void* context) { return *static_cast<Files*>(context); }
-  FileService service() {
-    next.assign(sources.size(), 0);
-    return {this,
-            [](void* context, int32_t file, Direction direction) {
-              return of(context).note("open", file, direction);
-            },
-            [](void* context, int32_t file, Direction direction) {
-              return of(context).note("close", file, direction);
-            },
-            [](void* context, int32_t number, std::span<uint8_t> room) -> ServiceRead {
-              Files& files = of(context);
-              const auto file = static_cast<size_t>(number);
-              if (files.failing == "read" + std::to_string(number)) return {ServiceRead::failure, 0};
-              if (files.next[file] == files.sources[file].size()) return {ServiceRead::endOfFile, 0};
-              const std::string& record = files.sources[file][files.next[file]++];
-              EXPECT_LE(record.size(), room.size());
-              memcpy(room.data(), record.data(), record.size());
-              return {ServiceRead::record, static_cast<uint32_t>(record.size())};
-            },
-            [](void* context, int32_t, std::span<const uint8_t> record) {
-              of(context).output.emplace_back(record.begin(), record.end());
-              return of(context).failing != "writeout";
-            }};
-  }
-};
-
-TEST(Engine, ReadsAndWritesThroughAFileService) {
-  std::mt19937 random(2);
-  const struct {
-    std::string failing;
-    int32_t code;
-  } rows[] = {{"", 0},         {"open1", 36},    {"read1", 34},    {"close0", 255},
-              {"openout", 57}, {"writeout", 35}, {"closeout", 255}};
-  for (const auto& [failing, expected] : rows) {
-    for (const Form form : {text, fixed, variable}) {
-      for (const std::string function : {"", " -m", " -s copy"}) {
-        const Folder folder;
-        Files files;
-        files.failing = failing;
-        Records all;
-        for (int source = 0; source < 3; ++source) {
-          Records records = makeRecords(form, random() % 1500, random);
-          if (function == " -m") sortPlainly(records, form);
-          all.insert(all.end(), records.begin(), records.end());
-          if (form == text)
-            for (std::string& line : records) line.pop_back();  // lines come without their end
-          files.sources.push_back(records);
-        }
-        const bool copies = function == " -s copy";
-        const std::string organization = form == text ? " line_sequential" : " sequential";
-        const FileService service = files.service();
-        offerFileService(&service);
-        const int32_t code = run(std::string("-T temporary ") + formats[form] + function +
-                                 (copies ? "" : keys[form]) + " -x 'inorg" + organization + organization +
-                                 organization + "' -x 'outorg" + organization + "' -o out a b c");
-        offerFileService(nullptr);
-        EXPECT_EQ(code, expected) << failing << told();
-        // Whatever was opened is closed.
-        for (const std::string file : {"0", "1", "2", "out"}) {
-          const bool opened = files.log.find("open" + file) != std::string::npos && failing != "open" + file;
-          EXPECT_EQ(files.log.find("close" + file) != std::string::npos, opened) << file << files.log;
-        }
-        if (code != 0) continue;
-        if (!copies) sortPlainly(all, form);
-        EXPECT_TRUE(files.output == all);
-      }
-    }
-  }
-}
-
 // ---- Runs that are cut short
 
 // Lines that make some runs.
-std::string manyLines(size_t bytes) {
+Records manyLines(size_t bytes) {
   std::mt19937 random(5);
-  std::string lines;
-  while (lines.size() < bytes) lines += std::to_string(random()) + std::string(80, 'x') + "\n";
+  Records lines(bytes / 90);
+  for (std::string& line : lines) line = std::to_string(random()) + std::string(80, 'x') + "\n";
   return lines;
 }
 
 TEST(Engine, EndsFromAnotherThread) {
   const Folder folder;
-  Folder::write("in", manyLines(3000000));
+  Folder::write("in", joined(manyLines(3000000)));
   static std::atomic<bool> reached;
   static int context, otherContext;
   for (const bool matches : {true, false}) {
@@ -511,19 +429,6 @@ TEST(Engine, EndsFromAnotherThread) {
               matches ? 77 : 0);
     other.join();
   }
-}
-
-// A caller that ends sessions out of a routine of its own may never come back: files are gone at once.
-TEST(Engine, LeavesNoFileWhenEndedFromWithin) {
-  const Folder folder;
-  Folder::write("in", manyLines(3000000));
-  const auto end = [](QrtSortBuffer*, QrtSortBuffer*) -> int32_t {
-    EXPECT_FALSE(std::filesystem::is_empty("temporary"));
-    endSessions(77, nullptr);
-    EXPECT_TRUE(std::filesystem::is_empty("temporary"));
-    return 0;
-  };
-  EXPECT_EQ(run("-T temporary in", nullptr, end), 77);
 }
 
 // The entry's error callback hears of the first failure only, by its kind.
@@ -560,7 +465,7 @@ TEST(Engine, SurvivesEveryFailingAllocation) {
   if (!canFailAllocations) GTEST_SKIP();
   keepLocale();
   const Folder folder;
-  Folder::write("in", manyLines(1000000));
+  Folder::write("in", joined(manyLines(1000000)));
   for (const std::string function :
        {"-k 1 in", "-m in in", "-s copy -x 'reformat 1 5*\"a\"' in",
         "-k 1 -x 'format char 3 char 80' -x 'select 1 = 2 or 2 = \"x\"' in", "-z 1000 none"}) {
@@ -593,8 +498,9 @@ TEST(Engine, SurvivesEveryFailingAllocation) {
 TEST(Engine, GoesOnWhereADiskIsFull) {
   if (geteuid() != 0) GTEST_SKIP() << "mounting needs root";
   const Folder folder;
-  Folder::write("in", manyLines(3000000));
-  ASSERT_EQ(run("-T temporary -o all in"), 0);
+  const Records lines = manyLines(3000000);
+  Folder::write("in", joined(lines));
+  const std::string sorted = joined(sortedBy(0, std::string::npos, lines));
   const struct {
     const char* lastDisk;
     std::string options;
@@ -623,7 +529,7 @@ TEST(Engine, GoesOnWhereADiskIsFull) {
     if (ended.exitCode == 200) GTEST_SKIP() << "no mounting here";
     EXPECT_EQ(ended.exitCode, codeOf(row.told)) << row.options;
     EXPECT_NE(told().find(row.told), std::string::npos) << told();
-    EXPECT_TRUE(ended.exitCode != 0 || Folder::read("out") == Folder::read("all"));
+    EXPECT_TRUE(ended.exitCode != 0 || Folder::read("out") == sorted);
   }
   EXPECT_EQ(run("-T none -o out in"), 58);
 }

@@ -460,30 +460,4 @@ TEST(Reformat, TakesRangesOfLines) {
   }
 }
 
-TEST(Extract, SkipsStopsAndCounts) {
-  struct Row {
-    const char* options;
-    const char* numbers;  // of the lines taken
-    int64_t skipped, filtered;
-  };
-  const Row rows[] = {
-      {"-x 'skiprec 2'", "3456", 2, 0},
-      {"-x 'stopaft 3'", "123", 0, 0},
-      {"-x 'skiprec 1' -x 'stopaft 3' -x 'select 1.2,1.2 ne \"b\"'", "24", 1, 1},
-      {"-x 'stopaft 0'", "", 0, 0},
-  };
-  for (const Row& row : rows)
-    for (const int32_t roomFor : {0, 1}) {
-      Extraction extraction(std::string(row.options) + " -z 2", roomFor);
-      ASSERT_EQ(extraction.code, 0) << row.options << extraction.told;
-      std::string numbers;
-      for (const Stored& stored : extraction.extract("1a\n2a\n3b\n4a\n5a\n6b\n")) numbers += stored.record[0];
-      EXPECT_EQ(numbers, row.numbers) << row.options;
-      const sort::RunCounters& counters = extraction.counters();
-      EXPECT_EQ(counters.recordsSkipped, row.skipped);
-      EXPECT_EQ(counters.bytesFiltered, row.filtered * 3);
-      EXPECT_EQ(counters.recordsPassed, static_cast<int64_t>(numbers.size()));
-    }
-}
-
 }  // namespace
