@@ -431,6 +431,19 @@ TEST(Engine, EndsFromAnotherThread) {
   }
 }
 
+// A caller that ends sessions out of a routine of its own may never come back: files are gone at once.
+TEST(Engine, LeavesNoFileWhenEndedFromWithin) {
+  const Folder folder;
+  Folder::write("in", joined(manyLines(3000000)));
+  const auto end = [](QrtSortBuffer*, QrtSortBuffer*) -> int32_t {
+    EXPECT_FALSE(std::filesystem::is_empty("temporary"));
+    endSessions(77, nullptr);
+    EXPECT_TRUE(std::filesystem::is_empty("temporary"));
+    return 0;
+  };
+  EXPECT_EQ(run("-T temporary in", nullptr, end), 77);
+}
+
 // The entry's error callback hears of the first failure only, by its kind.
 TEST(Engine, TellsTheCallbackOnce) {
   const Folder folder;

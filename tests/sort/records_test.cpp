@@ -460,4 +460,11 @@ TEST(Reformat, TakesRangesOfLines) {
   }
 }
 
+TEST(Extract, StopsBehindTheSameRecordInBuffersOfAnySize) {
+  for (const int32_t roomFor : {0, 1}) {
+    Extraction extraction("-x 'skiprec 1' -x 'stopaft 3' -z 2", roomFor);
+    EXPECT_EQ(extraction.extracted("1a\n2a\n3b\n4a\n5a\n6b\n"), "2a\n3b\n4a\n");
+  }
+}
+
 }  // namespace
