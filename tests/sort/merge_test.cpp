@@ -1,9 +1,7 @@
-// Merges of runs in memory, in blocks and in files, beside a plain sort of all their entries.
+// Merges of runs that come in blocks, beside a plain sort of all their entries.
 #include "sort/engine/merge.h"
 
 #include "fixture.h"
-#include "sort/engine/mid_reader.h"
-#include "sort/engine/mid_writer.h"
 
 namespace {
 
@@ -30,22 +28,18 @@ bool isBelow(const Entry& left, const Entry& right) {
   return std::lexicographical_compare(left.begin() + 2, left.end(), right.begin() + 2, right.end());
 }
 
-// A run whose phases a test puts together itself; it keeps the entries that are delivered.
-struct EngineRun : Folder, Prepared {
-  SortWorkState* work;
+// A merge of runs whose blocks come from a test; it keeps the entries that are delivered.
+struct MergeRun : Prepared {
   std::vector<Entry> delivered;
-  inline static EngineRun* current = nullptr;
+  inline static MergeRun* current = nullptr;
 
-  EngineRun() : Prepared("-T temporary") {
-    start([](MemorySizes& sizes) {
-      sizes = {1 << 20, 1 << 20, 4096, 2, 8192, 3, 40, 8192, 8192, 4096, 8192, 1};
-    });
-    work = session->work;
-    EXPECT_EQ(makeTempDirectories(*session), 0);
-    EXPECT_EQ(allocateRunTable(*session), 0);
+  explicit MergeRun(NextBlock nextBlock) : Prepared("") {
+    start([](MemorySizes& sizes) { sizes.entryBound = 200000; });
     current = this;
-    work->writeBlock = [](SortSession&, OutputRange&, bool) { return 0; };
-    work->restore = [](SortSession&, const SortEntry* entry, const SortEntry* previous, OutputRange&) {
+    session->work->nextBlock = nextBlock;
+    session->work->writeBlock = [](SortSession&, OutputRange&, bool) { return 0; };
+    session->work->restore = [](SortSession&, const SortEntry* entry, const SortEntry* previous,
+                                OutputRange&) {
       std::vector<Entry>& delivered = current->delivered;
       if (previous != nullptr) {
         EXPECT_EQ(previous->keyLength, delivered.back()[0]);
@@ -54,10 +48,6 @@ struct EngineRun : Folder, Prepared {
       delivered.push_back(entryOf(entry));
       return 0;
     };
-  }
-  ~EngineRun() {
-    freeAllRuns(*session);
-    removeTempDirectories(*session);
   }
 
   // The entries of a merge of all runs.
@@ -135,10 +125,9 @@ TEST(Merge, YieldsTheEntriesOfAllBlocksInOrder) {
   for (const size_t count : {1, 2, 3, 5, 17, 255, 256}) {
     for (int kind = 0; kind < 5; ++kind) {
       for (const size_t entries : {size_t{0}, count / 2, count * 20}) {
-        EngineRun run;
         const Runs runs = makeRuns(count, entries, kind, random);
         BlockSource source(runs);
-        run.work->nextBlock = BlockSource::next;
+        MergeRun run(BlockSource::next);
         ASSERT_EQ(run.merge(count), sortedEntries(runs)) << count << " runs, keys of kind " << kind;
       }
     }
@@ -147,8 +136,6 @@ TEST(Merge, YieldsTheEntriesOfAllBlocksInOrder) {
 
 TEST(Merge, TellsKeysApartThatDifferVeryLate) {
   std::mt19937 random(14);
-  EngineRun run;
-  run.work->sizes.entryBound = 200000;
   Runs runs(3);
   for (uint32_t at = 0; at < 60; ++at) {
     std::vector<uint32_t> fields(farthestDifference + 8, 7);
@@ -157,57 +144,8 @@ TEST(Merge, TellsKeysApartThatDifferVeryLate) {
   }
   for (std::vector<Entry>& entries : runs) std::sort(entries.begin(), entries.end(), isBelow);
   BlockSource source(runs);
-  run.work->nextBlock = BlockSource::next;
+  MergeRun run(BlockSource::next);
   EXPECT_EQ(run.merge(3), sortedEntries(runs));
-}
-
-// Stores a run like an input phase does.
-void store(EngineRun& run, const std::vector<Entry>& entries, bool inFile) {
-  uint8_t* bytes;
-  if (inFile) {
-    ASSERT_EQ(nextWriterBuffer(*run.session, bytes), 0);
-  } else {
-    bytes = static_cast<uint8_t*>(run.session->memory.allocateBuffer(8192 + 16));
-  }
-  auto* const blocks = run.session->memory.make<uint32_t>(entries.size() + 1);
-  uint32_t used = 0, block = 0;
-  for (const Entry& entry : entries) {
-    const auto size = static_cast<uint32_t>(entry.size() * 4);
-    memcpy(bytes + used, entry.data(), size);
-    used += size;
-    if (blocks[block] != 0 && blocks[block] + size > 512) ++block;
-    blocks[block] += size;
-  }
-  if (inFile) {
-    writeBuffer(*run.session, used);
-    InitMidRun(*run.session, blocks, static_cast<int32_t>(entries.size() + 1), nullptr, nullptr);
-  } else {
-    InitMidRun(*run.session, nullptr, 0, bytes, bytes + used);
-  }
-}
-
-TEST(Merge, ReadsRunsInMemoryAndInFilesByTheirBlocks) {
-  std::mt19937 random(12);
-  for (const size_t count : {1, 2, 40, 256}) {
-    for (const size_t resident : {0, 1}) {
-      for (const int32_t stretch : {512, 1300, 4096}) {
-        EngineRun run;
-        run.work->sizes.blockSize = 512;
-        run.work->sizes.t2 = 0;  // read buffers of Y bytes
-        run.work->sizes.midBlock = stretch;
-        const Runs runs = makeRuns(count, count * 40, 0, random);
-        for (size_t at = 0; at < resident; ++at) store(run, runs[at], false);
-        ASSERT_EQ(ForkMidWriter(*run.session), 0);
-        for (size_t at = resident; at < count; ++at) store(run, runs[at], true);
-        ASSERT_EQ(endMidWriter(*run.session), 0);
-        ASSERT_EQ(run.work->runCount, static_cast<int32_t>(count));
-        run.work->nextBlock = GetNextMidBlock;
-        ASSERT_EQ(InitRunsEntries(*run.session, 0, run.work->runCount), 0);
-        ASSERT_EQ(run.merge(count), sortedEntries(runs));
-        endMidReader(*run.session);
-      }
-    }
-  }
 }
 
 }  // namespace
