@@ -229,50 +229,15 @@ TEST(Options, Keys) {
 }
 
 TEST(Options, RecordsAndLists) {
-  Prepared text("-z 80 -t'\\t' -k 3,3 -y 12 -x 'skiprec 3' -x 'stopaft 0' -T a -T \"b c\" one - two");
+  Prepared text("-z 80 -t'\\t' -k 3,3 -y 12 -T a -T \"b c\" one - two");
   ASSERT_EQ(text.code, 0) << text.told;
-  EXPECT_TRUE(text.options().variableLength && !text.options().binary);
   EXPECT_EQ(text.options().recordLength, 80);
-  EXPECT_EQ(text.options().largestField, 4);
   EXPECT_EQ(text.options().separator, '\t');
-  EXPECT_EQ(text.options().skipCount, 3);
-  EXPECT_EQ(text.options().stopAfter, 0);
   EXPECT_STREQ(text.options().tempDirs->next->name, "b c");
   EXPECT_EQ(text.options().tempDirs->next->next, text.options().tempDirs);
   std::string names;
   for (const SortSource& source : text.options().sources) names += std::string(source.name) + " ";
   EXPECT_EQ(names, "one stdin two source_1 ");
-
-  Prepared fixed(
-      "-x 'format int null packed 3 char 10 char 2' -x 'reformat rlength2x 1,1 2*\"\\n-\" 0x4142 4.2 0d-2'"
-      " -x 'sum 1,1 3'");
-  EXPECT_EQ(fixed.code, 30);
-  Prepared sum(
-      "-x 'format int null packed 3 char 10 char 2' -x 'sum 1,1 3' -x 'outorg line_sequential' -x 'null 7'");
-  ASSERT_EQ(sum.code, 0) << sum.told;
-  EXPECT_EQ(sum.options().recordLength, 20);
-  EXPECT_EQ(sum.options().fixedLength, 20);
-  EXPECT_EQ(sum.options().sums[1].field, 2);
-  EXPECT_TRUE(sum.options().format[2].nullable);
-  EXPECT_EQ(sum.options().format[3].barrier, 5);
-  EXPECT_TRUE(sum.options().outputPrefix);
-  EXPECT_EQ(sum.options().outputTextMode, 5);
-
-  Prepared reformat(
-      "-x 'format rlength4 int char 10' -x 'reformat rlength2x 2 2*\"\\n-\" 0x4142 0d-2 0f0.5 \"\\r\\n\"'"
-      " -x 'outorg line_sequential'");
-  ASSERT_EQ(reformat.code, 0) << reformat.told;
-  EXPECT_EQ(reformat.options().fixedLength, 4);
-  EXPECT_EQ(reformat.options().outputTextMode, 4);
-  EXPECT_EQ(reformat.options().reformatLengthField, FieldType::rlength2x);
-  std::string items;
-  for (const ReformatItem& item : reformat.options().reformat)
-    items += item.kind == ReformatItem::Kind::range
-                 ? std::to_string(item.range.startField) + ":"
-                 : std::string(reinterpret_cast<const char*>(item.constant.bytes),
-                               static_cast<size_t>(item.constant.length)) +
-                       ":";
-  EXPECT_EQ(items, "1:2:\n-\n-:AB:\xFE\xFF\xFF\xFF:\0\0\0\0\0\0\xE0\x3F:\r\n:"s);
 }
 
 TEST(Options, ParameterFilesStandInPlaceOfTheirOption) {

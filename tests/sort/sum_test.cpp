@@ -245,16 +245,4 @@ TEST(Sum, LowestValuePlusItselfOverflows) {
   EXPECT_TRUE(extraction.session->work->held.overflowTold && extraction.session->work->held.shortTold);
 }
 
-TEST(Restore, UniqueDropsAndUstopStops) {
-  for (const bool stops : {false, true}) {
-    Extraction extraction(stops ? "-k 1,1 -x ustop" : "-k 1,1 -u");
-    const std::vector<Stored> all = extraction.extract("b 1\na 2\nb 3\nc 4\n");
-    const Restored restored(extraction, all, 9);
-    EXPECT_EQ(restored.written, stops ? "a 2\nb 1\n" : "a 2\nb 1\nc 4\n");
-    EXPECT_EQ(restored.result, stops ? 1 : 0);
-    EXPECT_EQ(extraction.session->returnCode.load(), stops ? 1 : 0);
-    EXPECT_EQ(extraction.counters().recordsEqual, stops ? 0 : 1);
-  }
-}
-
 }  // namespace
