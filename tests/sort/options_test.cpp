@@ -1,4 +1,6 @@
 // Option texts: the message each mistake gives, and what valid ones come to.
+#include <sstream>
+
 #include "fixture.h"
 #include "sort/engine/option_file.h"
 
@@ -33,112 +35,86 @@ TEST(Options, MistakesGiveTheirMessages) {
   Folder::write("quote.par", "-x 'nomsg # gone'\n");
 
   const struct {
-    const char* told;   // of the first mistake; the others have its number
-    std::string frame;  // of every option text, around the mistake in place of %
-    std::vector<const char*> mistakes;
+    const char* told;      // of the first mistake; the others have its number
+    std::string frame;     // of every option text, around the mistake in place of %
+    std::string mistakes;  // with | between them
   } rows[] = {
-      {"003 Multiple main functions specified", "%", {"-m -c", "-s merge -c"}},
-      {"004 Error in parameter file <loop.par>", "-p %", {"loop.par", "outer.par"}},
-      {"005 Parameter file <none.par> could not be opened", "-p %", {"none.par"}},
-      {"006 Operand missing from option <-k>", "%", {"-r -k"}},
-      {"007 Operand missing from extended option <skiprec>",
-       "%",
-       {"-x skiprec", "-x 'format '", "-x 'format'", "-T '' -x locale"}},
-      {"008 Invalid operand in option <-y>",
-       "-%",
-       {"y 0", "y 20000000001", "z 1", "z 65536", "s sorted", "t ab", "t '\\ab'"}},
-      {"008 Invalid operand in option <-k>",
-       "-k %",
-       {"0", "1.0", "1r2", "1,", "1,0", "1,1.0.3", "1.1.2", "a"}},
-      {"008 Invalid operand in option <+1x>", "%", {"+1x"}},
-      {"008 Invalid operand in option <-k>",
-       "-x 'format char 5 int' %",
-       {"-k 3", "-k 1,3", "-k 2,1", "-k 2.2", "-k 1.6", "-k 1,1.6", "-k 1.1.2", "+0.2 -0"}},
-      {"008 Invalid operand in option <-k>",
-       "-x 'format %",
-       {"bin 5 bin 5' -k 1.1.2,2.1.3", "rlength2 flength char 5' -k 3.2", "rlength2 char 5' -k 1",
-        "null int' -k 1"}},
-      {"009 Invalid operand in extended option <skiprec>",
-       "-x '%'",
-       {"skiprec x", "stopaft 20000000000001", "memlim 1025", "null 0", "null 256", "y2past 123",
-        "source UNIX", "outorg record", "inorg sequential sequential", "nomsg now", "filter (1 = 2",
-        "reformat 1 rlength2"}},
-      {"009 Invalid operand in extended option <select>",
-       "-x 'select %'",
-       {"1 = 2 ) ", "1 =", "1 = 2 and", "()", "= 1", "1 = x", "1 = 2*"}},
-      {"009 Invalid operand in extended option <select>",
-       "-x 'format int char 5' -x 'select %'",
-       {"3,3 = 2", "1,2 = 2"}},
-      {"010 Invalid option specified: -Q", "%", {"-Q", "-1", "+1 -r -2", "+x"}},
-      {"010 Invalid option specified: -1", "%", {"-r1"}},
-      {"011 Invalid extended option specified: sumup", "%", {"-x sumup"}},
-      {"013 Invalid file name specified: <>", "%", {"''", "-T ''"}},
-      {"017 Syntax error in select specification", "-x 'select %'", {"1 \"a\"", "1 = \"a\" 2"}},
-      {"018 Invalid constant specified in select",
-       "-x 'select %'",
-       {"1 = 0*\"a\"", "1 = 2*0d5", "1 = 0x123", "1 = 0b012", "1n = 0d1.2.3", "1n = 0f1e"}},
-      {"019 Constant type <decimal> cannot be compared to data type char in select extended option",
-       "-x '%'",
-       {"select 1 = 0d5", "select 1n = \"5\"", "format int' -x 'select 1 = NULL"}},
+      {"003 Multiple main functions specified", "%", "-m -c|-s merge -c"},
+      {"004 Error in parameter file <loop.par>", "-p %", "loop.par|outer.par"},
+      {"005 Parameter file <none.par> could not be opened", "-p %", "none.par"},
+      {"006 Operand missing from option <-k>", "%", "-r -k"},
+      {"007 Operand missing from extended option <skiprec>", "%",
+       "-x skiprec|-x 'format '|-x 'format'|-T '' -x locale"},
+      {"008 Invalid operand in option <-y>", "-%", "y 0|y 20000000001|z 1|z 65536|s sorted|t ab|t '\\ab'"},
+      {"008 Invalid operand in option <-k>", "-k %", "0|1.0|1r2|1,|1,0|1,1.0.3|1.1.2|a"},
+      {"008 Invalid operand in option <+1x>", "%", "+1x"},
+      {"008 Invalid operand in option <-k>", "-x 'format char 5 int' %",
+       "-k 3|-k 1,3|-k 2,1|-k 2.2|-k 1.6|-k 1,1.6|-k 1.1.2|+0.2 -0"},
+      {"008 Invalid operand in option <-k>", "-x 'format %",
+       "bin 5 bin 5' -k 1.1.2,2.1.3|rlength2 flength char 5' -k 3.2|rlength2 char 5' -k 1|null int' -k 1"},
+      {"009 Invalid operand in extended option <skiprec>", "-x '%'",
+       "skiprec x|stopaft 20000000000001|memlim 1025|null 0|null 256|y2past 123|source UNIX|"
+       "outorg record|inorg sequential sequential|nomsg now|filter (1 = 2|reformat 1 rlength2"},
+      {"009 Invalid operand in extended option <select>", "-x 'select %'",
+       "1 = 2 ) |1 =|1 = 2 and|()|= 1|1 = x|1 = 2*"},
+      {"009 Invalid operand in extended option <select>", "-x 'format int char 5' -x 'select %'",
+       "3,3 = 2|1,2 = 2"},
+      {"010 Invalid option specified: -Q", "%", "-Q|-1|+1 -r -2|+x"},
+      {"010 Invalid option specified: -1", "%", "-r1"},
+      {"011 Invalid extended option specified: sumup", "%", "-x sumup"},
+      {"013 Invalid file name specified: <>", "%", "''|-T ''"},
+      {"017 Syntax error in select specification", "-x 'select %'", "1 \"a\"|1 = \"a\" 2"},
+      {"018 Invalid constant specified in select", "-x 'select %'",
+       "1 = 0*\"a\"|1 = 2*0d5|1 = 0x123|1 = 0b012|1n = 0d1.2.3|1n = 0f1e"},
+      {"019 Constant type <decimal> cannot be compared to data type char in select extended option", "-x '%'",
+       "select 1 = 0d5|select 1n = \"5\"|format int' -x 'select 1 = NULL"},
       {"020 Data type <numeric char> cannot be compared to data type <date char> in select extended option",
-       "-x '%'",
-       {"select 1n,1 = 2q,2"}},
-      {"021 Syntax error in format specification",
-       "-x 'format %'",
-       {"word", "<hex>", "char", "char 0", "bin 4096", "int 4", "int rlength2", "flength char 5",
-        "rlength2 flength int", "rlength2 flength", "int null", "null null int", "char 65535 int"}},
-      {"022 Syntax error in reformat specification",
-       "-x '%'",
-       {"reformat rlength2", "reformat x", "reformat 1.1.2", "format bin 5' -x 'reformat 1.1.2",
-        "format rlength2 flength char 5' -x 'reformat 3"}},
-      {"023 Invalid constant specified in reformat",
-       "-x 'reformat %'",
-       {"0*\"a\"", "0b1", "NULL", "3*0d5", "1*0d5", "0d2147483648", "0d1.5"}},
-      {"024 Syntax error in sum specification",
-       "-x '%'",
-       {"sum 1", "format char 5 int' -x 'sum 1", "format rlength2 flength bin 5 int' -x 'sum 3",
-        "format char 5 int' -x 'sum 2' -x 'reformat 1,1"}},
-      {"024 Syntax error in sum specification",
-       "-x 'format bin 5 int' -x 'sum %'",
-       {"1.2,1.3", "1,2", "2 2"}},
-      {"025 Flag -c specified multiple times", "%", {"-c -c"}},
-      {"025 Flag nomsg specified multiple times",
-       "-x %",
-       {"nomsg -x nomsg", "'select 1 = \"a\"' -x 'filter 1 = \"a\"'"}},
-      {"026 Too many outputs specified", "%", {"-o out"}},
-      {"030 Sum is not allowed",
-       "-x 'format %'",
-       {"bin 5 int' -x 'sum 1' -x 'reformat 1,1.2", "char 5 int' -x 'sum 2' -x 'reformat 1,1 2e,2",
-        "rlength2 int' -x 'sum 2' -x 'reformat 2", "null int' -x 'sum 2' -x 'reformat 2"}},
-      {"037 Cannot open message file <none/m>, rc=2", "%", {"-x 'msg none/m'"}},
-      {"050 Parameter file <long.par> too large", "%", {"-p long.par"}},
-      {"051 Non-matching quote", "%", {"-x 'nomsg", "-p quote.par"}},
-      {"052 Non-matching double quote", "%", {"-x 'select 1 = \"a'"}},
-      {"053 Conflicting options <-s copy> and <-u> both specified",
-       "%",
-       {"-s copy -u", "-s copy -x ustop", "-s copy -x 'sum 1'", "-s merge -x 'stopaft 1'", "-u -x ustop",
-        "-u -x 'sum 1'", "-x 'locale C' -A", "-x nomsg -x 'msg m'"}},
-      {"053 Conflicting options <-m> and <skiprec> both specified", "%", {"-m -x 'skiprec 0'"}},
-      {"053 Conflicting options <-A> and <locale> both specified", "%", {"-A -x 'locale C'"}},
-      {"053 Conflicting options <inorg byte_stream> and <no format> both specified",
-       "%",
-       {"-x 'inorg byte_stream'"}},
-      {"061 Locale xx_XX is not known to the system", "%", {"-x 'locale xx_XX'"}},
+       "-x '%'", "select 1n,1 = 2q,2"},
+      {"021 Syntax error in format specification", "-x 'format %'",
+       "word|<hex>|char|char 0|bin 4096|int 4|int rlength2|flength char 5|rlength2 flength int|"
+       "rlength2 flength|int null|null null int|char 65535 int"},
+      {"022 Syntax error in reformat specification", "-x '%'",
+       "reformat rlength2|reformat x|reformat 1.1.2|format bin 5' -x 'reformat 1.1.2|"
+       "format rlength2 flength char 5' -x 'reformat 3"},
+      {"023 Invalid constant specified in reformat", "-x 'reformat %'",
+       "0*\"a\"|0b1|NULL|3*0d5|1*0d5|0d2147483648|0d1.5"},
+      {"024 Syntax error in sum specification", "-x '%'",
+       "sum 1|format char 5 int' -x 'sum 1|format rlength2 flength bin 5 int' -x 'sum 3|"
+       "format char 5 int' -x 'sum 2' -x 'reformat 1,1"},
+      {"024 Syntax error in sum specification", "-x 'format bin 5 int' -x 'sum %'", "1.2,1.3|1,2|2 2"},
+      {"025 Flag -c specified multiple times", "%", "-c -c"},
+      {"025 Flag nomsg specified multiple times", "-x %",
+       "nomsg -x nomsg|'select 1 = \"a\"' -x 'filter 1 = \"a\"'"},
+      {"026 Too many outputs specified", "%", "-o out"},
+      {"030 Sum is not allowed", "-x 'format %'",
+       "bin 5 int' -x 'sum 1' -x 'reformat 1,1.2|char 5 int' -x 'sum 2' -x 'reformat 1,1 2e,2|"
+       "rlength2 int' -x 'sum 2' -x 'reformat 2|null int' -x 'sum 2' -x 'reformat 2"},
+      {"037 Cannot open message file <none/m>, rc=2", "%", "-x 'msg none/m'"},
+      {"050 Parameter file <long.par> too large", "%", "-p long.par"},
+      {"051 Non-matching quote", "%", "-x 'nomsg|-p quote.par"},
+      {"052 Non-matching double quote", "%", "-x 'select 1 = \"a'"},
+      {"053 Conflicting options <-s copy> and <-u> both specified", "%",
+       "-s copy -u|-s copy -x ustop|-s copy -x 'sum 1'|-s merge -x 'stopaft 1'|-u -x ustop|"
+       "-u -x 'sum 1'|-x 'locale C' -A|-x nomsg -x 'msg m'"},
+      {"053 Conflicting options <-m> and <skiprec> both specified", "%", "-m -x 'skiprec 0'"},
+      {"053 Conflicting options <-A> and <locale> both specified", "%", "-A -x 'locale C'"},
+      {"053 Conflicting options <inorg byte_stream> and <no format> both specified", "%",
+       "-x 'inorg byte_stream'"},
+      {"061 Locale xx_XX is not known to the system", "%", "-x 'locale xx_XX'"},
   };
-  for (const auto& row : rows)
-    for (const char* mistake : row.mistakes) {
+  for (const auto& row : rows) {
+    const std::string told = "Lumasift: 7351-" + std::string(row.told);
+    size_t telling = std::string::npos;
+    std::istringstream mistakes(row.mistakes);
+    for (std::string mistake; std::getline(mistakes, mistake, '|'); telling = strlen("Lumasift: 7351-000 ")) {
       std::string options = row.frame;
       Prepared prepared(options.replace(options.find('%'), 1, mistake));
-      const int32_t code = atoi(row.told);
-      EXPECT_EQ(prepared.code, code) << options;
-      EXPECT_EQ(prepared.session->returnCode, code) << options;
+      EXPECT_EQ(prepared.code, atoi(row.told)) << options;
+      EXPECT_EQ(prepared.session->returnCode, prepared.code) << options;
       EXPECT_FALSE(isRunning(*prepared.session)) << options;
-      const std::string told = "Lumasift: 7351-" + std::string(row.told);
-      if (mistake == row.mistakes[0])
-        EXPECT_EQ(prepared.told, told);
-      else
-        EXPECT_TRUE(prepared.told.starts_with(told.substr(0, 19))) << options << ": " << prepared.told;
+      EXPECT_EQ(prepared.told.substr(0, telling), told.substr(0, telling)) << options;
     }
+  }
 }
 
 TEST(Options, MistakesOfCallersAndCommandLines) {

@@ -84,6 +84,8 @@ struct SortProgram : RecordProgram {
     if (isText(index)) {
       std::string lines;
       for (const std::string& line : records) lines += trimmed(line) + "\n";
+      if (lines.size() % 2 == 0 && !lines.ends_with("\n\n") && lines.size() > 1)
+        lines.pop_back();  // the last line's end
       return makeFile(own[index]->assignment, lines);
     }
     ASSERT_EQ(open(output, index), "00");
@@ -183,7 +185,7 @@ struct Statement : InFolder {
   // Few different letters in front, so that many keys are equal, and no blank at the end.
   std::string someRecord(uint32_t length) {
     std::string made(length, 'x');
-    for (char& letter : made) letter = static_cast<char>("abc "[random() % 4]);
+    for (char& letter : made) letter = static_cast<char>("abc \x1A"[random() % 5]);
     if (length > 0) made.back() = static_cast<char>('0' + random() % 10);
     return made;
   }
@@ -354,7 +356,7 @@ TEST_F(Statement, EveryCombination) {
         Records records, sorted;
         for (uint32_t count = any(0, 40); count > 0; --count) {
           const QrtFileDescription& file = program.own[index]->description;
-          const uint32_t low = program.isText(index) ? 1 : file.minRecord;
+          const uint32_t low = program.isText(index) ? 0 : file.minRecord;
           records.push_back(someRecord(
               program.isFixed(index) && !program.isText(index) ? file.maxRecord : any(low, file.maxRecord)));
         }
@@ -698,33 +700,6 @@ TEST_F(Statement, AStatementInsideAProcedureLeavesTheOtherAlone) {
 }
 
 // ---- Files
-
-TEST_F(Statement, LinesOfEveryShape) {
-  SortProgram program(QRT_SORT_VARIABLE, 2, 9000);
-  program.add(text, 9000, 2);
-  program.add(text, 9000);
-  program.add(sequential, 9000);
-  program.setKeys({{nullptr, 0, 1, QRT_SORT_KEY_CHAR, 1}});
-  // 0x1A at the end of the scan's buffer is data as anywhere else.
-  Records lines = {"c", "", "b\x1A",
-                   "\x1A"
-                   "b",
-                   "a b  c"};
-  for (size_t length = 4085; length < 4100; ++length)
-    lines.push_back("d" + std::string(length, 'x') + "\x1A");
-  std::string content;
-  for (const std::string& line : lines) content += line + "\n";
-  run(program, [&] {
-    makeFile("file0", content + "last");
-    ASSERT_EQ(program.call(QRT_SORT_START, {0}, {1, 2}), done);
-    lines.push_back("last");
-    for (std::string& line : lines) line = fitted(line, 9000);
-    stableSort(lines, program.nodes);
-    EXPECT_TRUE(program.content(2) == lines);
-    for (std::string& line : lines) line = trimmed(line);
-    EXPECT_TRUE(program.content(1) == lines);
-  });
-}
 
 // What the control blocks of a SORT with two outputs see: the words of each call, in turn.
 TEST_F(Statement, CallsOfFileRoutines) {

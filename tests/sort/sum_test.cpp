@@ -76,13 +76,9 @@ void putBigEndian(std::string& bytes, uint64_t value) {
 
 bool addDecimal(bool isPacked, std::string& held, const std::string& added) {
   const size_t digits = isPacked ? 2 * held.size() - 1 : held.size();
-  const auto magnitude = [&](const std::string& bytes) {
-    int64_t value = 0;
-    for (size_t at = 0; at < bytes.size(); ++at) {
-      if (isPacked) value = value * 10 + (static_cast<uint8_t>(bytes[at]) >> 4);
-      if (!isPacked || at + 1 < bytes.size()) value = value * 10 + (bytes[at] & 0xF);
-    }
-    return value;
+  const auto valueOf = [&](const std::string& bytes) {
+    const Decimal decimal = decodeDecimal(isPacked ? "packed" : "zoned", bytes);
+    return atoll(((decimal.negative ? "-" : "") + decimal.digits).c_str());
   };
   const auto signOf = [&](const std::string& bytes) {
     const auto last = static_cast<uint8_t>(bytes.back());
@@ -92,8 +88,7 @@ bool addDecimal(bool isPacked, std::string& held, const std::string& added) {
     return isPacked ? nibble == 0xB || nibble == 0xD : isNegativeZone(nibble);
   };
   const uint8_t heldSign = signOf(held), addedSign = signOf(added);
-  int64_t value = isNegative(heldSign) ? -magnitude(held) : magnitude(held);
-  value += isNegative(addedSign) ? -magnitude(added) : magnitude(added);
+  int64_t value = valueOf(held) + valueOf(added);
   uint8_t nibble = heldSign;
   if (isNegative(heldSign) != isNegative(addedSign) && isNegative(heldSign) != (value < 0))
     nibble = addedSign;
