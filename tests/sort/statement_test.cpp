@@ -701,6 +701,21 @@ TEST_F(Statement, AStatementInsideAProcedureLeavesTheOtherAlone) {
 
 // ---- Files
 
+// 0x1A at the end of a buffer of the scan that copies lines is data as anywhere else.
+TEST_F(Statement, LinesAcrossBuffersOfTheScan) {
+  SortProgram program(QRT_SORT_VARIABLE, 2, 9000);
+  for (const char kind : {text, text, sequential}) program.add(kind, 9000);
+  program.setKeys({{nullptr, 0, 1, QRT_SORT_KEY_CHAR, 1}});
+  Records lines = {"b\x1A", "d" + std::string(8999, '\x1A'), "a b  c", "c" + std::string(8000, '\x1A') + "x"};
+  run(program, [&] {
+    program.write(0, lines);
+    ASSERT_EQ(program.call(QRT_SORT_START, {0}, {1, 2}), done);
+    for (std::string& line : lines) line.resize(9000, ' ');
+    stableSort(lines, program.nodes);
+    EXPECT_TRUE(program.content(2) == lines);
+  });
+}
+
 // What the control blocks of a SORT with two outputs see: the words of each call, in turn.
 TEST_F(Statement, CallsOfFileRoutines) {
   SortProgram program(QRT_SORT_FIXED, 3, 3);
