@@ -13,6 +13,7 @@ namespace qrt::test {
 struct Stored {
   std::vector<uint32_t> key;
   std::string record;
+  std::vector<uint32_t> entry;  // all of it
 };
 
 struct Extraction : Prepared {
@@ -71,11 +72,14 @@ struct Extraction : Prepared {
 
   void take(std::vector<Stored>& all) {
     const uint8_t* at = run.sortBuffer.start;
-    if (isCopy()) all.push_back({{}, std::string(at, static_cast<const uint8_t*>(run.sortBuffer.cursor))});
+    if (isCopy())
+      all.push_back({{}, std::string(at, static_cast<const uint8_t*>(run.sortBuffer.cursor)), {}});
     while (!isCopy() && at < run.sortBuffer.cursor) {
       const auto* const entry = reinterpret_cast<const sort::SortEntry*>(at);
-      all.push_back({{entry->keyWords(), entry->keyWords() + entry->keyLength / 4},
-                     {entry->record(), entry->record() + entry->recordLength}});
+      all.push_back(
+          {{entry->keyWords(), entry->keyWords() + entry->keyLength / 4},
+           {entry->record(), entry->record() + entry->recordLength},
+           {reinterpret_cast<const uint32_t*>(at), reinterpret_cast<const uint32_t*>(at + entry->size())}});
       for (const uint8_t* pad = entry->record() + entry->recordLength; pad < at + entry->size(); ++pad)
         EXPECT_EQ(*pad, 0);
       at += entry->size();

@@ -15,32 +15,21 @@ struct Restored {
   std::vector<uint8_t> block;
   sort::OutputRange range;
 
-  Restored(Extraction& extraction, const std::vector<Stored>& all, size_t blockSize) : block(blockSize) {
+  Restored(Extraction& extraction, std::vector<Stored> all, size_t blockSize) : block(blockSize) {
     current = this;
     extraction.session->work->writeBlock = [](sort::SortSession&, sort::OutputRange& output, bool) {
       current->flush(output);
       return 0;
     };
     range = {block.data(), block.data() + block.size()};
-    std::vector<std::vector<uint32_t>> entries;
+    sort::SortEntry* previous = nullptr;
     for (const size_t at : orderOf(all)) {
-      std::vector<uint32_t> entry((8 + 4 * all[at].key.size() + all[at].record.size() + 3) / 4);
-      entry[0] = static_cast<uint32_t>(4 * all[at].key.size());
-      entry[1] = static_cast<uint32_t>(all[at].record.size());
-      std::copy(all[at].key.begin(), all[at].key.end(), entry.begin() + 2);
-      memcpy(entry.data() + 2 + all[at].key.size(), all[at].record.data(), all[at].record.size());
-      entries.push_back(entry);
-      const auto entryAt = [&](size_t index) {
-        return reinterpret_cast<sort::SortEntry*>(entries[index].data());
-      };
-      const sort::SortEntry* const previous = entries.size() > 1 ? entryAt(entries.size() - 2) : nullptr;
-      result = RestoreRawRecord(*extraction.session, entryAt(entries.size() - 1), previous, range);
-      if (result != 0) break;
+      auto* const entry = reinterpret_cast<sort::SortEntry*>(all[at].entry.data());
+      EXPECT_EQ(RestoreRawRecord(*extraction.session, entry, previous, range), 0);
+      previous = entry;
     }
     flush(range);
   }
-
-  int32_t result = 0;
 
   void flush(sort::OutputRange& output) {
     written.append(block.data(), output.cursor);
