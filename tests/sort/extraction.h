@@ -1,20 +1,11 @@
 // Blocks of records through the extraction of the engine, without its input and output.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <string.h>
+#include <numeric>
 
-#include <algorithm>
-#include <string>
-#include <vector>
-
-#include "engine.h"
+#include "fixture.h"
 #include "sort/engine/entry.h"
 #include "sort/engine/entry_copy.h"
-#include "sort/engine/extract.h"
-#include "sort/engine/memory_sizes.h"
-#include "sort/engine/records.h"
-#include "sort/engine/work_state.h"
 
 namespace qrt::test {
 
@@ -22,44 +13,35 @@ namespace qrt::test {
 struct Stored {
   std::vector<uint32_t> key;
   std::string record;
+  std::vector<uint32_t> entry;  // all of it
 };
 
-struct Extraction {
+struct Extraction : Prepared {
   static constexpr size_t guardSize = sort::copySlack + 17;
 
-  Prepared prepared;
-  int32_t code = 0;
   sort::InputRun run{};
   std::vector<uint32_t> storage;
   size_t room = 0;
 
   // `roomFor` is the size of the S_buf in longest records; 0 takes the engine's own.
-  explicit Extraction(const std::string& options, int32_t roomFor = 0) : prepared(options) {
-    if ((code = prepared.code) != 0) return;
-    sort::SortSession& session = *prepared.session;
-    session.work = session.memory.make<sort::SortWorkState>();
-    code = MemManageInit(session);
-    if (code == 0) code = InitExtract(session);
+  explicit Extraction(const std::string& text, int32_t roomFor = 0) : Prepared(text) {
+    start();
     if (code != 0) return;
-    const sort::MemorySizes& sizes = session.work->sizes;
+    const sort::MemorySizes& sizes = session->work->sizes;
     room = static_cast<size_t>(roomFor == 0 ? sizes.sortBuffer : roomFor * (sizes.entryBound + 4)) & ~3U;
     storage.assign((room + guardSize) / 4 + 1, 0xA5A5A5A5);
-    run.sources = session.options->sources.rows;
+    run.sources = options().sources.rows;
     run.sortBuffer.start = reinterpret_cast<uint8_t*>(storage.data());
     restart();
   }
-  ~Extraction() {
-    if (prepared.session != nullptr && prepared.session->work != nullptr) freeRecords(*prepared.session);
-  }
 
-  sort::SortSession& session() { return *prepared.session; }
-  const sort::RunCounters& counters() { return session().run->counters; }
-  bool isCopy() { return prepared.options().mainFunction == sort::MainFunction::copy; }
+  const sort::RunCounters& counters() { return session->run->counters; }
+  bool isCopy() { return options().mainFunction == sort::MainFunction::copy; }
 
   void restart() {
     run.sortBuffer.cursor = run.sortBuffer.start;
     run.sortBuffer.limit = run.sortBuffer.start + room;
-    const bool keepsTable = prepared.options().mainFunction == sort::MainFunction::sort;
+    const bool keepsTable = options().mainFunction == sort::MainFunction::sort;
     run.sortBuffer.tableTop = keepsTable ? reinterpret_cast<uint32_t*>(run.sortBuffer.limit) : nullptr;
   }
 
@@ -72,7 +54,7 @@ struct Extraction {
     run.limit = block.data() + block.size();
     for (;;) {
       const uint8_t* const before = run.cursor;
-      const sort::Extracted extracted = Extract(session(), run);
+      const sort::Extracted extracted = Extract(*session, run);
       take(all);
       if ((code = extracted.failure) != 0 || extracted.state != sort::Extracted::isFull) break;
       if (run.cursor == before && all.empty()) ADD_FAILURE() << "an empty buffer is full";
@@ -81,13 +63,23 @@ struct Extraction {
     return all;
   }
 
+  // The records of the block behind one another.
+  std::string extracted(const std::string& block) {
+    std::string all;
+    for (const Stored& stored : extract(block)) all += stored.record;
+    return all;
+  }
+
   void take(std::vector<Stored>& all) {
     const uint8_t* at = run.sortBuffer.start;
-    if (isCopy()) all.push_back({{}, std::string(at, static_cast<const uint8_t*>(run.sortBuffer.cursor))});
+    if (isCopy())
+      all.push_back({{}, std::string(at, static_cast<const uint8_t*>(run.sortBuffer.cursor)), {}});
     while (!isCopy() && at < run.sortBuffer.cursor) {
       const auto* const entry = reinterpret_cast<const sort::SortEntry*>(at);
-      all.push_back({{entry->keyWords(), entry->keyWords() + entry->keyLength / 4},
-                     {entry->record(), entry->record() + entry->recordLength}});
+      all.push_back(
+          {{entry->keyWords(), entry->keyWords() + entry->keyLength / 4},
+           {entry->record(), entry->record() + entry->recordLength},
+           {reinterpret_cast<const uint32_t*>(at), reinterpret_cast<const uint32_t*>(at + entry->size())}});
       for (const uint8_t* pad = entry->record() + entry->recordLength; pad < at + entry->size(); ++pad)
         EXPECT_EQ(*pad, 0);
       at += entry->size();
@@ -106,23 +98,18 @@ struct Extraction {
   }
 };
 
-// The numbers of the records in the order of their keys.
-inline std::vector<size_t> orderOf(const std::vector<Stored>& all) {
-  std::vector<size_t> order(all.size());
-  for (size_t at = 0; at < order.size(); ++at) order[at] = at;
-  std::sort(order.begin(), order.end(),
-            [&](size_t left, size_t right) { return all[left].key < all[right].key; });
+// The numbers of `count` things in a stable order by `isLess`.
+template <typename IsLess>
+std::vector<size_t> stableOrder(size_t count, IsLess isLess) {
+  std::vector<size_t> order(count);
+  std::iota(order.begin(), order.end(), size_t{0});
+  std::ranges::stable_sort(order, isLess);
   return order;
 }
 
-// The numbers of `count` things in a stable order by `compare`.
-template <typename Compare>
-std::vector<size_t> stableOrder(size_t count, Compare compare) {
-  std::vector<size_t> order(count);
-  for (size_t at = 0; at < count; ++at) order[at] = at;
-  std::stable_sort(order.begin(), order.end(),
-                   [&](size_t left, size_t right) { return compare(left, right) < 0; });
-  return order;
+// The numbers of the records in the order of their keys.
+inline std::vector<size_t> orderOf(const std::vector<Stored>& all) {
+  return stableOrder(all.size(), [&](size_t left, size_t right) { return all[left].key < all[right].key; });
 }
 
 }  // namespace qrt::test

@@ -2,11 +2,7 @@
 #pragma once
 
 #include <math.h>
-#include <string.h>
 
-#include <algorithm>
-#include <random>
-#include <string>
 #include <string_view>
 
 namespace qrt::test {
@@ -84,20 +80,54 @@ inline std::pair<bool, long double> decodeHexadecimal(std::string_view bytes) {
   return {fraction != 0 && head >= 0x80, ldexpl(fraction, 4 * (head & 0x7F))};
 }
 
+// Calls `visit` with a value of the type that compilers have for a type of fields; false where they have
+// none.
+template <typename Visitor>
+bool visitNative(std::string_view keyword, Visitor visit) {
+  if (keyword == "int" || keyword == "long") return visit(int32_t{}), true;
+  if (keyword == "uint" || keyword == "ulong") return visit(uint32_t{}), true;
+  if (keyword == "short") return visit(int16_t{}), true;
+  if (keyword == "ushort") return visit(uint16_t{}), true;
+  if (keyword == "float") return visit(float{}), true;
+  if (keyword == "double") return visit(double{}), true;
+  if (keyword == "extended") return visit(0.0L), true;
+  if (keyword == "scint") return visit(int64_t{}), true;
+  if (keyword == "scuint") return visit(uint64_t{}), true;
+  return false;
+}
+
 inline int compareValues(std::string_view keyword, std::string_view left, std::string_view right) {
-  if (keyword == "int" || keyword == "long") return sign(native<int32_t>(left), native<int32_t>(right));
-  if (keyword == "uint" || keyword == "ulong") return sign(native<uint32_t>(left), native<uint32_t>(right));
-  if (keyword == "short") return sign(native<int16_t>(left), native<int16_t>(right));
-  if (keyword == "ushort") return sign(native<uint16_t>(left), native<uint16_t>(right));
-  if (keyword == "float") return sign(native<float>(left), native<float>(right));
-  if (keyword == "double") return sign(native<double>(left), native<double>(right));
-  if (keyword == "extended") return sign(native<long double>(left), native<long double>(right));
-  if (keyword == "scint") return sign(native<int64_t>(left), native<int64_t>(right));
-  if (keyword == "scuint") return sign(native<uint64_t>(left), native<uint64_t>(right));
+  int order;
+  if (visitNative(keyword, [&]<typename T>(T) { order = sign(native<T>(left), native<T>(right)); }))
+    return order;
   if (keyword == "fixed") return sign(decodeFixed(left), decodeFixed(right));
   if (keyword.starts_with("kx70")) return sign(decodeHexadecimal(left), decodeHexadecimal(right));
   if (keyword == "char" || keyword == "bin") return sign(left.compare(right), 0);
   return decodeDecimal(keyword, left).compare(decodeDecimal(keyword, right));
+}
+
+// What the modifiers of a key make of text: b, e, d, i and f; others don't count.
+inline std::string modified(std::string_view modifiers, std::string text) {
+  const auto has = [&](char letter) { return modifiers.find(letter) != std::string_view::npos; };
+  if (has('b')) text.erase(0, std::min(text.find_first_not_of(" \t"), text.size()));
+  if (has('e')) text.erase(text.find_last_not_of(" \t") + 1);
+  std::string kept;
+  for (const char byte : text) {
+    const auto code = static_cast<uint8_t>(byte);
+    const bool isWhite = byte == ' ' || byte == '\t' || byte == '\n';
+    const bool isAlphanumeric = code < 0x80 && isalnum(code);
+    if (has('d') ? !isWhite && !isAlphanumeric : has('i') && !isWhite && (code < ' ' || code > '~')) continue;
+    kept += has('f') && byte >= 'a' && byte <= 'z' ? static_cast<char>(byte - 'a' + 'A') : byte;
+  }
+  return kept;
+}
+
+// Each of the letters once in `odds` times.
+inline std::string someOf(std::string_view letters, size_t odds, Random& random) {
+  std::string some;
+  for (const char letter : letters)
+    if (below(random, odds) == 0) some += letter;
+  return some;
 }
 
 // A random value of few different ones, so that keys are often equal.

@@ -1,12 +1,6 @@
 // The sort of one buffer beside std::stable_sort of the keys as byte strings.
 #include "sort/engine/in_memory_sort.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <functional>
-#include <random>
-
 #include "sort/engine/entry.h"
 
 namespace {
@@ -14,7 +8,42 @@ namespace {
 using namespace qrt::sort;
 
 using Words = std::vector<uint32_t>;
-using Fields = std::function<Words(size_t at, size_t count, std::mt19937& random)>;
+
+constexpr size_t kinds = 12;
+
+// The fields of the key of entry `at` of `count`, in one of the kinds of distributions.
+Words fieldsOf(size_t kind, uint32_t at, uint32_t count, std::mt19937& random) {
+  const auto any = [&] { return static_cast<uint32_t>(random()); };
+  switch (kind) {
+    case 0:
+      return {any(), any()};
+    case 1:
+      return {at * 3};
+    case 2:
+      return {(count - at) * 70000};
+    case 3:
+      return {7, 7, 7};
+    case 4:
+      return {any() % 5 << 20, any() % 3};
+    // One word that most rows have, at either end of the range and inside it.
+    case 5:
+      return {any() % 3 ? UINT32_MAX : any()};
+    case 6:
+      return {any() % 3 ? 0 : any()};
+    case 7:
+      return {any() % 3 ? 1U << 31 : any() % 9 << 29, any() % 2};
+    // Words that a sample is blind to: a dense middle between rare extremes, powers of two, and long
+    // prefixes.
+    case 8:
+      return {at % 97 ? 1000 + any() % 40 : any()};
+    case 9:
+      return {1U << any() % 32, any() >> any() % 32};
+    case 10:
+      return Words(any() % 9, 0x41414141);
+    default:
+      return {at % 2 ? 5 : UINT32_MAX - at};
+  }
+}
 
 // A buffer of entries whose keys are the given fields and the number of the record, and its table of offsets,
 // newest record first, as extraction leaves it.
@@ -23,11 +52,10 @@ struct Buffer {
   Words table;
   std::vector<Words> keys;
 
-  Buffer(size_t count, const Fields& fields, std::mt19937& random) {
-    for (size_t at = 0; at < count; ++at) {
-      Words key = fields(at, count, random);
-      key.push_back(0);
-      key.push_back(static_cast<uint32_t>(at));
+  Buffer(size_t count, size_t kind, std::mt19937& random) {
+    for (uint32_t at = 0; at < count; ++at) {
+      Words key = fieldsOf(kind, at, static_cast<uint32_t>(count), random);
+      key.insert(key.end(), {0, at});
       table.push_back(static_cast<uint32_t>(bytes.size() * 4 + keyOffset));
       bytes.insert(bytes.end(), {static_cast<uint32_t>(key.size() * 4), 4});
       bytes.insert(bytes.end(), key.begin(), key.end());
@@ -38,46 +66,13 @@ struct Buffer {
   }
 
   Words plainOrder() const {
-    std::vector<size_t> order(keys.size());
-    for (size_t at = 0; at < order.size(); ++at) order[at] = at;
-    std::stable_sort(order.begin(), order.end(),
-                     [&](size_t left, size_t right) { return keys[left] < keys[right]; });
+    std::vector<std::pair<Words, uint32_t>> entries;
+    for (size_t at = 0; at < keys.size(); ++at) entries.emplace_back(keys[at], table[keys.size() - 1 - at]);
+    std::sort(entries.begin(), entries.end());  // no two keys are equal
     Words offsets;
-    for (const size_t at : order) offsets.push_back(table[keys.size() - 1 - at]);
+    for (const auto& entry : entries) offsets.push_back(entry.second);
     return offsets;
   }
-};
-
-const Fields fieldsOf[] = {
-    [](size_t, size_t, std::mt19937& random) {
-      return Words{uint32_t(random()), uint32_t(random())};
-    },
-    [](size_t at, size_t, std::mt19937&) { return Words{uint32_t(at * 3)}; },
-    [](size_t at, size_t count, std::mt19937&) { return Words{uint32_t((count - at) * 70000)}; },
-    [](size_t, size_t, std::mt19937&) {
-      return Words{7, 7, 7};
-    },
-    [](size_t, size_t, std::mt19937& random) {
-      return Words{uint32_t(random() % 5) << 20, uint32_t(random() % 3)};
-    },
-    // One word that most rows have, at either end of the range and inside it.
-    [](size_t, size_t, std::mt19937& random) {
-      return Words{random() % 3 ? UINT32_MAX : uint32_t(random())};
-    },
-    [](size_t, size_t, std::mt19937& random) { return Words{random() % 3 ? 0 : uint32_t(random())}; },
-    [](size_t, size_t, std::mt19937& random) {
-      return Words{random() % 3 ? 1U << 31 : uint32_t(random() % 9) << 29, random() % 2};
-    },
-    // Words that a sample is blind to: a dense middle between rare extremes, powers of two, and long
-    // prefixes.
-    [](size_t at, size_t, std::mt19937& random) {
-      return Words{at % 97 ? 1000 + uint32_t(random() % 40) : uint32_t(random())};
-    },
-    [](size_t, size_t, std::mt19937& random) {
-      return Words{uint32_t(1) << random() % 32, uint32_t(random()) >> random() % 32};
-    },
-    [](size_t, size_t, std::mt19937& random) { return Words(random() % 9, 0x41414141); },
-    [](size_t at, size_t, std::mt19937&) { return Words{at % 2 ? 5 : UINT32_MAX - uint32_t(at)}; },
 };
 
 TEST(InMemorySort, OrdersEveryDistributionLikeAStableSort) {
@@ -87,8 +82,8 @@ TEST(InMemorySort, OrdersEveryDistributionLikeAStableSort) {
   for (int more = 0; more < 60; ++more) counts.push_back(random() % 1500);
   for (const size_t count : counts) {
     std::vector<uint8_t> storage(sortWorkAreaBytes(count) + 16, 0xEE);
-    for (size_t kind = 0; kind < std::size(fieldsOf); ++kind) {
-      Buffer buffer(count, fieldsOf[kind], random);
+    for (size_t kind = 0; kind < kinds; ++kind) {
+      Buffer buffer(count, kind, random);
       SortWorkArea work = layOutSortWorkArea(storage.data(), count);
       work.sampleStart = random() % 153;
       const Words expected = buffer.plainOrder();

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <span>
-#include <vector>
 
 #include "field_kinds.h"
 
@@ -21,12 +20,29 @@ struct FieldPlan {
 
   bool isText() const { return std::string_view(kind->keyword) == "char"; }
   bool isBytes() const { return isText() || std::string_view(kind->keyword) == "bin"; }
+  // The range of all its bytes.
+  std::string range(const std::string& modifiers = "") const {
+    return std::to_string(number) + modifiers + "," + std::to_string(number);
+  }
 };
 
 struct Record {
   std::string bytes;
   std::vector<FieldValue> fields;
 };
+
+inline std::string blockOf(const std::vector<Record>& records) {
+  std::string block;
+  for (const Record& record : records) block += record.bytes;
+  return block;
+}
+
+// The bytes of a record behind its length field, which may be none.
+inline std::string withLength(std::string_view lengthField, const std::string& bytes) {
+  const size_t size = lengthField.empty() ? 0 : lengthField.starts_with("rlength2") ? 2 : 4;
+  const auto length = static_cast<uint32_t>(bytes.size() + (lengthField.ends_with('x') ? 0 : size));
+  return std::string(reinterpret_cast<const char*>(&length), size) + bytes;
+}
 
 struct Layout {
   std::string format, lengthField;  // empty for fixed records
@@ -75,12 +91,7 @@ struct Layout {
       }
       record.fields.push_back(value);
     }
-    if (isVariable()) {
-      const size_t size = lengthField.starts_with("rlength2") ? 2 : 4;
-      const auto length =
-          static_cast<uint32_t>(record.bytes.size() + (lengthField.ends_with('x') ? 0 : size));
-      record.bytes.insert(0, reinterpret_cast<const char*>(&length), size);
-    }
+    record.bytes = withLength(lengthField, record.bytes);
     return record;
   }
 };

@@ -1,14 +1,62 @@
-// Merges of runs in memory, in blocks and in files, beside a plain sort of all their entries.
+// Merges of runs that come in blocks, beside a plain sort of all their entries.
 #include "sort/engine/merge.h"
 
-#include "engine_run.h"
-#include "sort/engine/mid_reader.h"
-#include "sort/engine/mid_writer.h"
+#include "fixture.h"
 
 namespace {
 
 using namespace qrt::sort;
 using namespace qrt::test;
+
+// An entry as words: both lengths, the key and the record.
+using Entry = std::vector<uint32_t>;
+
+Entry makeEntry(std::vector<uint32_t> fields, uint32_t sequence, uint32_t recordWords = 1) {
+  Entry entry{static_cast<uint32_t>(fields.size() + 2) * 4, recordWords * 4};
+  entry.insert(entry.end(), fields.begin(), fields.end());
+  entry.insert(entry.end(), {0, sequence});
+  entry.insert(entry.end(), recordWords, sequence * 2654435761U);
+  return entry;
+}
+
+Entry entryOf(const SortEntry* entry) {
+  const auto* const words = reinterpret_cast<const uint32_t*>(entry);
+  return {words, words + entry->size() / 4};
+}
+
+bool isBelow(const Entry& left, const Entry& right) {
+  return std::lexicographical_compare(left.begin() + 2, left.end(), right.begin() + 2, right.end());
+}
+
+// A merge of runs whose blocks come from a test; it keeps the entries that are delivered.
+struct MergeRun : Prepared {
+  std::vector<Entry> delivered;
+  inline static MergeRun* current = nullptr;
+
+  explicit MergeRun(NextBlock nextBlock) : Prepared("") {
+    start([](MemorySizes& sizes) { sizes.entryBound = 200000; });
+    current = this;
+    session->work->nextBlock = nextBlock;
+    session->work->writeBlock = [](SortSession&, OutputRange&, bool) { return 0; };
+    session->work->restore = [](SortSession&, const SortEntry* entry, const SortEntry* previous,
+                                OutputRange&) {
+      std::vector<Entry>& delivered = current->delivered;
+      if (previous != nullptr) {
+        EXPECT_EQ(previous->keyLength, delivered.back()[0]);
+        EXPECT_EQ(memcmp(previous->key(), &delivered.back()[2], previous->keyLength), 0);
+      }
+      delivered.push_back(entryOf(entry));
+      return 0;
+    };
+  }
+
+  // The entries of a merge of all runs.
+  const std::vector<Entry>& merge(size_t count) {
+    OutputRange output{};
+    EXPECT_EQ(SingleMerge(*session, 0, static_cast<int32_t>(count), output), 0);
+    return delivered;
+  }
+};
 
 using Runs = std::vector<std::vector<Entry>>;
 
@@ -51,14 +99,11 @@ struct BlockSource {
     for (const std::vector<Entry>& run : runs)
       for (const Entry& entry : run) longest = std::max(longest, entry.size());
     for (std::vector<uint32_t>& block : blocks) block.resize(5 * longest);
-    current() = this;
+    current = this;
   }
-  static BlockSource*& current() {
-    static BlockSource* source;
-    return source;
-  }
+  inline static BlockSource* current = nullptr;
   static int32_t next(SortSession&, int32_t run, EntryRange& range, bool& isLast) {
-    BlockSource& source = *current();
+    BlockSource& source = *current;
     std::vector<uint32_t>& block = source.blocks[static_cast<size_t>(run)];
     const std::vector<Entry>& entries = source.runs[static_cast<size_t>(run)];
     size_t& at = source.positions[static_cast<size_t>(run)];
@@ -80,13 +125,10 @@ TEST(Merge, YieldsTheEntriesOfAllBlocksInOrder) {
   for (const size_t count : {1, 2, 3, 5, 17, 255, 256}) {
     for (int kind = 0; kind < 5; ++kind) {
       for (const size_t entries : {size_t{0}, count / 2, count * 20}) {
-        EngineRun run;
         const Runs runs = makeRuns(count, entries, kind, random);
         BlockSource source(runs);
-        run.work->nextBlock = BlockSource::next;
-        OutputRange output{};
-        ASSERT_EQ(SingleMerge(*run.session, 0, static_cast<int32_t>(count), output), 0);
-        ASSERT_EQ(run.delivered, sortedEntries(runs)) << count << " runs, keys of kind " << kind;
+        MergeRun run(BlockSource::next);
+        ASSERT_EQ(run.merge(count), sortedEntries(runs)) << count << " runs, keys of kind " << kind;
       }
     }
   }
@@ -94,8 +136,6 @@ TEST(Merge, YieldsTheEntriesOfAllBlocksInOrder) {
 
 TEST(Merge, TellsKeysApartThatDifferVeryLate) {
   std::mt19937 random(14);
-  EngineRun run;
-  run.work->sizes.entryBound = 200000;
   Runs runs(3);
   for (uint32_t at = 0; at < 60; ++at) {
     std::vector<uint32_t> fields(farthestDifference + 8, 7);
@@ -104,98 +144,8 @@ TEST(Merge, TellsKeysApartThatDifferVeryLate) {
   }
   for (std::vector<Entry>& entries : runs) std::sort(entries.begin(), entries.end(), isBelow);
   BlockSource source(runs);
-  run.work->nextBlock = BlockSource::next;
-  OutputRange output{};
-  ASSERT_EQ(SingleMerge(*run.session, 0, 3, output), 0);
-  EXPECT_EQ(run.delivered, sortedEntries(runs));
-}
-
-// Stores a run like an input phase does.
-void store(EngineRun& run, const std::vector<Entry>& entries, bool inFile) {
-  uint8_t* bytes;
-  if (inFile) {
-    ASSERT_EQ(nextWriterBuffer(*run.session, bytes), 0);
-  } else {
-    bytes = static_cast<uint8_t*>(run.session->memory.allocateBuffer(8192 + 16));
-  }
-  auto* const blocks = run.session->memory.make<uint32_t>(entries.size() + 1);
-  uint32_t used = 0, block = 0;
-  for (const Entry& entry : entries) {
-    const auto size = static_cast<uint32_t>(entry.size() * 4);
-    memcpy(bytes + used, entry.data(), size);
-    used += size;
-    if (blocks[block] != 0 && blocks[block] + size > 512) ++block;
-    blocks[block] += size;
-  }
-  if (inFile) {
-    writeBuffer(*run.session, used);
-    InitMidRun(*run.session, blocks, static_cast<int32_t>(entries.size() + 1), nullptr, nullptr);
-  } else {
-    InitMidRun(*run.session, nullptr, 0, bytes, bytes + used);
-  }
-}
-
-TEST(Merge, ReadsRunsInMemoryAndInFilesByTheirBlocks) {
-  std::mt19937 random(12);
-  for (const size_t count : {1, 2, 40, 256}) {
-    for (const size_t resident : {0, 1}) {
-      for (const int32_t stretch : {512, 1300, 4096}) {
-        EngineRun run;
-        run.work->sizes.blockSize = 512;
-        run.work->sizes.t2 = 0;  // read buffers of Y bytes
-        run.work->sizes.midBlock = stretch;
-        const Runs runs = makeRuns(count, count * 40, 0, random);
-        for (size_t at = 0; at < resident; ++at) store(run, runs[at], false);
-        ASSERT_EQ(ForkMidWriter(*run.session), 0);
-        for (size_t at = resident; at < count; ++at) store(run, runs[at], true);
-        ASSERT_EQ(endMidWriter(*run.session), 0);
-        ASSERT_EQ(run.work->runCount, static_cast<int32_t>(count));
-        run.work->nextBlock = GetNextMidBlock;
-        OutputRange output{};
-        ASSERT_EQ(InitRunsEntries(*run.session, 0, run.work->runCount), 0);
-        ASSERT_EQ(SingleMerge(*run.session, 0, run.work->runCount, output), 0);
-        endMidReader(*run.session);
-        ASSERT_EQ(run.delivered, sortedEntries(runs));
-      }
-    }
-  }
-}
-
-TEST(Merge, NotesTheBlocksOfARunThatItWrites) {
-  std::mt19937 random(13);
-  EngineRun run;
-  run.work->sizes.blockSize = 512;
-  std::vector<uint8_t> area(400), written;
-  OutputRange output{area.data(), area.data() + area.size()};
-  static std::vector<uint8_t>* areaOf = &area;
-  static std::vector<uint8_t>* writtenOf;
-  writtenOf = &written;
-  run.work->writeBlock = [](SortSession&, OutputRange& range, bool) {
-    writtenOf->insert(writtenOf->end(), areaOf->data(), range.cursor);
-    range.cursor = areaOf->data();
-    return 0;
-  };
-  SortRun& target = *InitMidRun(*run.session, run.session->memory.make<uint32_t>(2), 2, nullptr, nullptr);
-  target.blocksInUse = 1;
-  run.work->outputRun = &target;
-  std::vector<uint32_t> expectedBytes, expectedBlocks{0};
-  for (uint32_t at = 0; at < 3000; ++at) {
-    const Entry entry = makeEntry({at}, at, at % 100 == 0 ? 300 : random() % 30);
-    const auto size = static_cast<uint32_t>(entry.size() * 4);
-    expectedBytes.insert(expectedBytes.end(), entry.begin(), entry.end());
-    if (expectedBlocks.back() != 0 && expectedBlocks.back() + size > 512) expectedBlocks.push_back(0);
-    expectedBlocks.back() += size;
-    std::vector<uint32_t> padded = entry;
-    padded.resize(entry.size() + 4);  // entries stand in buffers with some room behind them
-    ASSERT_EQ(
-        RestoreMidRecord(*run.session, reinterpret_cast<const SortEntry*>(padded.data()), nullptr, output),
-        0);
-  }
-  run.work->writeBlock(*run.session, output, true);
-  EXPECT_EQ(written.size(), expectedBytes.size() * 4);
-  EXPECT_EQ(memcmp(written.data(), expectedBytes.data(), written.size()), 0);
-  expectedBlocks.push_back(0);
-  EXPECT_EQ(std::vector<uint32_t>(target.blocks, target.blocks + target.blocksInUse + 1), expectedBlocks);
+  MergeRun run(BlockSource::next);
+  EXPECT_EQ(run.merge(3), sortedEntries(runs));
 }
 
 }  // namespace

@@ -1,13 +1,10 @@
-// Messages: what an error does to its session, texts of catalogues, trace, totals, signals, the session
-// table.
-#include <gtest/gtest.h>
+// Messages: what an error does to its session, texts of catalogues, trace, signals, the session table.
 #include <signal.h>
-#include <unistd.h>
 
-#include <fstream>
+#include <optional>
 #include <thread>
 
-#include "engine.h"
+#include "fixture.h"
 #include "support/catalogue_writer.h"
 #include "support/process.h"
 
@@ -15,61 +12,50 @@ namespace {
 
 using namespace qrt::sort;
 using qrt::test::Ended;
+using qrt::test::Folder;
 using qrt::test::inChild;
 using qrt::test::Prepared;
 
 // What a session writes to its message file while `work` runs in it. The start line is left out.
 template <typename Work>
-std::string said(const std::string& options, Work&& work) {
-  std::string name = "/tmp/qrtmessagesXXXXXX";
-  close(mkstemp(name.data()));
+std::string said(Work&& work) {
   {
-    Prepared prepared("-x 'msg " + name + "' " + options);
+    Prepared prepared("-x 'msg messages'");
     EXPECT_EQ(prepared.code, 0) << prepared.told;
     work(*prepared.session);
   }
-  std::ifstream file(name, std::ios::binary);
-  const std::string text{std::istreambuf_iterator<char>(file), {}};
-  unlink(name.c_str());
-  const size_t end = text.find('\n') + 1;
+  const std::string text = Folder::read("messages");
   EXPECT_TRUE(text.starts_with("Lumasift: 7351-278 QMC Lumasift -- pid=" + std::to_string(getpid())));
-  return text.substr(end);
+  return text.substr(text.find('\n') + 1);
 }
 
 TEST(SortMessages, TheFirstErrorEndsTheRun) {
-  EXPECT_EQ(said("",
-                 [](SortSession& session) {
-                   message(256, "in");
-                   EXPECT_TRUE(isRunning(session));
-                   EXPECT_EQ(message(32, int64_t{5000000000}, "file"), 32);
-                   EXPECT_FALSE(isRunning(session));
-                   EXPECT_EQ(message(35, "out", 112), 35);
-                   message(257);
-                   EXPECT_EQ(session.returnCode, 32);
-                 }),
+  const Folder folder;
+  const std::string errors = said([](SortSession& session) {
+    message(256, "in");
+    EXPECT_TRUE(isRunning(session));
+    EXPECT_EQ(message(32, int64_t{5000000000}, "file"), 32);
+    EXPECT_FALSE(isRunning(session));
+    EXPECT_EQ(message(35, "out", 112), 35);
+    message(257);
+    EXPECT_EQ(session.returnCode, 32);
+  });
+  EXPECT_EQ(errors,
             "Lumasift: 7351-256 EOL assumed on input file <in>\n"
             "Lumasift: 7351-032 Record number 5000000000 within <file> is too long\n");
-  EXPECT_EQ(said("",
-                 [](SortSession& session) {
-                   EXPECT_EQ(message(2), 1);
-                   EXPECT_EQ(session.returnCode, 1);
-                 }),
-            "Lumasift: 7351-002 Equal-keyed records detected\n");
-  EXPECT_EQ(said("",
-                 [](SortSession& session) {
-                   EXPECT_EQ(internalError(1006), 1006);
-                   EXPECT_EQ(session.returnCode, 1006);
-                 }),
-            "Lumasift: 7351-254 Lumasift internal error occurred, error code = 1006\n");
+  const std::string internal = said([](SortSession& session) {
+    EXPECT_EQ(internalError(1006), 1006);
+    EXPECT_EQ(session.returnCode, 1006);
+  });
+  EXPECT_EQ(internal, "Lumasift: 7351-254 Lumasift internal error occurred, error code = 1006\n");
 
   Prepared quiet("");
-  std::string name(5000, 'x');
   message(255, "ReadFile", 6);
   EXPECT_EQ(quiet.told, "Lumasift: 7351-255 System call ReadFile failed with return code 6");
   Prepared warned("");
   message(256, "in");
   EXPECT_EQ(warned.told, "");
-  message(4, name.c_str());
+  message(4, std::string(5000, 'x').c_str());
   EXPECT_TRUE(warned.told.starts_with("Lumasift: 7351-004 Error in parameter file <xxx"));
   message(77);
   EXPECT_TRUE(warned.told.starts_with("Lumasift: 7351-004"));
@@ -98,15 +84,6 @@ TEST(SortMessages, Formats) {
   }
 }
 
-// A catalogue in the place of the message writer's.
-struct SortCatalogue {
-  qrt::test::Catalogue folder{{}};
-
-  explicit SortCatalogue(const std::vector<qrt::test::CatalogueEntry>& entries) {
-    std::ofstream(folder.path + "/lumasift.cat", std::ios::binary) << qrt::test::catalogueBytes(entries);
-  }
-};
-
 TEST(SortMessages, Catalogues) {
   const auto tell = [] {
     Prepared prepared("");
@@ -114,27 +91,30 @@ TEST(SortMessages, Catalogues) {
     return prepared.told;
   };
   const char builtIn[] = "Lumasift: 7351-032 Record number 7 within <f> is too long";
-  const SortCatalogue reversed(
-      {{33, 1, "1 not this"}, {32, 2, "1 nor this"}, {32, 1, "2 In %2$s, record %1$d"}});
-  EXPECT_EQ(tell(), "Lumasift: 7351-032 In f, record 7");
+  const char reversed[] = "Lumasift: 7351-032 In f, record 7";
+  const qrt::test::Catalogue folder({});
+  Folder::write(folder.path + "/lumasift.cat",
+                qrt::test::catalogueBytes(
+                    {{33, 1, "1 not this"}, {32, 2, "1 nor this"}, {32, 1, "2 In %2$s, record %1$d"}}));
+  EXPECT_EQ(tell(), reversed);
   setenv("LANG", "fr_FR.UTF-8", 1);
   EXPECT_EQ(tell(), builtIn);
   setenv("LANG", "es_ES.UTF-8", 1);
-  setenv("NLSPATH", (reversed.folder.path + "/none;" + reversed.folder.path + "/%l/%n").c_str(), 1);
+  setenv("NLSPATH", (folder.path + "/none;" + folder.path + "/%l/%n").c_str(), 1);
   EXPECT_EQ(tell(), builtIn);
-  const std::string spanish = reversed.folder.path + "/ESESUTF-8";
-  std::filesystem::create_directory(spanish);
-  std::filesystem::copy(reversed.folder.path + "/lumasift.cat", spanish);
-  EXPECT_EQ(tell(), "Lumasift: 7351-032 In f, record 7");
+  std::filesystem::create_directory(folder.path + "/ESESUTF-8");
+  std::filesystem::copy(folder.path + "/lumasift.cat", folder.path + "/ESESUTF-8");
+  EXPECT_EQ(tell(), reversed);
   unsetenv("LANG");
 }
 
 // The compiled catalogue says what the built-in texts say, for every number.
 TEST(SortMessages, TheOwnCatalogue) {
+  const Folder folder;
   const auto tellAll = [] {
     std::vector<std::string> texts;
     for (int32_t number = 1; number < 300; ++number)
-      texts.push_back(said("", [&](SortSession&) { message(number, number < 256 ? Insert("x") : 5, 6); }));
+      texts.push_back(said([&](SortSession&) { message(number, number < 256 ? Insert("x") : 5, 6); }));
     return texts;
   };
   const std::string before = getenv("NLSPATH") != nullptr ? getenv("NLSPATH") : "";
@@ -146,45 +126,17 @@ TEST(SortMessages, TheOwnCatalogue) {
   setenv("NLSPATH", before.c_str(), 1);
 }
 
-TEST(SortMessages, Totals) {
-  const auto totals = [](const std::string& options) {
-    return said(options, [](SortSession& session) {
-      session.run->counters = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13};
-      writeTotals(session);
-    });
-  };
-  EXPECT_EQ(totals(""),
-            "Lumasift: 7351-258 Total input: 1 bytes, 15 records\n"
-            "Lumasift: 7351-262 Total sorted: 6 bytes, 7 records\n"
-            "Lumasift: 7351-259 Total output: 12 bytes, 13 records\n");
-  EXPECT_EQ(totals("-c -u -x 'skiprec 1' -x 'select 1=\"a\"'"),
-            "Lumasift: 7351-258 Total input: 1 bytes, 15 records\n"
-            "Lumasift: 7351-260 Total skipped: 2 bytes, 3 records\n"
-            "Lumasift: 7351-261 Total filtered: 4 bytes, 5 records\n"
-            "Lumasift: 7351-264 Total checked: 6 bytes, 7 records\n");
-  EXPECT_EQ(totals("-m -x 'format int' -x 'sum 1'"),
-            "Lumasift: 7351-258 Total input: 1 bytes, 15 records\n"
-            "Lumasift: 7351-265 Total merged: 6 bytes, 7 records\n"
-            "Lumasift: 7351-267 Total summed: 10 bytes, 11 records\n"
-            "Lumasift: 7351-259 Total output: 12 bytes, 13 records\n");
-  EXPECT_EQ(totals("-u").find("Total non-unqiue: 8 bytes, 9 records\n") != std::string::npos, true);
-}
-
 TEST(SortMessages, TraceOfTheOwnThread) {
-  std::string name = "/tmp/qrttraceXXXXXX";
-  close(mkstemp(name.data()));
+  const Folder folder;
   {
-    Prepared prepared("-x 'trace " + name + "'");
-    SortSession& session = *prepared.session;
-    const TracedCall outer(session, "MainSort");
-    TracedCall inner(session, "Sort");
+    Prepared prepared("-x 'trace calls'");
+    const TracedCall outer(*prepared.session, "MainSort");
+    TracedCall inner(*prepared.session, "Sort");
     inner.returns(3);
-    std::thread([&] { const TracedCall worker(session, "MidWriter"); }).join();
+    std::thread([&] { const TracedCall worker(*prepared.session, "MidWriter"); }).join();
   }
-  std::ifstream file(name, std::ios::binary);
-  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  const std::string text = Folder::read("calls");
   EXPECT_TRUE(text.ends_with("---( MainSort\n    ---( Sort\n    ---) return(3)\r\n---) return\r\n")) << text;
-  unlink(name.c_str());
 }
 
 TEST(SortMessages, SignalsEndTheProcess) {
@@ -206,26 +158,26 @@ TEST(SortMessages, SignalsEndTheProcess) {
     EXPECT_EQ(ended.err, "Lumasift: 7351-255 Unexpected signal trapped by Lumasift\n");
     EXPECT_EQ(ended.out, "255 -1 6 Lumasift: 7351-255 Unexpected signal trapped by Lumasift removed");
   }
-  const Ended untrapped = inChild([] {
-    Prepared prepared("-x notrap");
-    const SignalTrap trap(*prepared.session);
-    raise(SIGTERM);
-  });
-  EXPECT_EQ(untrapped.signal, SIGTERM);
-  const Ended restored = inChild([] {
-    Prepared prepared("");
-    { const SignalTrap trap(*prepared.session); }
-    raise(SIGTERM);
-  });
-  EXPECT_EQ(restored.signal, SIGTERM);
-  const Ended afterError = inChild([] {
-    Prepared prepared("-Q");
-    const SignalTrap trap(*prepared.session);
-    raise(SIGTERM);  // ignored
-    raise(SIGSEGV);  // would come back for ever
-    raise(SIGSEGV);
-  });
-  EXPECT_EQ(afterError.signal, SIGSEGV);
+  const struct {
+    const char* options;
+    bool isOver;  // the life of the trap, when the signals come
+    std::vector<int> signals;
+    int last;
+  } rows[] = {
+      {"-x notrap", false, {SIGTERM}, SIGTERM},
+      {"", true, {SIGTERM}, SIGTERM},
+      // Behind an error the end is near; a fault would come back for ever.
+      {"-Q", false, {SIGTERM, SIGSEGV, SIGSEGV}, SIGSEGV},
+  };
+  for (const auto& row : rows) {
+    const Ended ended = inChild([&] {
+      Prepared prepared(row.options);
+      std::optional<SignalTrap> trap(std::in_place, *prepared.session);
+      if (row.isOver) trap.reset();
+      for (const int number : row.signals) raise(number);
+    });
+    EXPECT_EQ(ended.signal, row.last) << row.options;
+  }
 }
 
 TEST(SortMessages, SessionsOfAProcess) {
@@ -236,7 +188,8 @@ TEST(SortMessages, SessionsOfAProcess) {
     sessions.push_back(session);
   }
   EXPECT_EQ(sessions.size(), 512u);
-  EXPECT_EQ(code, 1077);
+  EXPECT_EQ(code, tooManySessions);
+  EXPECT_EQ(Lumasift_Lite("-h", nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), code);
   int32_t count = 0;
   forEachSession([](SortSession*, void* counted) { ++*static_cast<int32_t*>(counted); }, &count);
   EXPECT_EQ(count, 512);
