@@ -7,6 +7,7 @@
 namespace {
 
 using namespace qrt::test;
+using qrt::sort::plain::TextRange, qrt::sort::plain::textOfRange;
 using namespace std::string_literals;
 namespace sort = qrt::sort;
 
@@ -206,56 +207,6 @@ TEST(Keys, BitRangesAreMaskedAndOffsetsTellPresence) {
 
 // ---- Lines
 
-struct TextRange {
-  int startField, startByte, endField, endByte;  // from 1; an end field of 0 is the end of the line
-  std::string startModifiers, endModifiers;
-
-  std::string spell() const {
-    std::string text = std::to_string(startField) + "." + std::to_string(startByte) + startModifiers;
-    if (endField == 0) return text;
-    text += "," + std::to_string(endField);
-    return text + (endByte != 0 ? "." + std::to_string(endByte) : "") + endModifiers;
-  }
-};
-
-// What a range means in a line, worked out with indexes.
-std::string naiveRange(const std::string& line, char separator, const TextRange& range) {
-  const auto isBlankAt = [&](size_t at) { return at < line.size() && (line[at] == ' ' || line[at] == '\t'); };
-  std::vector<size_t> starts{0};
-  for (size_t at = 0; at < line.size();) {
-    if (separator != 0) {
-      at = std::min(line.find(separator, at + (starts.size() > 1)), line.size());
-    } else {
-      while (isBlankAt(at)) ++at;
-      while (at < line.size() && !isBlankAt(at)) ++at;
-    }
-    if (at >= line.size()) break;
-    starts.push_back(at);
-  }
-  const auto startOf = [&](int field) {
-    return static_cast<size_t>(field - 1) < starts.size() ? starts[field - 1] : line.size();
-  };
-  const auto has = [](const std::string& text, char letter) {
-    return text.find(letter) != std::string::npos;
-  };
-  const auto forward = [&](size_t at, int bytes) {
-    return std::min(at + static_cast<size_t>(bytes), line.size());
-  };
-  size_t first = startOf(range.startField);
-  if (separator != 0 && range.startField > 1) first = forward(first, 1);
-  if (has(range.startModifiers, 'b'))
-    while (isBlankAt(first)) ++first;
-  first = forward(first, range.startByte - 1);
-  size_t end = range.endField == 0 ? line.size() : startOf(range.endField + (range.endByte == 0));
-  if (range.endField != 0 && range.endByte != 0) {
-    if (separator != 0 && range.endField > 1) end = forward(end, 1);
-    if (has(range.endModifiers, 'b'))
-      while (isBlankAt(end)) ++end;
-    end = forward(end, range.endByte);
-  }
-  return first < end ? line.substr(first, end - first) : "";
-}
-
 // A number as text: integer and fraction digits that count.
 struct TextNumber {
   Decimal integer;
@@ -313,7 +264,7 @@ struct LineCase {
   std::string part(size_t line, const TextRange& range, std::string_view counting) const {
     std::string modifiers = range.startModifiers;
     std::erase_if(modifiers, [&](char letter) { return counting.find(letter) == std::string_view::npos; });
-    return modified(modifiers, naiveRange(lines[line], separator, range));
+    return modified(modifiers, textOfRange(lines[line], separator, range));
   }
 
   bool isLess(size_t left, size_t right) const {
