@@ -49,6 +49,7 @@ struct Operand {
   const Constant* constant;
 
   bool isNullConstant() const { return constant != nullptr && constant->type == FieldType::nullConstant; }
+  bool isCharConstant() const { return constant != nullptr && constant->type == FieldType::charConstant; }
   bool isFloatConstant() const { return constant != nullptr && constant->type == FieldType::floatConstant; }
 };
 
@@ -99,10 +100,9 @@ Piece modified(const SortKey* range, Piece piece, uint8_t* room) {
 }
 
 // The bytes by which a text sorts in the locale. `room` has 8 bytes for each byte of the piece.
-Piece collated(const RecordState& records, const SortKey* range, Piece piece, uint8_t* room, size_t size) {
-  static constexpr SortKey plain{};
+Piece collated(const RecordState& records, const SortKey& range, Piece piece, uint8_t* room, size_t size) {
   auto* const characters = reinterpret_cast<int32_t*>(room);
-  const size_t count = charactersOf(*records.collation, range != nullptr ? *range : plain, piece, characters);
+  const size_t count = charactersOf(*records.collation, range, piece, characters);
   uint8_t* const text = room + count * sizeof(int32_t);
   uint8_t* const to = text + 4 * count + 1;
   return {to, to + sortBytes(*records.collation, characters, count, text, to, size)};
@@ -114,8 +114,11 @@ Order compareText(SortSession& session, const Operand& left, const Operand& righ
   uint8_t* const rooms[] = {records.compared[0], records.compared[1]};
   if (records.collation == nullptr)
     return orderOfBytes(modified(left.range, first, rooms[0]), modified(right.range, second, rooms[1]));
-  return orderOfBytes(collated(records, left.range, first, rooms[0], records.comparedRoom / 2),
-                      collated(records, right.range, second, rooms[1], records.comparedRoom / 2));
+  SortKey ofConstant{};
+  ofConstant.fold = left.range->fold && right.isCharConstant();
+  return orderOfBytes(collated(records, *left.range, first, rooms[0], records.comparedRoom / 2),
+                      collated(records, right.range != nullptr ? *right.range : ofConstant, second, rooms[1],
+                               records.comparedRoom / 2));
 }
 
 struct Bits {
