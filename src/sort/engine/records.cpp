@@ -297,14 +297,9 @@ int32_t initRecords(SortSession& session) {
   if (records->start == nullptr || records->isNull == nullptr || records->isAbsent == nullptr)
     return noMemory(rows * (sizeof(uint8_t*) + 2));
   records->neededFields = neededFieldsOf(options);
-  records->decimalPoint = '.';
-  records->digitSeparator = ',';
   if (options.localeCollation && options.collatingTable == nullptr) {
     records->collation = platform::openCollation(options.localeName);
     if (records->collation == nullptr) return message(61, options.localeName);
-    records->decimalPoint = platform::decimalPoint(*records->collation);
-    const char separator = platform::digitSeparator(*records->collation);
-    records->digitSeparator = separator != 0 ? separator : '\n';  // none: a byte that no line has
   }
   if (!options.binary)
     records->scan = records->collation != nullptr ? scanCharacters : scanText;
@@ -398,6 +393,30 @@ Piece characterPiece(const SortSession& session, const SortKey& range) {
   return records.collation == nullptr
              ? pieceBySteps(options, records, range, ByteSteps{recordEnd})
              : pieceBySteps(options, records, range, CharacterSteps{*records.collation, recordEnd});
+}
+
+Piece plainNumber(const RecordState& records, Piece piece, uint8_t* room) {
+  if (records.collation == nullptr) return piece;
+  const std::string_view point = platform::decimalPoint(*records.collation);
+  const std::string_view separator = platform::digitSeparator(*records.collation);
+  std::string_view rest(reinterpret_cast<const char*>(piece.first), piece.size());
+  uint8_t* to = room;
+  while (!rest.empty()) {
+    size_t length = 1;
+    auto byte = static_cast<uint8_t>(rest[0]);
+    if (!point.empty() && rest.starts_with(point)) {
+      byte = '.';
+      length = point.size();
+    } else if (!separator.empty() && rest.starts_with(separator)) {
+      byte = ',';
+      length = separator.size();
+    } else if (byte == '.' || byte == ',') {
+      byte = 0;  // in this locale it ends the number
+    }
+    *to++ = byte;
+    rest.remove_prefix(length);
+  }
+  return {room, to};
 }
 
 bool isPlain(const SortOptions& options, const SortKey& range) {
