@@ -82,11 +82,11 @@ int32_t encode(const Collation& collation, int32_t character, uint8_t* to) {
   return bytes <= static_cast<size_t>(longestEncoding) ? static_cast<int32_t>(bytes) : 0;
 }
 
-char decimalPoint(const Collation& collation) {
-  return *nl_langinfo_l(RADIXCHAR, collation.locale);
+std::string_view decimalPoint(const Collation& collation) {
+  return nl_langinfo_l(RADIXCHAR, collation.locale);
 }
-char digitSeparator(const Collation& collation) {
-  return *nl_langinfo_l(THOUSEP, collation.locale);
+std::string_view digitSeparator(const Collation& collation) {
+  return nl_langinfo_l(THOUSEP, collation.locale);
 }
 
 size_t sortBytes(const Collation& collation, const int32_t* characters, size_t count, uint8_t* scratch,

@@ -4,6 +4,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include <string_view>
+
 namespace qrt::platform {
 
 struct Collation;
@@ -24,8 +26,9 @@ int32_t foldUp(const Collation& collation, int32_t character);
 inline constexpr int32_t longestEncoding = 16;
 int32_t encode(const Collation& collation, int32_t character, uint8_t* to);
 
-char decimalPoint(const Collation& collation);
-char digitSeparator(const Collation& collation);  // 0 for none
+// What stands in front of a fraction, and between groups of digits: a character of any length, or nothing.
+std::string_view decimalPoint(const Collation& collation);
+std::string_view digitSeparator(const Collation& collation);
 
 // The bytes by which the text sorts, cut to `room`; `count` characters are given, `scratch` has room for 4
 // bytes for each of them and one. Returns how many bytes there are.

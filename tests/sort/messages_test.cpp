@@ -73,6 +73,7 @@ TEST(SortMessages, Formats) {
       {"%1$x %2$lld", {255, int64_t{-5000000000}}, "ff -5000000000"},
       {"100%! %% %3$d %1$s%", {"a", 1}, "100%! %  a%"},
       {"%1$d %2$s", {"text", 3}, "text 3"},
+      {"%% %d %s", {7, "x"}, "% 7 x"},
   };
   for (const auto& each : cases) {
     char text[80];

@@ -41,7 +41,7 @@ TEST(Options, MistakesGiveTheirMessages) {
   } rows[] = {
       {"003 Multiple main functions specified", "%", "-m -c|-s merge -c"},
       {"004 Error in parameter file <loop.par>", "-p %", "loop.par|outer.par"},
-      {"005 Parameter file <none.par> could not be opened", "-p %", "none.par"},
+      {"005 Parameter file <none.par> could not be opened", "-p %", "none.par|''"},
       {"006 Operand missing from option <-k>", "%", "-r -k"},
       {"007 Operand missing from extended option <skiprec>", "%",
        "-x skiprec|-x 'format '|-x 'format'|-T '' -x locale"},
@@ -51,7 +51,8 @@ TEST(Options, MistakesGiveTheirMessages) {
       {"008 Invalid operand in option <-k>", "-x 'format char 5 int' %",
        "-k 3|-k 1,3|-k 2,1|-k 2.2|-k 1.6|-k 1,1.6|-k 1.1.2|+0.2 -0"},
       {"008 Invalid operand in option <-k>", "-x 'format %",
-       "bin 5 bin 5' -k 1.1.2,2.1.3|rlength2 flength char 5' -k 3.2|rlength2 char 5' -k 1|null int' -k 1"},
+       "bin 5 bin 5' -k 1.1.2,2.1.3|bin 5 bin 5' -k 1.1.3|rlength2 flength char 5' -k 3.2|"
+       "rlength2 int flength char 5' -k 2,4.2|rlength2 char 5' -k 1|null int' -k 1"},
       {"009 Invalid operand in extended option <skiprec>", "-x '%'",
        "skiprec x|stopaft 20000000000001|memlim 1025|null 0|null 256|y2past 123|source UNIX|"
        "outorg record|inorg sequential sequential|nomsg now|filter (1 = 2|reformat 1 rlength2"},
@@ -74,7 +75,7 @@ TEST(Options, MistakesGiveTheirMessages) {
        "word|<hex>|char|char 0|bin 4096|int 4|int rlength2|flength char 5|rlength2 flength int|"
        "rlength2 flength|int null|null null int|char 65535 int"},
       {"022 Syntax error in reformat specification", "-x '%'",
-       "reformat rlength2|reformat x|reformat 1.1.2|format bin 5' -x 'reformat 1.1.2|"
+       "reformat rlength2|reformat x|reformat 0.1|reformat 1.1.2|format bin 5' -x 'reformat 1.1.2|"
        "format rlength2 flength char 5' -x 'reformat 3"},
       {"023 Invalid constant specified in reformat", "-x 'reformat %'",
        "0*\"a\"|0b1|NULL|3*0d5|1*0d5|0d2147483648|0d1.5"},
@@ -193,6 +194,10 @@ TEST(Options, Keys) {
        {"bin 0.0.2-0.1.5 3FF8", "bin 0.2.2-0.4.0 3FFF", "bin 0.1.1-0.2.7 7FFE"}},
       {"-x 'format char 5 packed 4' -k1n,1 -k 2,2r",
        {"<numeric char> 0.0.0-1.0.0 n", "packed 1.0.0-2.0.0 r"}},
+      {"-x 'format char 2 int bin 4' -k 1,3.1b -k 1,3.1.3 -s sort -s sort",
+       {"char 0.0.0-1.0.0", "int 1.0.0-2.0.0", "bin 2.0.0-2.1.0 B", "char 0.0.0-1.0.0", "int 1.0.0-2.0.0",
+        "bin 2.0.0-2.0.3 FFE0"}},
+      {"-x 'format bin 4 char 5' -k 1.1.3", {"bin 0.0.2-1.0.0 3FFF", "char 1.0.0-2.0.0"}},
       {"-k 1 -x 'format kx70double extended'", {"kx70double 0.0.0-1.0.0", "extended 1.0.0-2.0.0"}},
   };
   for (const auto& row : rows) {

@@ -336,6 +336,13 @@ TEST(Keys, LocaleWalksCharacters) {
   extraction.extract("good\nbad \xFF\n");
   EXPECT_EQ(extraction.code, 62);
   EXPECT_NE(extraction.told.find("number 8 within <source_1>"), std::string::npos);
+  // Positions count characters, b passes over the locale's blanks, and f folds a constant as it does a field.
+  Extraction counted("-x 'locale C.UTF-8' -k 1.2b,1.2b -x 'select 1.2f,1.2 ne \"\u00E9\"'");
+  ASSERT_EQ(counted.code, 0);
+  const std::vector<Stored> kept = counted.extract("x\u00C8\na\u3042c\nx\u00C9\nxz\n\u3000\u00C8b\n");
+  EXPECT_EQ(orderOf(kept), (std::vector<size_t>{3, 2, 0, 1}));
+  Extraction fixed("-x 'locale C.UTF-8' -x 'format char 3' -k 1.2,1.2");
+  EXPECT_EQ(orderOf(fixed.extract("\u00E9bxza")), (std::vector<size_t>{0, 1}));
 }
 
 // ---- Reformat

@@ -26,8 +26,9 @@ int32_t hexValue(char character) {
 
 // The letter behind the 0 of a constant like 0x12, in lower case; 0 for other tokens.
 char kindLetter(std::string_view token) {
-  if (token.size() < 2 || token[0] != '0' || isDigit(token[1])) return 0;
-  return static_cast<char>(token[1] | 0x20);
+  if (token.size() < 2 || token[0] != '0') return 0;
+  const char letter = static_cast<char>(token[1] | 0x20);
+  return letter >= 'a' && letter <= 'z' ? letter : '\0';
 }
 
 // A spelled number in parts. `isNumber` is false for any other spelling.

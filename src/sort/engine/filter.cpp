@@ -49,6 +49,7 @@ struct Operand {
   const Constant* constant;
 
   bool isNullConstant() const { return constant != nullptr && constant->type == FieldType::nullConstant; }
+  bool isCharConstant() const { return constant != nullptr && constant->type == FieldType::charConstant; }
   bool isFloatConstant() const { return constant != nullptr && constant->type == FieldType::floatConstant; }
 };
 
@@ -99,10 +100,9 @@ Piece modified(const SortKey* range, Piece piece, uint8_t* room) {
 }
 
 // The bytes by which a text sorts in the locale. `room` has 8 bytes for each byte of the piece.
-Piece collated(const RecordState& records, const SortKey* range, Piece piece, uint8_t* room, size_t size) {
-  static constexpr SortKey plain{};
+Piece collated(const RecordState& records, const SortKey& range, Piece piece, uint8_t* room, size_t size) {
   auto* const characters = reinterpret_cast<int32_t*>(room);
-  const size_t count = charactersOf(*records.collation, range != nullptr ? *range : plain, piece, characters);
+  const size_t count = charactersOf(*records.collation, range, piece, characters);
   uint8_t* const text = room + count * sizeof(int32_t);
   uint8_t* const to = text + 4 * count + 1;
   return {to, to + sortBytes(*records.collation, characters, count, text, to, size)};
@@ -114,8 +114,11 @@ Order compareText(SortSession& session, const Operand& left, const Operand& righ
   uint8_t* const rooms[] = {records.compared[0], records.compared[1]};
   if (records.collation == nullptr)
     return orderOfBytes(modified(left.range, first, rooms[0]), modified(right.range, second, rooms[1]));
-  return orderOfBytes(collated(records, left.range, first, rooms[0], records.comparedRoom / 2),
-                      collated(records, right.range, second, rooms[1], records.comparedRoom / 2));
+  SortKey ofConstant{};
+  ofConstant.fold = left.range->fold && right.isCharConstant();
+  return orderOfBytes(collated(records, *left.range, first, rooms[0], records.comparedRoom / 2),
+                      collated(records, right.range != nullptr ? *right.range : ofConstant, second, rooms[1],
+                               records.comparedRoom / 2));
 }
 
 struct Bits {
@@ -181,9 +184,9 @@ int64_t integerOf(const SortSession& session, const Operand& operand) {
   }
 }
 
-// The value of a number as text, rounded to `Value`; 0 where there is none.
+// The value of a plain number as text, rounded to `Value`; 0 where there is none.
 template <typename Value>
-long double textValue(const RecordState& records, Piece piece, char* room) {
+long double textValue(Piece piece, char* room) {
   const auto isDigit = [](uint8_t byte) { return byte >= '0' && byte <= '9'; };
   const uint8_t* at = piece.first;
   char* to = room;
@@ -191,9 +194,9 @@ long double textValue(const RecordState& records, Piece piece, char* room) {
   const bool negative = at < piece.end && *at == '-';
   if (at < piece.end && (negative || *at == '+')) ++at;
   *to++ = '0';
-  for (; at < piece.end && (isDigit(*at) || *at == static_cast<uint8_t>(records.digitSeparator)); ++at)
+  for (; at < piece.end && (isDigit(*at) || *at == ','); ++at)
     if (isDigit(*at)) *to++ = static_cast<char>(*at);
-  if (at < piece.end && *at == static_cast<uint8_t>(records.decimalPoint)) {
+  if (at < piece.end && *at == '.') {
     *to++ = '.';
     for (++at; at < piece.end && isDigit(*at); ++at) *to++ = static_cast<char>(*at);
   }
@@ -216,10 +219,12 @@ long double floatOf(const SortSession& session, const Operand& operand, FieldTyp
       return valueAt<double>(piece.first);
     case FieldType::extended:
       return valueAt<long double>(piece.first);
-    case FieldType::numericText:
-      if (other == FieldType::float32) return textValue<float>(records, piece, digits);
-      if (other == FieldType::extended) return textValue<long double>(records, piece, digits);
-      return textValue<double>(records, piece, digits);
+    case FieldType::numericText: {
+      const Piece number = plainNumber(records, piece, room + records.comparedRoom / 2);
+      if (other == FieldType::float32) return textValue<float>(number, digits);
+      if (other == FieldType::extended) return textValue<long double>(number, digits);
+      return textValue<double>(number, digits);
+    }
     default:
       return static_cast<long double>(integerOf(session, operand));
   }
@@ -230,8 +235,9 @@ Piece numericTextOf(const SortSession& session, const Operand& operand, uint8_t*
   const Piece piece = pieceOf(session, operand);
   if (operand.type == FieldType::numericText) {
     if (operand.constant != nullptr) return piece;
-    const std::string_view text(reinterpret_cast<const char*>(piece.first), piece.size());
-    return {room, room + numericTextForm(text, records.decimalPoint, records.digitSeparator, room)};
+    const Piece number = plainNumber(records, piece, room + records.comparedRoom / 2);
+    const std::string_view text(reinterpret_cast<const char*>(number.first), number.size());
+    return {room, room + numericTextForm(text, '.', ',', room)};
   }
   char digits[24];
   const int length =

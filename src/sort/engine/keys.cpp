@@ -251,8 +251,9 @@ uint8_t* hexadecimalFloat(const SortSession&, const KeyStep&, Piece piece, uint8
 
 uint8_t* numericText(const SortSession& session, const KeyStep& step, Piece piece, uint8_t* to) {
   const RecordState& records = *session.work->records;
-  const std::string_view text(reinterpret_cast<const char*>(piece.first), piece.size());
-  const size_t length = numericTextForm(text, records.decimalPoint, records.digitSeparator, to);
+  const Piece number = plainNumber(records, piece, records.scratch);
+  const std::string_view text(reinterpret_cast<const char*>(number.first), number.size());
+  const size_t length = numericTextForm(text, '.', ',', to);
   if (step.flip != 0)
     for (size_t at = 0; at < length; ++at) to[at] ^= 0xFF;
   return to + length;

@@ -197,13 +197,13 @@ void format(Line& line, const char* pattern, const Insert* inserts, int32_t coun
     if (*pattern == 0) return;
     const char* const start = pattern++;
     const Conversion conversion = takeConversion(pattern);
-    const int32_t index = conversion.position > 0 ? conversion.position - 1 : next++;
     if (conversion.letter == 0) {
       pattern = start + (start[1] == '%' ? 2 : 1);
       line.append(start, 1);
-    } else if (index < count) {
-      show(line, conversion, inserts[index]);
+      continue;
     }
+    const int32_t index = conversion.position > 0 ? conversion.position - 1 : next++;
+    if (index < count) show(line, conversion, inserts[index]);
   }
 }
 

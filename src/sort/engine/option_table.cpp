@@ -280,7 +280,7 @@ constexpr OptionRow optionTable[] = {
     {"-p", true, true, readParameterFile},
     {"-q", false, true, setDefault},
     {"-r", false, true, setDefault},
-    {"-s", true, false, readMainFunction},
+    {"-s", true, true, readMainFunction},
     {"-t", true, false, setSeparator},
     {"-T", true, true, readTempDir},
     {"-u", false, true, setFlag<&SortOptions::unique>},

@@ -163,7 +163,7 @@ void takeArguments(SortSession& session, const EngineArguments& arguments) {
 
 int32_t openParameterFile(Parser& parser, const char* name) {
   for (const Frame& frame : parser.frames)
-    if (frame.file == name) return message(fault::parameterFile, name);
+    if (!frame.file.empty() && frame.file == name) return message(fault::parameterFile, name);
   const platform::FileHandle file = platform::openFileForReading(name);
   if (file == platform::noFile) return message(fault::parameterOpen, name);
 

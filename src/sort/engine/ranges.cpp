@@ -118,6 +118,14 @@ bool isWithinOneField(const SortKey& range) {
          (range.endField == range.startField + 1 && range.endByte == 0 && range.endBit == 0);
 }
 
+// Whether bits are named only at an end where the range doesn't run through joined fields.
+bool bitsStayInOneField(const SortOptions& options, const SortKey& range) {
+  if (isWithinOneField(range)) return true;
+  const auto joinsNext = [&](int32_t field) { return options.format[field].barrier > field + 1; };
+  return (range.startBit == 0 || !joinsNext(range.startField)) &&
+         (range.endBit == 0 || !joinsNext(range.endField - 1));
+}
+
 bool fitsFormat(const SortOptions& options, const SortKey& range) {
   if (!startFits(options, range) || !endFits(options, range) || range.endField < range.startField)
     return false;
@@ -125,7 +133,8 @@ bool fitsFormat(const SortOptions& options, const SortKey& range) {
   const bool endsInside = range.endByte != 0 || range.endBit != 0;
   if (range.startField == range.endField && !endsInside) return false;
   if (options.format[range.startField].hasFlength && (startsInside || endsInside)) return false;
-  return (range.startBit == 0 && range.endBit == 0) || isWithinOneField(range);
+  if (endsInside && options.format[range.endField].hasFlength) return false;
+  return bitsStayInOneField(options, range);
 }
 
 // Makes a range whose end lies in front of its start within one field an empty one.
@@ -221,6 +230,7 @@ SortKey takePiece(const SortOptions& options, SortKey& range) {
   SortKey piece = range;
   piece.endField = range.startField = options.format[range.startField].barrier;
   piece.endByte = piece.endBit = range.startByte = range.startBit = 0;
+  piece.blankEnd = false;
   return piece;
 }
 

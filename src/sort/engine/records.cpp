@@ -297,14 +297,9 @@ int32_t initRecords(SortSession& session) {
   if (records->start == nullptr || records->isNull == nullptr || records->isAbsent == nullptr)
     return noMemory(rows * (sizeof(uint8_t*) + 2));
   records->neededFields = neededFieldsOf(options);
-  records->decimalPoint = '.';
-  records->digitSeparator = ',';
   if (options.localeCollation && options.collatingTable == nullptr) {
     records->collation = platform::openCollation(options.localeName);
     if (records->collation == nullptr) return message(61, options.localeName);
-    records->decimalPoint = platform::decimalPoint(*records->collation);
-    const char separator = platform::digitSeparator(*records->collation);
-    records->digitSeparator = separator != 0 ? separator : '\n';  // none: a byte that no line has
   }
   if (!options.binary)
     records->scan = records->collation != nullptr ? scanCharacters : scanText;
@@ -322,9 +317,71 @@ void freeRecords(SortSession& session) {
 
 namespace {
 
-const uint8_t* passBlanks(const uint8_t* at, const uint8_t* end) {
-  while (at < end && isBlank(*at)) ++at;
-  return at;
+// Steps through a record in the units that positions of a range count.
+struct ByteSteps {
+  const uint8_t* recordEnd;
+
+  const uint8_t* passBlanks(const uint8_t* at) const {
+    while (at < recordEnd && isBlank(*at)) ++at;
+    return at;
+  }
+  const uint8_t* advance(const uint8_t* at, int32_t count) const { return forward(at, count, recordEnd); }
+  const uint8_t* trim(const uint8_t* first, const uint8_t* end) const {
+    while (end > first && isBlank(end[-1])) --end;
+    return end;
+  }
+};
+
+// Steps by the characters of the locale; bytes that are no character count one by one.
+struct CharacterSteps {
+  const platform::Collation& collation;
+  const uint8_t* recordEnd;
+
+  const uint8_t* passBlanks(const uint8_t* at) const {
+    Walk walk{collation, at, recordEnd};
+    for (int32_t bytes; !walk.ended() && isBlank(collation, walk.look(bytes));) walk.at += bytes;
+    return walk.at;
+  }
+  const uint8_t* advance(const uint8_t* at, int32_t count) const {
+    Walk walk{collation, at, recordEnd};
+    for (int32_t bytes; count > 0 && !walk.ended(); --count) {
+      walk.look(bytes);
+      walk.at += bytes;
+    }
+    return walk.at;
+  }
+  const uint8_t* trim(const uint8_t* first, const uint8_t* end) const {
+    const uint8_t* kept = first;
+    Walk walk{collation, first, end};
+    for (int32_t bytes; !walk.ended(); walk.at += bytes)
+      if (!isBlank(collation, walk.look(bytes))) kept = walk.at + bytes;
+    return kept;
+  }
+};
+
+template <typename Steps>
+Piece pieceBySteps(const SortOptions& options, const RecordState& records, const SortKey& range,
+                   const Steps& steps) {
+  const bool separated = !options.binary && !options.separatorIsDefault;
+  const uint8_t* first = records.start[range.startField];
+  if (separated && range.startField != 0) first = steps.advance(first, 1);
+  if (range.blankStart) first = steps.passBlanks(first);
+  first = steps.advance(first, range.startByte);
+
+  const uint8_t* end = records.start[range.endField];
+  if (range.endByte != 0 || range.blankEnd) {
+    if (separated && range.endField != 0) end = steps.advance(end, 1);
+    if (range.blankEnd) end = steps.passBlanks(end);
+    end = steps.advance(end, range.endByte);
+  }
+  if (range.trimEnd) end = steps.trim(first, end);
+  return {first, std::max(first, end)};
+}
+
+// Whether the range has positions within a field that count characters, not bytes.
+bool countsCharacters(const SortOptions& options, const SortKey& range) {
+  return options.localeCollation && options.collatingTable == nullptr && isText(range.type) &&
+         (range.startByte != 0 || range.endByte != 0);
 }
 
 }  // namespace
@@ -333,21 +390,33 @@ Piece characterPiece(const SortSession& session, const SortKey& range) {
   const SortOptions& options = *session.options;
   const RecordState& records = *session.work->records;
   const uint8_t* const recordEnd = records.start[options.largestField];
-  const bool separated = !options.binary && !options.separatorIsDefault;
-  const uint8_t* first = records.start[range.startField];
-  if (separated && range.startField != 0) first = forward(first, 1, recordEnd);
-  if (range.blankStart) first = passBlanks(first, recordEnd);
-  first = forward(first, range.startByte, recordEnd);
+  return records.collation == nullptr
+             ? pieceBySteps(options, records, range, ByteSteps{recordEnd})
+             : pieceBySteps(options, records, range, CharacterSteps{*records.collation, recordEnd});
+}
 
-  const uint8_t* end = records.start[range.endField];
-  if (range.endByte != 0 || range.blankEnd) {
-    if (separated && range.endField != 0) end = forward(end, 1, recordEnd);
-    if (range.blankEnd) end = passBlanks(end, recordEnd);
-    end = forward(end, range.endByte, recordEnd);
+Piece plainNumber(const RecordState& records, Piece piece, uint8_t* room) {
+  if (records.collation == nullptr) return piece;
+  const std::string_view point = platform::decimalPoint(*records.collation);
+  const std::string_view separator = platform::digitSeparator(*records.collation);
+  std::string_view rest(reinterpret_cast<const char*>(piece.first), piece.size());
+  uint8_t* to = room;
+  while (!rest.empty()) {
+    size_t length = 1;
+    auto byte = static_cast<uint8_t>(rest[0]);
+    if (!point.empty() && rest.starts_with(point)) {
+      byte = '.';
+      length = point.size();
+    } else if (!separator.empty() && rest.starts_with(separator)) {
+      byte = ',';
+      length = separator.size();
+    } else if (byte == '.' || byte == ',') {
+      byte = 0;  // in this locale it ends the number
+    }
+    *to++ = byte;
+    rest.remove_prefix(length);
   }
-  if (range.trimEnd)
-    while (end > first && isBlank(end[-1])) --end;
-  return {first, std::max(first, end)};
+  return {room, to};
 }
 
 bool isPlain(const SortOptions& options, const SortKey& range) {
@@ -355,11 +424,13 @@ bool isPlain(const SortOptions& options, const SortKey& range) {
   const bool separated = !options.binary && !options.separatorIsDefault;
   const bool passesSeparator =
       separated && (range.startField != 0 || (range.endField != 0 && range.endByte != 0));
-  return !passesSeparator && !range.blankStart && !range.blankEnd && !range.trimEnd;
+  return !passesSeparator && !range.blankStart && !range.blankEnd && !range.trimEnd &&
+         !countsCharacters(options, range);
 }
 
 bool hasFixedPlace(const SortOptions& options, const SortKey& range) {
-  return options.binary && !options.variableLength && !range.blankStart && !range.blankEnd && !range.trimEnd;
+  return options.binary && !options.variableLength && !range.blankStart && !range.blankEnd &&
+         !range.trimEnd && !countsCharacters(options, range);
 }
 
 FixedPlace fixedPlaceOf(const SortOptions& options, const SortKey& range) {

@@ -32,7 +32,6 @@ struct RecordState {
                         int64_t sequence);
   KeyStep* keys;
   platform::Collation* collation;  // of the locale, null for none
-  char decimalPoint, digitSeparator;
   uint32_t reformatRanges;             // reformat items that are ranges
   uint32_t reformatConstants;          // bytes of all others, and of the length field
   uint8_t* keyLimit;                   // while a key is built: what its fields may not pass
@@ -73,6 +72,10 @@ inline Piece plainPiece(const SortOptions& options, const RecordState& records, 
   const uint8_t* const end = forward(records.start[range.endField], range.endByte, recordEnd);
   return {first, std::max(first, end)};
 }
+
+// A number as text with the locale's point and separators as '.' and ','; without a locale the piece itself.
+// `room` has as many bytes as the piece.
+Piece plainNumber(const RecordState& records, Piece piece, uint8_t* room);
 
 // Whether a range of the type is one of characters.
 constexpr bool isText(FieldType type) {

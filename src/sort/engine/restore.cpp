@@ -45,6 +45,7 @@ bool addToHeld(SortSession& session, const SortEntry& entry, int32_t& result, Ou
   RunCounters& counters = session.run->counters;
   if (held.record == nullptr) return false;
   auto* const record = const_cast<uint8_t*>(entry.record());
+  uint32_t added = entry.recordLength;  // bytes of the record that is no more
   switch (addUp(session, {held.record, held.length}, {record, entry.recordLength})) {
     case Summed::overflow:
       if (!held.overflowTold) message(sumOverflow);
@@ -54,13 +55,14 @@ bool addToHeld(SortSession& session, const SortEntry& entry, int32_t& result, Ou
       output.cursor = held.record - (session.options->outputPrefix ? prefixSize : 0);
       counters.bytesWritten -= held.length;
       --counters.recordsWritten;
+      added = held.length;
       held.record = nullptr;
       result = putRecord(session, record, entry.recordLength, output);
       break;
     case Summed::intoHeld:
       break;
   }
-  counters.bytesSummed += entry.recordLength;
+  counters.bytesSummed += added;
   ++counters.recordsSummed;
   return true;
 }

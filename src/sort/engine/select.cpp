@@ -262,7 +262,6 @@ bool settleOperand(const SortOptions& options, SortKey& range) {
   if (leavesBarrier(options, range)) {
     if (!openEnd) return false;
     range = takePiece(options, range);
-    if (range.startBit != 0 && range.endField > range.startField + 1) range.endField = range.startField + 1;
   }
   settleRange(options, range, true);
   return true;

@@ -236,8 +236,8 @@ void store(const SortSession& session, int32_t number, std::span<uint8_t> record
 bool hasVaryingLength(const SortOptions& options, const ReformatItem& item) {
   if (item.kind == ReformatItem::Kind::constant) return false;
   const SortKey& range = item.range;
-  return options.format[range.startField].nullable || range.dictionary || range.printable || range.trimEnd ||
-         range.blankStart || range.blankEnd || (range.fold && options.localeCollation);
+  return options.format[range.startField].nullable || range.dictionary || range.printable ||
+         !hasFixedPlace(options, range) || (range.fold && options.localeCollation);
 }
 
 int32_t lengthOf(const SortOptions& options, const ReformatItem& item) {
