@@ -227,7 +227,7 @@ ConstantFault storeNumericText(Storage storage) {
   auto* const form = static_cast<uint8_t*>(storage.memory.allocateBuffer(digits.size() + 6));
   if (form == nullptr) return ConstantFault::noMemory;
   storage.constant.bytes = form;
-  storage.constant.length = static_cast<int32_t>(numericTextForm(digits, '.', ',', form));
+  storage.constant.length = static_cast<int32_t>(numericTextForm(digits, form));
   return ConstantFault::none;
 }
 

@@ -237,12 +237,12 @@ Piece numericTextOf(const SortSession& session, const Operand& operand, uint8_t*
     if (operand.constant != nullptr) return piece;
     const Piece number = plainNumber(records, piece, room + records.comparedRoom / 2);
     const std::string_view text(reinterpret_cast<const char*>(number.first), number.size());
-    return {room, room + numericTextForm(text, '.', ',', room)};
+    return {room, room + numericTextForm(text, room)};
   }
   char digits[24];
   const int length =
       snprintf(digits, sizeof(digits), "%lld", static_cast<long long>(integerOf(session, operand)));
-  return {room, room + numericTextForm({digits, static_cast<size_t>(length)}, '.', ',', room)};
+  return {room, room + numericTextForm({digits, static_cast<size_t>(length)}, room)};
 }
 
 Piece decimalOf(const SortSession& session, const Operand& operand, uint8_t* room) {

@@ -253,7 +253,7 @@ uint8_t* numericText(const SortSession& session, const KeyStep& step, Piece piec
   const RecordState& records = *session.work->records;
   const Piece number = plainNumber(records, piece, records.scratch);
   const std::string_view text(reinterpret_cast<const char*>(number.first), number.size());
-  const size_t length = numericTextForm(text, '.', ',', to);
+  const size_t length = numericTextForm(text, to);
   if (step.flip != 0)
     for (size_t at = 0; at < length; ++at) to[at] ^= 0xFF;
   return to + length;

@@ -68,22 +68,22 @@ struct PairWriter {
 
 }  // namespace
 
-size_t numericTextForm(std::string_view text, char point, char separator, uint8_t* form) {
+size_t numericTextForm(std::string_view text, uint8_t* form) {
   size_t at = std::min(text.find_first_not_of(" \t"), text.size());
   bool negative = false;
   if (at < text.size() && (text[at] == '-' || text[at] == '+')) negative = text[at++] == '-';
 
   PairWriter pairs{form, 3};
   uint32_t integerDigits = 0;
-  for (; at < text.size() && (isDigit(text[at]) || text[at] == separator); ++at) {
-    if (text[at] == separator || (integerDigits == 0 && text[at] == '0')) continue;
+  for (; at < text.size() && (isDigit(text[at]) || text[at] == ','); ++at) {
+    if (text[at] == ',' || (integerDigits == 0 && text[at] == '0')) continue;
     pairs.put(text[at]);
     ++integerDigits;
   }
   pairs.finish();
 
   size_t end = at;  // behind the last digit of the fraction that isn't zero
-  if (at < text.size() && text[at] == point) {
+  if (at < text.size() && text[at] == '.') {
     ++at;
     for (size_t look = end = at; look < text.size() && isDigit(text[look]); ++look)
       if (text[look] != '0') end = look + 1;

@@ -22,11 +22,11 @@ size_t decimalFormOfBytes(bool negative, const uint8_t* bytes, size_t count, uin
 // The decimal form of a big-endian two's complement integer of 1 to 255 bytes.
 size_t fixedForm(const uint8_t* bytes, size_t count, uint8_t* form);
 
-// The form of a number as text: blanks and tabs, an optional sign, digits with `separator` among them, and
-// behind `point` the fraction; whatever follows ends it. The bytes: 2, or 1 for negative; count of integer
+// The form of a number as text: blanks and tabs, an optional sign, digits with commas among them, and behind
+// a point the fraction; whatever follows ends it. The bytes: 2, or 1 for negative; count of integer
 // digits in two bytes, big-endian; each digit + 1 in a nibble, the last nibble of an odd count 0; the
 // fraction's digits likewise without its trailing zeros; 0. All but the first byte of a negative number are
 // complemented. Zero is 2 0 0 0 0. Needs room for text.size() + 6 bytes; returns the form's length.
-size_t numericTextForm(std::string_view text, char point, char separator, uint8_t* form);
+size_t numericTextForm(std::string_view text, uint8_t* form);
 
 }  // namespace qrt::sort
