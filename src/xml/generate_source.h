@@ -25,10 +25,12 @@ struct Source {
   bool standsInDocument = false;  // and they are the same bytes in the document
 };
 
+inline constexpr uint32_t firstPrintable = 0x20, behindPrintable = 0x7F;  // of ASCII
+
 // Whether the units of printable ASCII are these characters.
 template <typename Unit>
 bool hasAscii(const Unit (&units)[256]) {
-  for (uint32_t character = ' '; character < 0x7F; ++character)
+  for (uint32_t character = firstPrintable; character < behindPrintable; ++character)
     if (units[character] != character) return false;
   return true;
 }
@@ -63,9 +65,10 @@ inline Route routeOf(Source<uint8_t>& source, const Target& target) {
   const bool isOneToOne =
       nls::fromUnicode(target.converter.get(), source.singles, 256, source.table, 256, status) == 256 &&
       U_SUCCESS(status);
-  source.isAscii &= std::none_of(source.table + ' ', source.table + 0x7F, [&](uint8_t byte) {
-    return target.block->lexClass[byte] == illegal;  // what stands for a character that isn't in the page
-  });
+  source.isAscii &=
+      std::none_of(source.table + firstPrintable, source.table + behindPrintable, [&](uint8_t byte) {
+        return target.block->lexClass[byte] == illegal;  // what stands for a character that isn't in the page
+      });
   source.standsInDocument = source.isAscii && isOneToOne && hasAscii(source.table);
   return isOneToOne ? Route::byTable : Route::byUnits;
 }
