@@ -2931,7 +2931,7 @@ typedef struct QrtXmlDescriptor {
   uint8_t level;    /* 0: nesting level; that of the first entry is the root's */
   uint8_t flags;    /* 1: 0 for a group, else QRT_XGF_* */
   uint8_t value[4]; /* 2: bytes in storage, 0 for a group; of a numeric item two 16-bit numbers, bytes of its
-                          text and bytes in storage; of an OCCURS clause the count, or an index into the
+                       text and bytes in storage; of an OCCURS clause the count, or an index into the
                        counts of occurrences */
 } QrtXmlDescriptor;
 

@@ -20,88 +20,43 @@
 
 enum { RECORD_PREFIX = 32, RECORD_SUFFIX = 2, STRIKE_LENGTH = 240, LINE_LENGTH = 132 };
 
-static uint8_t strikeBuffer[RECORD_PREFIX + STRIKE_LENGTH + RECORD_SUFFIX];
-static uint8_t lineBuffer[RECORD_PREFIX + LINE_LENGTH + RECORD_SUFFIX];
-static uint8_t *strikeArea = strikeBuffer, *lineArea = lineBuffer;
-static uint8_t strikeStatus[2], lineStatus[2];
-static uint8_t *strikeStatusBase = strikeStatus, *lineStatusBase = lineStatus, *noStatus2 = NULL;
+static uint8_t* noStatus2 = NULL;
 
-static QrtFileDescription strikeDescription = {
-    .fileIndex = 1,
-    .fileSystemCode = "9   ",
-    .organization = QRT_ORGANIZATION_LINE_SEQUENTIAL,
-    .accessMode = 0x80,
-    .maxRecord = STRIKE_LENGTH,
-    .minRecord = 0,
-    .externalName = "STRIKES",
-    .assignLength = 7,
-    .recordAreaSlot = &strikeArea,
-    .assignName = "STRIKES",
-    .statusBase = &strikeStatusBase,
-    .status2Base = &noStatus2,
-};
+/* Storage and description of a file; behind the length what else its FD says. */
+#define DESCRIBED_FILE(name, index, assigned, length, ...)                            \
+  static uint8_t name##Buffer[RECORD_PREFIX + length + RECORD_SUFFIX];                \
+  static uint8_t* name##Area = name##Buffer;                                          \
+  static uint8_t name##Status[2], *name##StatusBase = name##Status;                   \
+  static QrtFileDescription name##Description = {.fileIndex = index,                  \
+                                                 .fileSystemCode = "9   ",            \
+                                                 .accessMode = QRT_ACCESS_SEQUENTIAL, \
+                                                 .maxRecord = length,                 \
+                                                 .externalName = assigned,            \
+                                                 .assignLength = sizeof assigned - 1, \
+                                                 .recordAreaSlot = &name##Area,       \
+                                                 .assignName = assigned,              \
+                                                 .statusBase = &name##StatusBase,     \
+                                                 .status2Base = &noStatus2,           \
+                                                 __VA_ARGS__}
+#define LINE_FILE(name, index, assigned, length) \
+  DESCRIBED_FILE(name, index, assigned, length, .organization = QRT_ORGANIZATION_LINE_SEQUENTIAL)
 
-static QrtFileDescription lineDescription = {
-    .fileIndex = 2,
-    .fileSystemCode = "9   ",
-    .organization = QRT_ORGANIZATION_LINE_SEQUENTIAL,
-    .accessMode = 0x80,
-    .maxRecord = LINE_LENGTH,
-    .minRecord = 0,
-    .externalName = "REPORT",
-    .assignLength = 6,
-    .recordAreaSlot = &lineArea,
-    .assignName = "REPORT",
-    .statusBase = &lineStatusBase,
-    .status2Base = &noStatus2,
-};
+LINE_FILE(strike, 1, "STRIKES", STRIKE_LENGTH);
+LINE_FILE(line, 2, "REPORT", LINE_LENGTH);
 
 /* Costly strikes in record files: packed cost, date, operator. */
 enum { AMOUNT = 13, AMOUNT_BYTES = AMOUNT / 2 + 1, AT_DATE = AMOUNT_BYTES, AT_AIRLINE = AT_DATE + 10 };
 enum { COSTLY_LENGTH = AT_AIRLINE + 44 };
-#define COSTLY_FILE(name, index, assigned, options)                           \
-  static uint8_t name##Buffer[RECORD_PREFIX + COSTLY_LENGTH + RECORD_SUFFIX]; \
-  static uint8_t* name##Area = name##Buffer;                                  \
-  static uint8_t name##Status[2], *name##StatusBase = name##Status;           \
-  static QrtFileDescription name##Description = {                             \
-      .fileIndex = index,                                                     \
-      .fileSystemCode = "9   ",                                               \
-      .organization = QRT_ORGANIZATION_SEQUENTIAL,                            \
-      .accessMode = QRT_ACCESS_SEQUENTIAL,                                    \
-      .recordFormat = QRT_RECORD_FIXED,                                       \
-      .attributes = options,                                                  \
-      .maxRecord = COSTLY_LENGTH,                                             \
-      .minRecord = COSTLY_LENGTH,                                             \
-      .externalName = assigned,                                               \
-      .assignLength = sizeof assigned - 1,                                    \
-      .recordAreaSlot = &name##Area,                                          \
-      .assignName = assigned,                                                 \
-      .statusBase = &name##StatusBase,                                        \
-      .status2Base = &noStatus2,                                              \
-  }
+#define COSTLY_FILE(name, index, assigned, options)                                                 \
+  DESCRIBED_FILE(name, index, assigned, COSTLY_LENGTH, .organization = QRT_ORGANIZATION_SEQUENTIAL, \
+                 .recordFormat = QRT_RECORD_FIXED, .attributes = options, .minRecord = COSTLY_LENGTH)
 COSTLY_FILE(costly, 3, "COSTLY", 0);
 COSTLY_FILE(older, 4, "OLDER", QRT_FILE_OPTIONAL);
 COSTLY_FILE(ranking, 5, "RANKING", 0);
 
 /* The totals as XML, in one line. */
 enum { DOCUMENT_LENGTH = 65536 };
-static uint8_t documentBuffer[RECORD_PREFIX + DOCUMENT_LENGTH + RECORD_SUFFIX],
-    *documentArea = documentBuffer;
-static uint8_t documentStatus[2], *documentStatusBase = documentStatus;
-static QrtFileDescription documentDescription = {
-    .fileIndex = 6,
-    .fileSystemCode = "9   ",
-    .organization = QRT_ORGANIZATION_LINE_SEQUENTIAL,
-    .accessMode = 0x80,
-    .maxRecord = DOCUMENT_LENGTH,
-    .minRecord = 0,
-    .externalName = "TOTALS",
-    .assignLength = 6,
-    .recordAreaSlot = &documentArea,
-    .assignName = "TOTALS",
-    .statusBase = &documentStatusBase,
-    .status2Base = &noStatus2,
-};
+LINE_FILE(document, 6, "TOTALS", DOCUMENT_LENGTH);
 
 static QrtFcb strikes, report, costly, older, ranking, document;
 static QrtFcb* files[] = {&strikes, &report, &costly, &older, &ranking, &document};

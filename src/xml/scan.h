@@ -92,9 +92,10 @@ class Scan {
     return isSingleByte ? parser.punct[which] : static_cast<uint8_t>(punctuation[which]);
   }
 
-  // A small letter in the document's encoding.
-  uint32_t letterOf(char small) const {
-    return isSingleByte ? parser.letters[small - 'a'] : static_cast<uint8_t>(small);
+  // A letter in the document's encoding.
+  uint32_t letterOf(char letter) const {
+    if (!isSingleByte) return static_cast<uint8_t>(letter);
+    return parser.letters[letter >= 'a' ? letter - 'a' : 26 + (letter - 'A')];
   }
 
   bool is(uint8_t lex) { return lexOf(look()) == lex; }
@@ -128,7 +129,7 @@ class Scan {
     endOfText();
   }
 
-  // Takes a word of small letters; false at the first difference.
+  // Takes a word of letters; false at the first difference.
   bool takeWord(const char* word) {
     requireUnits(static_cast<ptrdiff_t>(strlen(word)));
     for (; *word != 0; ++word) {

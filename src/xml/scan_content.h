@@ -211,9 +211,7 @@ void Scan<Text>::processingInstruction() {
     if (!is(greaterThan)) fatal(140);
   }
   const auto isLetter = [&](const Unit* unit, char small) {
-    const uint32_t capital =
-        isSingleByte ? parser.letters[26 + (small - 'a')] : static_cast<uint32_t>(small - 'a' + 'A');
-    return *unit == letterOf(small) || *unit == capital;
+    return *unit == letterOf(small) || *unit == letterOf(static_cast<char>(small - 'a' + 'A'));
   };
   if (targetEnd - target == 3 && isLetter(target, 'x') && isLetter(target + 1, 'm') &&
       isLetter(target + 2, 'l'))

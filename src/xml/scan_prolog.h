@@ -127,8 +127,7 @@ typename Scan<Text>::Prolog Scan<Text>::prolog() {
         parser.scanState = state;
         continue;
       }
-      const bool isD = look() == (isSingleByte ? parser.letters[26 + ('D' - 'A')] : uint32_t{'D'});
-      if (isD) return Prolog::declaration;
+      if (look() == letterOf('D')) return Prolog::declaration;
     }
     warn(2);
     tellRun(contentText, start, at);
@@ -137,13 +136,7 @@ typename Scan<Text>::Prolog Scan<Text>::prolog() {
 
 template <typename Text>
 void Scan<Text>::doctype(const Unit* start) {
-  constexpr ptrdiff_t wordLength = 7;
-  requireUnits(wordLength);
-  for (const char* word = "DOCTYPE"; *word != 0; ++word) {
-    const uint32_t wanted = isSingleByte ? parser.letters[26 + (*word - 'A')] : static_cast<uint8_t>(*word);
-    if (look() != wanted) fatal(122);
-    step();
-  }
+  if (!takeWord("DOCTYPE")) fatal(122);
   if (!is(whiteSpace)) fatal(122);
   int32_t brackets = 0;
   uint32_t quote = 0;

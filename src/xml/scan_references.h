@@ -15,15 +15,13 @@ void Scan<Text>::numericReference(bool inAttribute) {
   bool tooHigh = false;
   for (; !isPunct(semicolonAt); step()) {
     const uint32_t character = peek();
-    const uint8_t* const figures = isSingleByte ? parser.letters : nullptr;
     uint32_t figure = 16;
-    const uint32_t zero = isSingleByte ? figures[52] : uint32_t{'0'};
+    const uint32_t zero = isSingleByte ? parser.letters[52] : uint32_t{'0'};
     if (character >= zero && character < zero + 10) figure = character - zero;
     if (hexadecimal && figure == 16)
-      for (uint32_t letterNumber = 0; letterNumber < 6; ++letterNumber)
-        if (character == letterOf(static_cast<char>('a' + letterNumber)) ||
-            character == (isSingleByte ? figures[26 + letterNumber] : 'A' + letterNumber))
-          figure = 10 + letterNumber;
+      for (uint32_t place = 0; place < 6; ++place)
+        if (character == letterOf("abcdef"[place]) || character == letterOf("ABCDEF"[place]))
+          figure = 10 + place;
     if (figure == 16) {
       const Unit* const bad = at;
       warn(hexadecimal ? 13 : 14);
